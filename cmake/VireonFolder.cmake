@@ -1,0 +1,31 @@
+# vireon_folder(NAME [SOURCES ...] [PLATFORM ...] [USES ...] [TESTS ...])
+#
+# One folder of src/ as a static library vireon_<NAME> and, when it has tests, one GoogleTest program
+# <NAME>_test. PLATFORM names files that stand in both posix/ and win32/; the one that fits is built.
+# USES names the folders below it. The order of the folders is the architecture: a folder may only
+# use those that CMake has seen before it.
+if(WIN32)
+    set(VIREON_PLATFORM_FOLDER win32)
+else()
+    set(VIREON_PLATFORM_FOLDER posix)
+endif()
+
+function(vireon_folder name)
+    cmake_parse_arguments(FOLDER "" "" "SOURCES;PLATFORM;USES;TESTS" ${ARGN})
+    set(sources ${FOLDER_SOURCES})
+    foreach(source IN LISTS FOLDER_PLATFORM)
+        list(APPEND sources ${VIREON_PLATFORM_FOLDER}/${source})
+    endforeach()
+    add_library(vireon_${name} STATIC ${sources})
+    target_include_directories(vireon_${name} PUBLIC ${PROJECT_SOURCE_DIR}/src)
+    target_link_libraries(vireon_${name} PUBLIC vireon_options)
+    foreach(used IN LISTS FOLDER_USES)
+        target_link_libraries(vireon_${name} PUBLIC vireon_${used})
+    endforeach()
+    if(VIREON_BUILD_TESTS AND FOLDER_TESTS)
+        add_executable(${name}_test ${FOLDER_TESTS})
+        target_link_libraries(${name}_test PRIVATE vireon_${name} GTest::gmock_main)
+        add_test(NAME ${name} COMMAND ${name}_test
+            --gtest_output=xml:${PROJECT_BINARY_DIR}/results/${name}.xml)
+    endif()
+endfunction()

@@ -1,0 +1,53 @@
+#ifndef VIREON_CORE_BUFFERED_INPUT_STREAM_H
+#define VIREON_CORE_BUFFERED_INPUT_STREAM_H
+
+#include <memory>
+
+#include "core/streams.h"
+#include "core/string.h"
+
+// A source read through a buffer, line by line or in blocks. The buffer (size in bytes, 0 means
+// unbuffered) is allocated on the first fill. Holds a reference to its source.
+class NPT_BufferedInputStream : public NPT_InputStream {
+  public:
+    explicit NPT_BufferedInputStream(const NPT_InputStreamReference& source,
+                                     NPT_UInt32 buffer_size = 4096);
+
+    // One line without its end, NUL-terminated, in a buffer of size characters; chars, when given,
+    // is its length. LF ends a line. A CR ends it too with break_on_cr (a LF right behind it is
+    // then skipped); without, it is dropped wherever it stands. A last line without an end is
+    // delivered.
+    //   NPT_ERROR_INVALID_ARGUMENT  null buffer or size 0
+    //   NPT_ERROR_LINE_TOO_LONG     more than size - 1 characters; the first ones are in the buffer
+    //   NPT_ERROR_NO_PROGRESS       the source delivered 0 bytes with success
+    //   NPT_ERROR_EOS               nothing left
+    NPT_Result ReadLine(char* buffer, NPT_UInt32 size, NPT_UInt32* chars = nullptr,
+                        bool break_on_cr = false);
+    // At most max_chars characters; line is empty after a failure with nothing read.
+    NPT_Result ReadLine(NPT_String& line, NPT_UInt32 max_chars, bool break_on_cr = false);
+    // Bytes already buffered stay readable whatever the new size. Without force a buffer that is
+    // large enough is kept and only the nominal size changes.
+    NPT_Result SetBufferSize(NPT_UInt32 size, bool force = false);
+
+    NPT_Result Read(void* buffer, NPT_UInt32 count, NPT_UInt32* read = nullptr) override;
+    NPT_Result Seek(NPT_UInt64 offset) override;
+    NPT_Result Tell(NPT_UInt64& offset) override;
+    NPT_Result GetSize(NPT_UInt64& size) override;
+    NPT_Result GetAvailable(NPT_UInt64& available) override;
+
+  private:
+    struct Buffer {
+        std::unique_ptr<NPT_UInt8[]> bytes;
+        NPT_UInt32 size = 0;    // nominal; the allocation may be larger
+        NPT_UInt32 offset = 0;  // of the next byte to deliver
+        NPT_UInt32 valid = 0;   // bytes filled
+    };
+
+    NPT_InputStreamReference source_;
+    NPT_UInt64 position_ = 0;
+    bool skip_newline_ = false;
+    bool end_reached_ = false;
+    Buffer buffer_;
+};
+
+#endif

@@ -1,0 +1,28 @@
+#ifndef VIREON_CORE_EVENT_H
+#define VIREON_CORE_EVENT_H
+
+#include <memory>
+
+// A signal between threads, initially not set. A manual-reset event stays set until Reset and lets
+// every waiter through; an auto-reset event lets one waiter through and is reset by it.
+// Any thread may call any operation; the owner destroys it when nobody waits any more.
+class Event {
+  public:
+    enum class Mode { kManualReset, kAutoReset };
+
+    explicit Event(Mode mode);
+    Event(const Event&) = delete;
+    Event& operator=(const Event&) = delete;
+    ~Event();
+
+    void Set();
+    void Reset();
+    // Waits without a time limit.
+    void Wait();
+
+  private:
+    struct State;
+    std::unique_ptr<State> state_;
+};
+
+#endif

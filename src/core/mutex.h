@@ -1,0 +1,45 @@
+#ifndef VIREON_CORE_MUTEX_H
+#define VIREON_CORE_MUTEX_H
+
+#include <memory>
+
+#include "core/result.h"
+
+class NPT_MutexInterface {
+  public:
+    virtual ~NPT_MutexInterface() = default;
+    // Waits without a time limit; NPT_FAILURE when the wait did not end in ownership.
+    virtual NPT_Result Lock() = 0;
+    // Always NPT_SUCCESS; does nothing on a thread that does not hold the lock.
+    virtual NPT_Result Unlock() = 0;
+};
+
+// A recursive lock over the platform's recursive mutex. Any thread may lock; the thread that locked
+// unlocks, once for each Lock. Copies make no sense and are refused.
+class NPT_Mutex : public NPT_MutexInterface {
+  public:
+    NPT_Mutex();
+    NPT_Mutex(const NPT_Mutex&) = delete;
+    NPT_Mutex& operator=(const NPT_Mutex&) = delete;
+    ~NPT_Mutex() override;
+
+    NPT_Result Lock() override;
+    NPT_Result Unlock() override;
+
+  private:
+    std::unique_ptr<NPT_MutexInterface> delegate_;
+};
+
+// Holds a mutex for a scope.
+class NPT_AutoLock {
+  public:
+    explicit NPT_AutoLock(NPT_MutexInterface& mutex) : mutex_(mutex) { mutex_.Lock(); }
+    NPT_AutoLock(const NPT_AutoLock&) = delete;
+    NPT_AutoLock& operator=(const NPT_AutoLock&) = delete;
+    ~NPT_AutoLock() { mutex_.Unlock(); }
+
+  private:
+    NPT_MutexInterface& mutex_;
+};
+
+#endif
