@@ -1,0 +1,62 @@
+# What the module needs of Python 2.7, as two targets and one variable:
+#
+#   vireon_python             the headers (quietly, as system headers) and, on Windows, python27.dll's
+#                             import library. No libpython on Linux: the module takes the
+#                             interpreter's symbols from the process that loads it.
+#   vireon_python_embed       the same with libpython, for test programs that are the process.
+#   VIREON_PYTHON_EXECUTABLE  the interpreter that runs the script tests.
+#
+# VIREON_PYTHON_DEBUG=ON takes the debug interpreter, whose modules end in _d.so. A build for Windows
+# is told by VIREON_WINDOWS_PYTHON where Windows' Python 2.7 lies (a folder with include/ and libs/).
+option(VIREON_PYTHON_DEBUG "Build for the debug interpreter, which counts references" OFF)
+
+add_library(vireon_python INTERFACE)
+add_library(vireon_python_embed INTERFACE)
+target_link_libraries(vireon_python_embed INTERFACE vireon_python)
+
+if(WIN32)
+    set(VIREON_WINDOWS_PYTHON "" CACHE PATH "Python 2.7 for 64-bit Windows: include/ and libs/")
+    set(VIREON_PYTHON_EXECUTABLE "" CACHE FILEPATH "What runs a script with Windows' Python 2.7")
+    if(NOT EXISTS "${VIREON_WINDOWS_PYTHON}/include/Python.h")
+        message(FATAL_ERROR "VIREON_WINDOWS_PYTHON names no folder with include/Python.h: "
+            "'${VIREON_WINDOWS_PYTHON}'")
+    endif()
+    set(VIREON_PYTHON_MODULE_SUFFIX .pyd)
+    target_include_directories(vireon_python SYSTEM INTERFACE ${VIREON_WINDOWS_PYTHON}/include)
+    target_link_libraries(vireon_python INTERFACE ${VIREON_WINDOWS_PYTHON}/libs/libpython27.a)
+    # The headers know 64-bit Windows by this name alone; only Microsoft's compiler sets it itself.
+    target_compile_definitions(vireon_python INTERFACE MS_WIN64)
+    return()
+endif()
+
+if(VIREON_PYTHON_DEBUG)
+    set(kind --debug)
+    set(VIREON_PYTHON_MODULE_SUFFIX _d.so)
+else()
+    set(kind)
+    set(VIREON_PYTHON_MODULE_SUFFIX .so)
+endif()
+execute_process(COMMAND ${PROJECT_SOURCE_DIR}/scripts/find-python2.sh ${kind}
+    OUTPUT_VARIABLE found RESULT_VARIABLE failed OUTPUT_STRIP_TRAILING_WHITESPACE)
+if(failed)
+    message(FATAL_ERROR "Python 2.7 with headers is missing: './dev setup' installs it")
+endif()
+foreach(name EXECUTABLE INCLUDE PLATFORM_INCLUDE LIBRARY SYSTEM_LIBRARIES VERSION)
+    string(REGEX MATCH "(^|\n)${name}=([^\n]*)" match "${found}")
+    set(python_${name} "${CMAKE_MATCH_2}")
+endforeach()
+message(STATUS "Python ${python_VERSION}: ${python_EXECUTABLE}")
+
+set(VIREON_PYTHON_EXECUTABLE ${python_EXECUTABLE})
+target_include_directories(vireon_python SYSTEM INTERFACE
+    ${python_INCLUDE} ${python_PLATFORM_INCLUDE})
+if(VIREON_PYTHON_DEBUG)
+    # Debian's headers for its debug interpreter leave this one to whoever compiles.
+    target_compile_definitions(vireon_python INTERFACE Py_DEBUG)
+endif()
+if(python_LIBRARY)
+    separate_arguments(system_libraries UNIX_COMMAND "${python_SYSTEM_LIBRARIES}")
+    target_link_libraries(vireon_python_embed INTERFACE ${python_LIBRARY} ${system_libraries})
+    # A static libpython's symbols are what the extension modules it loads link against.
+    target_link_options(vireon_python_embed INTERFACE -rdynamic)
+endif()

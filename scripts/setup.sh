@@ -1,0 +1,170 @@
+#!/usr/bin/env bash
+# Installs what building and testing needs and is not there yet. Safe to run again: what is in place
+# is left alone, and a machine that has everything is not even asked for root.
+#
+# Everything comes from Debian 12 but Python 2.7, which Debian 12 no longer has. Unless a Python 2.7
+# with headers is on PATH already, it comes from Debian 11's suite of the mirror this machine uses
+# anyway, by a source list of our own and pinned so that nothing else is ever taken from there.
+set -euo pipefail
+
+readonly kSourceList=/etc/apt/sources.list.d/vireon-python27.list
+readonly kPreferences=/etc/apt/preferences.d/vireon-python27
+readonly kKeyring=/usr/share/keyrings/debian-archive-keyring.gpg
+readonly kScripts=${BASH_SOURCE[0]%/*}
+
+# Python 2.7 and the two libraries it needs in the versions of its time.
+readonly kPythonPackages='python2.7 python2.7-* libpython2.7 libpython2.7-* libssl1.1 libffi7'
+
+readonly kPackages=(
+    ca-certificates g++ clang libclang-rt-14-dev clang-format cmake ninja-build ccache
+    googletest libbenchmark-dev
+    python3 libxml2-utils
+    iproute2 util-linux
+)
+
+say() { printf '==> %s\n' "$*"; }
+die() {
+    printf 'setup: %s\n' "$*" >&2
+    exit 1
+}
+
+as_root() {
+    if [ "$(id -u)" -eq 0 ]; then
+        "$@"
+    elif command -v sudo >/dev/null; then
+        sudo "$@"
+    else
+        die "needs root to run: $* (run it as root or install sudo)"
+    fi
+}
+
+apt_get() {
+    as_root env DEBIAN_FRONTEND=noninteractive apt-get -q \
+        -o DPkg::Lock::Timeout=600 -o Acquire::Retries=3 "$@"
+}
+
+is_installed() {
+    [ "$(dpkg-query -W -f '${db:Status-Status}' "$1" 2>/dev/null)" = installed ]
+}
+
+# Prints those of its arguments that are not installed.
+missing_packages() {
+    local package
+    for package; do
+        is_installed "$package" || printf '%s\n' "$package"
+    done
+}
+
+# True when apt knows a version of the package that it would install.
+has_candidate() {
+    local policy
+    policy=$(LC_ALL=C apt-cache policy "$1" 2>/dev/null) && [[ $policy == *'Candidate: '[!\(]* ]]
+}
+
+updated=
+update_once() {
+    [ -z "$updated" ] || return 0
+    say 'reading the package lists (apt-get update)'
+    apt_get update
+    updated=yes
+}
+
+install_packages() {
+    local package
+    for package; do
+        has_candidate "$package" || {
+            update_once
+            break
+        }
+    done
+    say "installing: $*"
+    # Lists of some days ago may name versions that the mirror has replaced.
+    apt_get install -y --no-install-recommends "$@" || {
+        [ -z "$updated" ] || die "could not install: $*"
+        update_once
+        apt_get install -y --no-install-recommends "$@" || die "could not install: $*"
+    }
+}
+
+# The mirrors that this machine's apt gets Debian 12's main component from, in its own order.
+debian_mirrors() {
+    # shellcheck disable=SC2016 # apt's own fields, not variables
+    apt-get indextargets --format '$(CODENAME)|$(ORIGIN)|$(COMPONENT)|$(REPO_URI)' \
+        'Identifier: Packages' |
+        awk -F'|' '$1 == "bookworm" && $2 == "Debian" && $3 == "main" && $4 !~ /^cdrom:/ \
+            && !seen[$4]++ { print $4 }'
+}
+
+# Reads only our own list, so that a fault there never touches what apt knows of the other sources.
+read_python_list() {
+    apt_get update -o Dir::Etc::SourceList="$kSourceList" -o Dir::Etc::SourceParts=/dev/null \
+        -o APT::Get::List-Cleanup=0 -o APT::Update::Error-Mode=any
+}
+
+write_preferences() {
+    as_root tee "$kPreferences" >/dev/null <<END
+Explanation: Debian 11 is here for Python 2.7 alone. (Written by Vireon's set-up.)
+Package: $kPythonPackages
+Pin: release o=Debian,n=bullseye
+Pin-Priority: 100
+
+Explanation: Nothing else may come from it.
+Package: *
+Pin: release o=Debian,n=bullseye
+Pin-Priority: -1
+END
+}
+
+forget_python_source() {
+    as_root rm -f "$kSourceList" "$kPreferences"
+}
+
+# Makes Debian 11's Python 2.7 known to apt: the first of the machine's mirrors that has it.
+add_python_source() {
+    local mirror mirrors
+    mirrors=$(debian_mirrors)
+    if [ -z "$mirrors" ]; then
+        update_once
+        mirrors=$(debian_mirrors)
+    fi
+    [ -n "$mirrors" ] || die "apt's configuration names no mirror of Debian 12 (bookworm, main)"
+
+    write_preferences
+    while IFS= read -r mirror; do
+        say "looking for Debian 11's Python 2.7 at $mirror"
+        printf '# Python 2.7 alone comes from here, see %s.\ndeb [arch=%s signed-by=%s] %s bullseye main\n' \
+            "$kPreferences" "$(dpkg --print-architecture)" "$kKeyring" "$mirror" |
+            as_root tee "$kSourceList" >/dev/null
+        if read_python_list && has_candidate python2.7-dev; then
+            return 0
+        fi
+    done <<<"$mirrors"
+
+    forget_python_source
+    die "none of this machine's mirrors has Debian 11's Python 2.7 (tried: ${mirrors//$'\n'/, });
+put a Python 2.7 with headers on PATH instead"
+}
+
+set_up_python() {
+    local wanted=()
+    "$kScripts/find-python2.sh" >/dev/null || wanted+=(python2.7-dev)
+    "$kScripts/find-python2.sh" --debug >/dev/null || wanted+=(python2.7-dbg)
+    [ ${#wanted[@]} -gt 0 ] || return 0
+    # A machine whose own sources have it already gets no source of ours.
+    if ! has_candidate python2.7-dev || ! has_candidate python2.7-dbg; then
+        add_python_source
+    fi
+    install_packages "${wanted[@]}"
+    "$kScripts/find-python2.sh" >/dev/null || die 'the installed Python 2.7 does not run'
+}
+
+set_up_packages() {
+    local missing
+    mapfile -t missing < <(missing_packages "${kPackages[@]}")
+    [ ${#missing[@]} -eq 0 ] || install_packages "${missing[@]}"
+}
+
+command -v apt-get >/dev/null || die 'only Debian 12 is set up by this script (no apt-get here)'
+set_up_packages
+set_up_python
+say 'set-up is complete'
