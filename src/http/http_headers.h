@@ -1,0 +1,57 @@
+#ifndef VIREON_HTTP_HTTP_HEADERS_H
+#define VIREON_HTTP_HTTP_HEADERS_H
+
+#include "core/buffered_input_stream.h"
+#include "core/list.h"
+#include "core/streams.h"
+#include "core/string.h"
+
+class NPT_HttpHeader {
+  public:
+    // A null name or value reads as empty.
+    NPT_HttpHeader(const char* name, const char* value) : name_(name), value_(value) {}
+    NPT_HttpHeader(NPT_String name, NPT_String value);
+
+    const NPT_String& GetName() const { return name_; }
+    const NPT_String& GetValue() const { return value_; }
+    void SetValue(const char* value) { value_ = value; }
+
+  private:
+    NPT_String name_;
+    NPT_String value_;
+};
+
+// The header fields of one message (RFC 7230, section 3.2) in the order in which they came.
+// Names may occur more than once; a lookup ignores the case of ASCII letters and gives the first.
+// Owns its headers; pointers to them hold until the list goes. One thread at a time.
+class NPT_HttpHeaders {
+  public:
+    NPT_HttpHeaders() = default;
+    NPT_HttpHeaders(const NPT_HttpHeaders&) = delete;
+    NPT_HttpHeaders& operator=(const NPT_HttpHeaders&) = delete;
+
+    // Null when there is none.
+    const NPT_HttpHeader* GetHeader(const char* name) const;
+    const NPT_String* GetHeaderValue(const char* name) const;
+    const NPT_List<NPT_HttpHeader>& GetHeaders() const { return headers_; }
+
+    // Appends, whatever is there already. Always NPT_SUCCESS.
+    NPT_Result AddHeader(const char* name, const char* value);
+    // Appends when there is no such header; otherwise overwrites the first one's value, or leaves
+    // it when replace is false. Always NPT_SUCCESS.
+    NPT_Result SetHeader(const char* name, const char* value, bool replace = true);
+
+    // "name: value" and a line end for each. Always NPT_SUCCESS, whatever the stream says.
+    NPT_Result Emit(NPT_OutputStream& stream) const;
+    // Appends the headers of a block: lines up to an empty one. Lines that begin with a blank
+    // continue the header above them; lines without a name are skipped; of a line with a NUL only
+    // what stands before it counts. A failing read, a line of more than 8191 characters or a block
+    // above 1 MiB ends the block where it is. Always NPT_SUCCESS: an answer without its empty line
+    // is still an answer.
+    NPT_Result Parse(NPT_BufferedInputStream& stream);
+
+  private:
+    NPT_List<NPT_HttpHeader> headers_;
+};
+
+#endif
