@@ -1,0 +1,70 @@
+#ifndef VIREON_XML_XML_ELEMENT_NODE_H
+#define VIREON_XML_XML_ELEMENT_NODE_H
+
+#include <memory>
+
+#include "core/list.h"
+#include "core/result.h"
+#include "core/string.h"
+#include "xml/xml_attribute.h"
+#include "xml/xml_namespace_map.h"
+#include "xml/xml_node.h"
+
+// An element: a qualified name, attributes, namespace declarations and children.
+//
+// Owns all of them and deletes each child exactly once, so deleting a root frees the whole tree.
+// No operation recurses: trees may be as deep as memory allows. Null texts read as empty unless a
+// failure is stated. A failed call changes nothing; std::bad_alloc passes through.
+class NPT_XmlElementNode : public NPT_XmlNode {
+  public:
+    // The first ':' separates the prefix from the tag; without one the prefix is empty.
+    explicit NPT_XmlElementNode(const char* qualified_name);
+    NPT_XmlElementNode(const char* prefix, const char* tag);
+    ~NPT_XmlElementNode() override;
+
+    NPT_XmlElementNode* AsElementNode() override { return this; }
+    const NPT_XmlElementNode* AsElementNode() const override { return this; }
+    // Also finds the element's new namespace parent and hands it down the subtree.
+    void SetParent(NPT_XmlNode* parent) override;
+
+    // Appends child and takes ownership of it, from its element if it has one already. A child
+    // added again to the same element is listed, and written, once more.
+    // NPT_ERROR_INVALID_ARGUMENT, ownership unchanged: child is null, this element or an ancestor.
+    NPT_Result AddChild(NPT_XmlNode* child);
+    // Appends a text node of its own for each call.
+    NPT_Result AddText(const char* text);
+    // Replaces the value of the attribute with this prefix and name, else appends one.
+    // NPT_ERROR_INVALID_ARGUMENT for a null name or value.
+    NPT_Result SetAttribute(const char* prefix, const char* name, const char* value);
+    // Declares a namespace on this element; the empty prefix is the default namespace.
+    NPT_Result SetNamespaceUri(const char* prefix, const char* uri);
+
+    const NPT_String& GetPrefix() const { return prefix_; }
+    const NPT_String& GetTag() const { return tag_; }
+    const NPT_List<NPT_XmlNode*>& GetChildren() const { return children_; }
+    const NPT_List<NPT_XmlAttribute>& GetAttributes() const { return attributes_; }
+    // Null until the first namespace is declared here.
+    const NPT_XmlNamespaceMap* GetNamespaceMap() const { return namespace_map_.get(); }
+    // The nearest ancestor that declares namespaces, or null.
+    NPT_XmlElementNode* GetNamespaceParent() const { return namespace_parent_; }
+
+  private:
+    friend class NPT_XmlNode;
+
+    bool IsThisOrAncestor(const NPT_XmlNode& node) const;
+    void Unlist(NPT_XmlNode& child);
+    // The namespace parent of this element's children.
+    NPT_XmlElementNode* InheritedNamespaceParent() {
+        return namespace_map_ ? this : namespace_parent_;
+    }
+    void PropagateNamespaceParent();
+
+    NPT_String prefix_;
+    NPT_String tag_;
+    NPT_List<NPT_XmlNode*> children_;
+    NPT_List<NPT_XmlAttribute> attributes_;
+    std::unique_ptr<NPT_XmlNamespaceMap> namespace_map_;
+    NPT_XmlElementNode* namespace_parent_ = nullptr;
+};
+
+#endif
