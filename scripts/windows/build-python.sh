@@ -34,10 +34,14 @@ build() {
     local source=$work/Python-$version
     patch -s -p1 -d "$source" < "$here/python/mingw.patch"
     say "Building CPython $version for 64-bit Windows (a minute or two)"
-    cmake -S "$here/python" -B "$work/build" -G Ninja "-DCMAKE_TOOLCHAIN_FILE=$toolchain" \
-        "-DPYTHON_SOURCE=$source" "-DCMAKE_INSTALL_PREFIX=$work/python" >"$work/build.log" 2>&1 &&
-        cmake --build "$work/build" --target install >>"$work/build.log" 2>&1 ||
-        { tail -n 40 "$work/build.log" >&2; return 1; }
+    if ! {
+        cmake -S "$here/python" -B "$work/build" -G Ninja "-DCMAKE_TOOLCHAIN_FILE=$toolchain" \
+            "-DPYTHON_SOURCE=$source" "-DCMAKE_INSTALL_PREFIX=$work/python" &&
+            cmake --build "$work/build" --target install
+    } >"$work/build.log" 2>&1; then
+        tail -n 40 "$work/build.log" >&2
+        return 1
+    fi
 }
 
 if [ ! -x "$result/python.exe" ]; then
