@@ -18,30 +18,47 @@ class NPT_BufferedInputStream : public NPT_InputStream {
     // then skipped); without, it is dropped wherever it stands. A last line without an end is
     // delivered.
     //   NPT_ERROR_INVALID_ARGUMENT  null buffer or size 0
-    //   NPT_ERROR_LINE_TOO_LONG     more than size - 1 characters; the first ones are in the buffer
+    //   NPT_ERROR_LINE_TOO_LONG     more than size - 1 characters; the first ones are in the
+    //   buffer,
+    //                               the one that did not fit is gone, reading can go on behind it
     //   NPT_ERROR_NO_PROGRESS       the source delivered 0 bytes with success
     //   NPT_ERROR_EOS               nothing left
+    // Any other error is the source's; what had been read of the line by then is in the buffer.
     NPT_Result ReadLine(char* buffer, NPT_UInt32 size, NPT_UInt32* chars = nullptr,
                         bool break_on_cr = false);
-    // At most max_chars characters; line is empty after a failure with nothing read.
+    // The same for at most max_chars characters; NPT_ERROR_NO_MEMORY when they cannot be had.
     NPT_Result ReadLine(NPT_String& line, NPT_UInt32 max_chars, bool break_on_cr = false);
     // Bytes already buffered stay readable whatever the new size. Without force a buffer that is
     // large enough is kept and only the nominal size changes.
     NPT_Result SetBufferSize(NPT_UInt32 size, bool force = false);
 
+    // What is buffered, or one refill: a read may be short without being the last.
     NPT_Result Read(void* buffer, NPT_UInt32 count, NPT_UInt32* read = nullptr) override;
+    // NPT_ERROR_NOT_SUPPORTED.
     NPT_Result Seek(NPT_UInt64 offset) override;
+    // The count of bytes and line characters delivered, line ends not among them.
     NPT_Result Tell(NPT_UInt64& offset) override;
+    // The source's size.
     NPT_Result GetSize(NPT_UInt64& size) override;
+    // The buffered bytes and what the source has available; the buffered ones alone when the source
+    // fails, and its error when there are none.
     NPT_Result GetAvailable(NPT_UInt64& available) override;
 
   private:
     struct Buffer {
         std::unique_ptr<NPT_UInt8[]> bytes;
-        NPT_UInt32 size = 0;    // nominal; the allocation may be larger
-        NPT_UInt32 offset = 0;  // of the next byte to deliver
-        NPT_UInt32 valid = 0;   // bytes filled
+        NPT_UInt32 capacity = 0;  // of bytes
+        NPT_UInt32 size = 0;      // asked of the source at once, never above capacity once filled
+        NPT_UInt32 offset = 0;    // of the next byte to deliver
+        NPT_UInt32 valid = 0;     // end of what the source delivered
+        NPT_UInt32 GetCount() const { return valid - offset; }
     };
+
+    NPT_Result Fill();
+    NPT_Result ReadSource(void* buffer, NPT_UInt32 count, NPT_UInt32& read);
+    NPT_Result ReadUnbuffered(void* buffer, NPT_UInt32 count, NPT_UInt32& read);
+    NPT_Result ReadChunk(NPT_UInt8* buffer, NPT_UInt32 count, NPT_UInt32& read);
+    bool IsUnbuffered() const { return buffer_.size == 0 && !end_reached_; }
 
     NPT_InputStreamReference source_;
     NPT_UInt64 position_ = 0;

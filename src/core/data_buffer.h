@@ -1,6 +1,8 @@
 #ifndef VIREON_CORE_DATA_BUFFER_H
 #define VIREON_CORE_DATA_BUFFER_H
 
+#include <memory>
+
 #include "core/result.h"
 #include "core/types.h"
 
@@ -17,8 +19,9 @@ class NPT_DataBuffer {
     explicit NPT_DataBuffer(NPT_UInt32 size);
     NPT_DataBuffer(const NPT_DataBuffer&) = delete;
     NPT_DataBuffer& operator=(const NPT_DataBuffer&) = delete;
-    virtual ~NPT_DataBuffer();
+    virtual ~NPT_DataBuffer() = default;
 
+    // NPT_ERROR_INVALID_ARGUMENT, nothing changed, for a null buffer with a size.
     virtual NPT_Result SetBuffer(NPT_UInt8* buffer, NPT_UInt32 size);
     // NPT_ERROR_NOT_SUPPORTED for a borrowed buffer, NPT_ERROR_INVALID_ARGUMENT below the data
     // size.
@@ -26,6 +29,7 @@ class NPT_DataBuffer {
     virtual NPT_UInt32 GetBufferSize() const { return buffer_size_; }
     // At least doubles the capacity when it has to grow.
     virtual NPT_Result Reserve(NPT_UInt32 size);
+    // Frees or lets go of the bytes. A buffer that borrowed keeps refusing to allocate.
     virtual NPT_Result Clear();
     virtual const NPT_UInt8* GetData() const { return buffer_; }
     virtual NPT_UInt8* UseData() { return buffer_; }
@@ -37,10 +41,13 @@ class NPT_DataBuffer {
     virtual NPT_Result SetData(const NPT_UInt8* data, NPT_UInt32 size);
 
   private:
-    NPT_Result Reallocate(NPT_UInt32 size);
+    using Block = std::unique_ptr<NPT_UInt8[]>;
+    // Moves the data to a block of exactly size bytes; old_block holds what it was in until then.
+    NPT_Result Reallocate(NPT_UInt32 size, Block& old_block);
 
     bool owns_buffer_ = true;
-    NPT_UInt8* buffer_ = nullptr;
+    Block owned_;
+    NPT_UInt8* buffer_ = nullptr;  // owned_'s bytes or the caller's
     NPT_UInt32 buffer_size_ = 0;
     NPT_UInt32 data_size_ = 0;
 };

@@ -4,7 +4,8 @@
 #include <memory>
 
 // A signal between threads, initially not set. A manual-reset event stays set until Reset and lets
-// every waiter through; an auto-reset event lets one waiter through and is reset by it.
+// every waiter through; an auto-reset event lets one waiter through and is reset by it. A Set lets
+// those through who wait already, even when a Reset follows at once.
 // Any thread may call any operation; the owner destroys it when nobody waits any more.
 class Event {
   public:

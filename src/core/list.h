@@ -53,7 +53,7 @@ class NPT_List {
     using ConstIterator = BasicIterator<const T>;
 
     NPT_List() = default;
-    NPT_List(const NPT_List& other) {
+    NPT_List(const NPT_List& other) : NPT_List() {
         for (const T& item : other)
             Add(item);
     }

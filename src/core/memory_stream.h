@@ -28,7 +28,8 @@ class NPT_DelegatingOutputStream : public NPT_OutputStream {
 
 // A growing memory buffer with independent read and write offsets (in bytes, below 4 GiB). Owns its
 // bytes. Seeking beyond the data gives NPT_ERROR_OUT_OF_RANGE; a write that would pass 4 GiB or
-// cannot be stored gives NPT_ERROR_NO_MEMORY and changes nothing.
+// cannot be stored gives NPT_ERROR_NO_MEMORY and changes nothing. What is written must not lie in
+// the stream's own buffer.
 class NPT_MemoryStream : public NPT_DelegatingInputStream, public NPT_DelegatingOutputStream {
   public:
     explicit NPT_MemoryStream(NPT_UInt32 initial_size = 0);

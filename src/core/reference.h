@@ -1,6 +1,7 @@
 #ifndef VIREON_CORE_REFERENCE_H
 #define VIREON_CORE_REFERENCE_H
 
+#include <memory>
 #include <utility>
 
 #include "core/mutex.h"
@@ -22,7 +23,11 @@ class NPT_Reference {
   public:
     NPT_Reference() = default;
     // Takes ownership of object, which may be null.
-    explicit NPT_Reference(T* object) : object_(object), counter_(object ? new Counter : nullptr) {}
+    explicit NPT_Reference(T* object) {
+        std::unique_ptr<T> owned(object);
+        if (object) counter_ = new Counter;
+        object_ = owned.release();
+    }
     NPT_Reference(const NPT_Reference& other) : object_(other.object_), counter_(other.counter_) {
         if (counter_) {
             NPT_AutoLock lock(counter_->mutex);

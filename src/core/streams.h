@@ -17,7 +17,8 @@ class NPT_InputStream {
 
     // Replaces the buffer's data by what the stream still holds, at most max_read bytes (0: no
     // limit). NPT_ERROR_INVALID_ARGUMENT for a max_read, NPT_ERROR_OUT_OF_RANGE for content above
-    // 1 GiB. The end of the stream ends the load with success.
+    // 1 GiB (the buffer is then cleared), NPT_ERROR_NO_PROGRESS when a read succeeds with none. The
+    // end of the stream ends the load with success.
     virtual NPT_Result Load(NPT_DataBuffer& buffer, NPT_UInt64 max_read = 0);
     // Up to count bytes; NPT_ERROR_EOS at the end of the stream.
     virtual NPT_Result Read(void* buffer, NPT_UInt32 count, NPT_UInt32* read = nullptr) = 0;
@@ -53,7 +54,8 @@ using NPT_OutputStreamReference = NPT_Reference<NPT_OutputStream>;
 
 // Copies size bytes (0: until the source ends) from one stream to the other, starting at offset of
 // the source when that is not 0. copied, when given, counts the bytes written, also on failure. The
-// source's end is a success; NPT_ERROR_NO_MEMORY when the copy buffer cannot be had.
+// source's end is a success; NPT_ERROR_NO_MEMORY when the copy buffer cannot be had,
+// NPT_ERROR_NO_PROGRESS when a read or a write succeeds with none.
 NPT_Result NPT_StreamToStreamCopy(NPT_InputStream& from, NPT_OutputStream& to,
                                   NPT_UInt64 offset = 0, NPT_UInt64 size = 0,
                                   NPT_UInt64* copied = nullptr);

@@ -15,8 +15,8 @@
 // count. There is no locale: case folding touches the ASCII letters only.
 //
 // Each object owns its characters. Not synchronised: one thread at a time per object.
-// Sizes are in bytes and below 4 GiB; what would pass that limit throws std::bad_alloc, as does a
-// failed allocation.
+// Sizes are in bytes and below 2 GiB, so that every index fits the int that the searches return;
+// what would pass that limit throws std::bad_alloc, as does a failed allocation.
 class NPT_String {
   public:
     NPT_String() = default;
@@ -36,8 +36,9 @@ class NPT_String {
     // Decimal, with a leading '-' for negative values.
     static NPT_String FromInteger(NPT_Int64 value);
     // printf-style. Gives the empty string when the text would pass 524288 characters.
-    static NPT_String Format(const char* format, ...);
-    static NPT_String FormatList(const char* format, va_list arguments);
+    [[gnu::format(printf, 1, 2)]] static NPT_String Format(const char* format, ...);
+    [[gnu::format(printf, 1, 0)]] static NPT_String FormatList(const char* format,
+                                                               va_list arguments);
 
     // Replaces the content by the same (characters, length) rule as construction.
     void Assign(const char* text, NPT_UInt32 length);
@@ -88,6 +89,11 @@ class NPT_String {
     NPT_Result ToInteger(NPT_UInt64& value, bool relaxed = false) const;
 
   private:
+    void Replace(const char* text, NPT_UInt32 length);
+    // Moves the content to a block of that capacity and returns the holder of the old block.
+    NPT_String MoveToBlock(NPT_UInt32 capacity);
+    void EndAt(NPT_UInt32 length);
+
     char* chars_ = nullptr;
 };
 

@@ -1,0 +1,49 @@
+#include "core/event.h"
+
+#include <condition_variable>
+#include <mutex>
+
+#include "core/types.h"
+
+struct Event::State {
+    explicit State(Mode event_mode) : mode(event_mode) {}
+
+    const Mode mode;
+    std::mutex mutex;
+    std::condition_variable changed;
+    bool is_set = false;
+    NPT_UInt64 set_count = 0;  // tells a waiter of a Set that was reset before he woke
+};
+
+Event::Event(Mode mode) : state_(std::make_unique<State>(mode)) {}
+
+Event::~Event() = default;
+
+void Event::Set() {
+    // Notified under the lock: a waiter may destroy the event as soon as he gets it.
+    const std::lock_guard<std::mutex> lock(state_->mutex);
+    state_->is_set = true;
+    ++state_->set_count;
+    if (state_->mode == Mode::kManualReset) {
+        state_->changed.notify_all();
+    } else {
+        state_->changed.notify_one();
+    }
+}
+
+void Event::Reset() {
+    const std::lock_guard<std::mutex> lock(state_->mutex);
+    state_->is_set = false;
+}
+
+void Event::Wait() {
+    std::unique_lock<std::mutex> lock(state_->mutex);
+    if (state_->mode == Mode::kAutoReset) {
+        state_->changed.wait(lock, [this] { return state_->is_set; });
+        state_->is_set = false;
+        return;
+    }
+    const NPT_UInt64 seen = state_->set_count;
+    state_->changed.wait(lock,
+                         [this, seen] { return state_->is_set || state_->set_count != seen; });
+}

@@ -1,0 +1,382 @@
+#include "core/string.h"
+
+#include <algorithm>
+#include <charconv>
+#include <cstdio>
+#include <cstring>
+#include <new>
+#include <utility>
+
+#include "core/parse_integer.h"
+
+namespace {
+
+// What stands in front of the characters. The layout is part of the class's contract.
+struct BlockHeader {
+    NPT_UInt32 length;
+    NPT_UInt32 capacity;
+};
+
+constexpr NPT_UInt32 kMaxLength = 0x7FFFFFFF;
+constexpr NPT_UInt32 kFirstFormatSize = 256;
+constexpr NPT_UInt32 kLargestFormatSize = 0x80000;
+constexpr char kTrimmed[] = "\r\n\t ";
+
+BlockHeader* HeaderOf(char* chars) {
+    return reinterpret_cast<BlockHeader*>(chars) - 1;
+}
+
+NPT_UInt32 CheckedLength(NPT_UInt64 length) {
+    if (length > kMaxLength) throw std::bad_alloc();
+    return static_cast<NPT_UInt32>(length);
+}
+
+NPT_UInt32 LengthOf(const char* text) {
+    return text ? CheckedLength(std::strlen(text)) : 0;
+}
+
+char* NewBlock(NPT_UInt32 capacity) {
+    const std::size_t size = sizeof(BlockHeader) + CheckedLength(capacity) + std::size_t{1};
+    auto* header = new (::operator new(size)) BlockHeader{0, capacity};
+    auto* chars = reinterpret_cast<char*>(header + 1);
+    chars[0] = '\0';
+    return chars;
+}
+
+void FreeBlock(char* chars) {
+    if (chars) ::operator delete(HeaderOf(chars));
+}
+
+NPT_UInt32 GrownCapacity(NPT_UInt32 needed, NPT_UInt32 capacity) {
+    const NPT_UInt64 doubled = NPT_UInt64{capacity} * 2;
+    return std::max(needed, static_cast<NPT_UInt32>(std::min<NPT_UInt64>(doubled, kMaxLength)));
+}
+
+// The rule of ranges: a NUL ends them early unless it is their last character.
+NPT_UInt32 LengthOfRange(const char* text, NPT_UInt32 length) {
+    if (!text || length == 0) return 0;
+    const void* nul = std::memchr(text, '\0', length - 1);
+    return nul ? static_cast<NPT_UInt32>(static_cast<const char*>(nul) - text) : length;
+}
+
+char Folded(char character, bool ignore_case) {
+    const bool is_lower = character >= 'a' && character <= 'z';
+    return ignore_case && is_lower ? static_cast<char>(character & ~0x20) : character;
+}
+
+bool RangesEqual(const char* left, const char* right, NPT_UInt32 count, bool ignore_case) {
+    if (!ignore_case) return std::memcmp(left, right, count) == 0;
+    return std::equal(left, left + count, right,
+                      [](char a, char b) { return Folded(a, true) == Folded(b, true); });
+}
+
+bool IsTrimmed(char character) {
+    return character != '\0' && std::strchr(kTrimmed, character);
+}
+
+NPT_String Concatenate(const char* left, NPT_UInt32 left_length, const char* right,
+                       NPT_UInt32 right_length) {
+    NPT_String result;
+    result.Reserve(CheckedLength(NPT_UInt64{left_length} + right_length));
+    result.Append(left, left_length);
+    result.Append(right, right_length);
+    return result;
+}
+
+}  // namespace
+
+NPT_String::NPT_String(const char* text) {
+    Replace(text, LengthOf(text));
+}
+
+NPT_String::NPT_String(const char* text, NPT_UInt32 length) {
+    Assign(text, length);
+}
+
+NPT_String::NPT_String(const NPT_String& other) {
+    Replace(other.chars_, other.GetLength());
+}
+
+NPT_String::NPT_String(NPT_String&& other) noexcept
+    : chars_(std::exchange(other.chars_, nullptr)) {}
+
+NPT_String::~NPT_String() {
+    FreeBlock(chars_);
+}
+
+NPT_String& NPT_String::operator=(const NPT_String& other) {
+    Replace(other.chars_, other.GetLength());
+    return *this;
+}
+
+NPT_String& NPT_String::operator=(NPT_String&& other) noexcept {
+    std::swap(chars_, other.chars_);
+    return *this;
+}
+
+NPT_String& NPT_String::operator=(const char* text) {
+    Replace(text, LengthOf(text));
+    return *this;
+}
+
+NPT_String NPT_String::FromInteger(NPT_Int64 value) {
+    char digits[20];  // "-9223372036854775808"
+    const auto end = std::to_chars(digits, digits + sizeof(digits), value).ptr;
+    return NPT_String(digits, static_cast<NPT_UInt32>(end - digits));
+}
+
+NPT_String NPT_String::Format(const char* format, ...) {
+    va_list arguments;
+    va_start(arguments, format);
+    NPT_String text = FormatList(format, arguments);
+    va_end(arguments);
+    return text;
+}
+
+NPT_String NPT_String::FormatList(const char* format, va_list arguments) {
+    NPT_String text;
+    if (!format) return text;
+    for (NPT_UInt32 size = kFirstFormatSize; size <= kLargestFormatSize; size *= 2) {
+        text.Reserve(size);
+        va_list per_try;  // formatting uses its list up
+        va_copy(per_try, arguments);
+        const int length = std::vsnprintf(text.chars_, size + std::size_t{1}, format, per_try);
+        va_end(per_try);
+        if (length >= 0 && static_cast<NPT_UInt32>(length) <= size) {
+            text.SetLength(static_cast<NPT_UInt32>(length));
+            return text;
+        }
+    }
+    return NPT_String();
+}
+
+void NPT_String::Assign(const char* text, NPT_UInt32 length) {
+    Replace(text, LengthOfRange(text, length));
+}
+
+// text may lie in this string's own block.
+void NPT_String::Replace(const char* text, NPT_UInt32 length) {
+    if (length == 0) {
+        FreeBlock(std::exchange(chars_, nullptr));
+    } else if (length <= GetCapacity()) {
+        std::memmove(chars_, text, length);
+        EndAt(length);
+    } else {
+        char* fresh = NewBlock(length);
+        std::memcpy(fresh, text, length);
+        FreeBlock(std::exchange(chars_, fresh));
+        EndAt(length);
+    }
+}
+
+NPT_String NPT_String::MoveToBlock(NPT_UInt32 capacity) {
+    const NPT_UInt32 length = GetLength();
+    NPT_String old;
+    old.chars_ = std::exchange(chars_, NewBlock(capacity));
+    if (length) std::memcpy(chars_, old.chars_, length);
+    EndAt(length);
+    return old;
+}
+
+void NPT_String::EndAt(NPT_UInt32 length) {
+    HeaderOf(chars_)->length = length;
+    chars_[length] = '\0';
+}
+
+NPT_UInt32 NPT_String::GetLength() const {
+    return chars_ ? HeaderOf(chars_)->length : 0;
+}
+
+NPT_UInt32 NPT_String::GetCapacity() const {
+    return chars_ ? HeaderOf(chars_)->capacity : 0;
+}
+
+void NPT_String::Reserve(NPT_UInt32 n) {
+    if (n > GetCapacity()) MoveToBlock(GrownCapacity(n, GetCapacity()));
+}
+
+void NPT_String::SetLength(NPT_UInt32 n, bool pad) {
+    if (n == 0) {
+        FreeBlock(std::exchange(chars_, nullptr));
+        return;
+    }
+    Reserve(n);
+    const NPT_UInt32 length = GetLength();
+    if (pad && n > length) std::memset(chars_ + length, ' ', n - length);
+    EndAt(n);
+}
+
+void NPT_String::Append(const char* text, NPT_UInt32 count) {
+    if (!text || count == 0) return;
+    const NPT_UInt32 length = GetLength();
+    const NPT_UInt32 total = CheckedLength(NPT_UInt64{length} + count);
+    NPT_String old;  // kept until the copy: text may lie in it
+    if (total > GetCapacity()) old = MoveToBlock(GrownCapacity(total, GetCapacity()));
+    std::memmove(chars_ + length, text, count);
+    EndAt(total);
+}
+
+void NPT_String::Append(const char* text) {
+    Append(text, LengthOf(text));
+}
+
+NPT_String& NPT_String::operator+=(const NPT_String& other) {
+    Append(other.chars_, other.GetLength());
+    return *this;
+}
+
+NPT_String& NPT_String::operator+=(const char* text) {
+    Append(text);
+    return *this;
+}
+
+NPT_String& NPT_String::operator+=(char character) {
+    Append(&character, 1);
+    return *this;
+}
+
+int NPT_String::Compare(const char* other, bool ignore_case) const {
+    const char* left = GetChars();
+    const char* right = other ? other : "";
+    for (;; ++left, ++right) {
+        const char a = Folded(*left, ignore_case);
+        const char b = Folded(*right, ignore_case);
+        if (a != b || a == '\0') return static_cast<signed char>(a) - static_cast<signed char>(b);
+    }
+}
+
+int NPT_String::Compare(const NPT_String& other, bool ignore_case) const {
+    return Compare(other.GetChars(), ignore_case);
+}
+
+int NPT_String::Find(char character, NPT_UInt32 start, bool ignore_case) const {
+    const NPT_UInt32 length = GetLength();
+    const char wanted = Folded(character, ignore_case);
+    for (NPT_UInt32 index = start; index < length; ++index) {
+        if (Folded(chars_[index], ignore_case) == wanted) return static_cast<int>(index);
+    }
+    return -1;
+}
+
+int NPT_String::Find(const char* text, NPT_UInt32 start, bool ignore_case) const {
+    const NPT_UInt32 length = GetLength();
+    if (!text || start >= length) return -1;
+    const NPT_UInt32 wanted = LengthOf(text);
+    for (NPT_UInt32 index = start; wanted <= length - index; ++index) {
+        if (RangesEqual(chars_ + index, text, wanted, ignore_case)) return static_cast<int>(index);
+    }
+    return -1;
+}
+
+int NPT_String::ReverseFind(char character, NPT_UInt32 start, bool ignore_case) const {
+    const NPT_UInt32 length = GetLength();
+    if (start >= length) return -1;
+    const char wanted = Folded(character, ignore_case);
+    for (NPT_UInt32 remaining = length - start; remaining > 0; --remaining) {
+        if (Folded(chars_[remaining - 1], ignore_case) == wanted)
+            return static_cast<int>(remaining - 1);
+    }
+    return -1;
+}
+
+bool NPT_String::StartsWith(const char* text, bool ignore_case) const {
+    if (!text) return false;
+    const NPT_UInt32 count = LengthOf(text);
+    return count <= GetLength() && RangesEqual(GetChars(), text, count, ignore_case);
+}
+
+bool NPT_String::EndsWith(const char* text, bool ignore_case) const {
+    if (!text) return false;
+    const NPT_UInt32 count = LengthOf(text);
+    const NPT_UInt32 length = GetLength();
+    return count <= length && RangesEqual(GetChars() + (length - count), text, count, ignore_case);
+}
+
+NPT_String NPT_String::SubString(NPT_UInt32 first, NPT_UInt32 count) const {
+    const NPT_UInt32 length = GetLength();
+    if (first >= length) return NPT_String();
+    return NPT_String(chars_ + first, std::min(count, length - first));
+}
+
+void NPT_String::MakeLowercase() {
+    for (char *next = chars_, *end = chars_ + GetLength(); next != end; ++next) {
+        if (*next >= 'A' && *next <= 'Z') *next = static_cast<char>(*next | 0x20);
+    }
+}
+
+NPT_String NPT_String::ToLowercase() const {
+    NPT_String lowercase(*this);
+    lowercase.MakeLowercase();
+    return lowercase;
+}
+
+void NPT_String::TrimLeft() {
+    const NPT_UInt32 length = GetLength();
+    NPT_UInt32 first = 0;
+    while (first < length && IsTrimmed(chars_[first]))
+        ++first;
+    if (first) Replace(chars_ + first, length - first);
+}
+
+void NPT_String::TrimRight() {
+    const NPT_UInt32 length = GetLength();
+    NPT_UInt32 kept = length;
+    while (kept > 0 && IsTrimmed(chars_[kept - 1]))
+        --kept;
+    if (kept < length) SetLength(kept);
+}
+
+void NPT_String::Trim() {
+    TrimLeft();
+    TrimRight();
+}
+
+NPT_List<NPT_String> NPT_String::Split(const char* separator) const {
+    NPT_List<NPT_String> pieces;
+    const NPT_UInt32 separator_length = LengthOf(separator);
+    NPT_UInt32 first = 0;
+    if (separator_length) {
+        for (int found = Find(separator); found >= 0; found = Find(separator, first)) {
+            pieces.Add(SubString(first, static_cast<NPT_UInt32>(found) - first));
+            first = static_cast<NPT_UInt32>(found) + separator_length;
+        }
+    }
+    pieces.Add(SubString(first));
+    return pieces;
+}
+
+NPT_Result NPT_String::ToInteger(NPT_UInt32& value, bool relaxed) const {
+    return NPT_ParseInteger(GetChars(), value, relaxed);
+}
+
+NPT_Result NPT_String::ToInteger(NPT_UInt64& value, bool relaxed) const {
+    return NPT_ParseInteger(GetChars(), value, relaxed);
+}
+
+NPT_String operator+(const NPT_String& left, const NPT_String& right) {
+    return Concatenate(left.GetChars(), left.GetLength(), right.GetChars(), right.GetLength());
+}
+
+NPT_String operator+(const NPT_String& left, const char* right) {
+    return Concatenate(left.GetChars(), left.GetLength(), right, LengthOf(right));
+}
+
+NPT_String operator+(const char* left, const NPT_String& right) {
+    return Concatenate(left, LengthOf(left), right.GetChars(), right.GetLength());
+}
+
+bool operator==(const NPT_String& left, const NPT_String& right) {
+    return left.Compare(right) == 0;
+}
+
+bool operator==(const NPT_String& left, const char* right) {
+    return left.Compare(right) == 0;
+}
+
+bool operator!=(const NPT_String& left, const NPT_String& right) {
+    return !(left == right);
+}
+
+bool operator!=(const NPT_String& left, const char* right) {
+    return !(left == right);
+}
