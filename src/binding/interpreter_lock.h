@@ -1,0 +1,73 @@
+#ifndef VIREON_BINDING_INTERPRETER_LOCK_H
+#define VIREON_BINDING_INTERPRETER_LOCK_H
+
+#include <optional>
+
+// The interpreter's own types, so that only the sources need its headers.
+struct _object;
+typedef struct _object PyObject;
+struct _ts;
+typedef struct _ts PyThreadState;
+
+// True exactly when the calling thread holds the interpreter lock. Safe on any thread, with or
+// without an interpreter.
+bool IsCurrentThreadHoldPythonGIL2();
+
+// Holds the interpreter lock for a scope, whether or not the thread held it before. Destroyed on
+// the thread that made it, in reverse order of creation. The interpreter must be alive: a thread
+// that cannot know uses InterpreterVisit.
+class PyAutoLock2 {
+  public:
+    PyAutoLock2();
+    PyAutoLock2(const PyAutoLock2&) = delete;
+    PyAutoLock2& operator=(const PyAutoLock2&) = delete;
+    ~PyAutoLock2();
+
+  private:
+    int state_;
+};
+
+// Releases the interpreter lock for a scope, so that scripts run while native code waits; does
+// nothing on a thread that does not hold it. Destroyed on the thread that made it.
+class PyAutoUnlock2 {
+  public:
+    PyAutoUnlock2();
+    PyAutoUnlock2(const PyAutoUnlock2&) = delete;
+    PyAutoUnlock2& operator=(const PyAutoUnlock2&) = delete;
+    ~PyAutoUnlock2();
+
+  private:
+    PyThreadState* saved_;
+};
+
+// Inserts and takes the caller's references to key and value (either may be null, which is a
+// failure), whether the insert succeeded or not. The lock must be held. 0, or -1 with the
+// interpreter's error set.
+int PyDict_SetItem2(PyObject* dict, PyObject* key, PyObject* value);
+
+// Lets native threads visit the interpreter from now on and has the interpreter call back when it
+// exits: the door is closed then, before anything of the interpreter is torn down. Called with the
+// lock held; a second call does nothing.
+void OpenInterpreterToThreads();
+
+// True from the moment when an interpreter that was opened to threads begins to exit. Never true in
+// a process that has opened none.
+bool IsInterpreterEnding();
+
+// Holds the interpreter lock for a scope on a thread of our own, unless the interpreter is not
+// there or exits: then the visit is refused and false. A thread that holds the lock already is
+// never refused.
+class InterpreterVisit {
+  public:
+    InterpreterVisit();
+    InterpreterVisit(const InterpreterVisit&) = delete;
+    InterpreterVisit& operator=(const InterpreterVisit&) = delete;
+    ~InterpreterVisit();
+    explicit operator bool() const { return lock_.has_value(); }
+
+  private:
+    bool counted_ = false;
+    std::optional<PyAutoLock2> lock_;
+};
+
+#endif

@@ -1,0 +1,34 @@
+#ifndef VIREON_ENGINE_SCRIPT_REFERENCE_H
+#define VIREON_ENGINE_SCRIPT_REFERENCE_H
+
+#include <utility>
+
+#include "binding/interpreter_lock.h"
+
+// One counted reference to a script object, or none. Made, copied and dropped with the interpreter
+// lock held; moving needs no lock.
+class ScriptReference {
+  public:
+    ScriptReference() = default;
+    // Takes the caller's reference over.
+    static ScriptReference Steal(PyObject* object);
+    // Adds a reference of its own.
+    static ScriptReference Borrow(PyObject* object);
+    ScriptReference(ScriptReference&& other) noexcept
+        : object_(std::exchange(other.object_, nullptr)) {}
+    ScriptReference& operator=(ScriptReference&& other) noexcept {
+        std::swap(object_, other.object_);
+        return *this;
+    }
+    ~ScriptReference();
+
+    PyObject* Get() const { return object_; }
+    // Hands the reference to the caller.
+    PyObject* Release() { return std::exchange(object_, nullptr); }
+    explicit operator bool() const { return object_ != nullptr; }
+
+  private:
+    PyObject* object_ = nullptr;
+};
+
+#endif

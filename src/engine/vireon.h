@@ -1,0 +1,116 @@
+#ifndef VIREON_ENGINE_VIREON_H
+#define VIREON_ENGINE_VIREON_H
+
+#include <atomic>
+#include <cstdarg>
+#include <memory>
+#include <vector>
+
+#include "core/critical_section.h"
+#include "core/list.h"
+#include "core/mutex.h"
+#include "core/time.h"
+#include "device/zo_ssdp_device_info.h"
+#include "engine/callback_task_worker_thread.h"
+#include "engine/script_reference.h"
+#include "engine/ssdp_search_worker_thread.h"
+#include "engine/vireon_link.h"
+#include "http/http_message.h"
+#include "http/http_request.h"
+#include "http/http_request_context.h"
+#include "http/http_response.h"
+#include "http/http_url.h"
+#include "net/network_interface.h"
+
+// The discovery engine: configured with an interval and a script callable, started with
+// SearchDevices, ended with Stop. Owns one dispatch thread and one search thread per sender.
+//
+// Script threads, which hold the interpreter lock, configure, start, stop and destroy it; search
+// threads call the three processing operations; the dispatch thread alone calls CallbacktoClient.
+// Locks are taken in the order interpreter lock, m_lock, the queue's lock; under the last two
+// nothing waits for a thread or for the interpreter.
+class Vireon {
+  public:
+    // What SearchDevices reports unless a multicast sender found no port.
+    static constexpr zorvane::Int32 kSearchStarted = 0x28800F00;
+
+    Vireon();
+    Vireon(const Vireon&) = delete;
+    Vireon& operator=(const Vireon&) = delete;
+    // Waits for all threads, with the interpreter lock released, but leaves stopping them to the
+    // client: without Stop this waits forever. Only while the interpreter exits it does not wait;
+    // the threads then end by themselves and use nothing of this object any more.
+    virtual ~Vireon();
+
+    // Seconds between two searches, stored as given: 0 and NaN search every 30 s, a negative value
+    // does not wait.
+    void SetInterVal(float seconds);
+    // Replaces the callable; null and None leave none. It is not checked that it can be called.
+    void SetCallback(PyObject* callback);
+    // Starts a search on the local interfaces: kSearchStarted, or 0 when a multicast sender found
+    // no port (what was started before keeps running). Does not reset isClosed: a search on a
+    // closed engine sends once and ends.
+    zorvane::Int32 SearchDevices();
+    // The same search on the interfaces given.
+    zorvane::Int32 SearchInterfaces(const NPT_List<NPT_NetworkInterface*>& interfaces);
+    // Closes the engine and waits for its threads, with the interpreter lock released: at most one
+    // interval plus the callback that is running. On the dispatch thread it does not wait for that
+    // one. A second call finds nobody to wait for.
+    void Stop();
+
+    // Checks an answer to a search and takes it in.
+    //   response_result, when that is not 0
+    //   NPT_ERROR_INVALID_ARGUMENT  no response, or one without ST, USN, EXT or Location
+    //   NPT_FAILURE                 a status that is not 2xx, a USN that is not made of a uuid and
+    //                               the ST, an invalid location, no friendly name
+    //   NPT_ERROR_INVALID_STATE     no search was ever started, so there is no queue
+    //   NPT_SUCCESS                 the record is queued, or the answer is another device's
+    NPT_Result ProcessSsdpSearchResponse(NPT_Result response_result, const NPT_HttpRequest& request,
+                                         const NPT_HttpRequestContext& context,
+                                         NPT_HttpResponse* response);
+    NPT_Result ProcessSsdpMessage(const NPT_HttpMessage& message,
+                                  const NPT_HttpRequestContext& context, NPT_String& uuid);
+    NPT_Result InspectDevice(const NPT_HttpMessage& message, const NPT_HttpUrl& location,
+                             const char* uuid, const NPT_String* usn, NPT_TimeInterval lease_time);
+
+    // Calls the callable with ("Update Service", the device's dictionary). Takes the interpreter
+    // lock itself; does nothing without a device, a callable or a living interpreter.
+    void CallbacktoClient(ZoSsdpDeviceInfo* device);
+    // Calls the callable with arguments built as the interpreter's Py_BuildValue does; a format of
+    // one character becomes a tuple of one, none or "" a call without arguments. The interpreter
+    // lock is held. A script exception is printed and cleared, SystemExit like any other; so is a
+    // failure to build the arguments, and then the callable is not called.
+    // A new reference, or null after an exception and without a callable.
+    PyObject* _Callback(const char* format, va_list arguments);
+    // Does nothing without a callable.
+    void CallBack(const char* format, ...);
+    // The same two for a caller that has a format but no arguments: every item is null or zero.
+    PyObject* CallbackWithoutArguments(const char* format);
+    void CallBackWithoutArguments(const char* format);
+
+    const std::shared_ptr<VireonLife>& GetLife() const { return life_; }
+
+    // Every worker polls it; Stop sets it and nothing resets it but the script.
+    std::atomic<bool> isClosed{false};
+
+  private:
+    void StartDispatch();
+    zorvane::Int32 StartSenders(const NPT_List<NPT_NetworkInterface*>& interfaces);
+    void StartSearchThread(std::unique_ptr<NPT_UdpSocket> socket,
+                           std::unique_ptr<NPT_HttpRequest> request);
+    std::shared_ptr<CallbackTaskWorkerThread> GetCallbackThread();
+    std::vector<std::shared_ptr<SsdpSearchWorkerThread>> GetSearchThreads();
+    void LeaveThreadsBehind();
+
+    std::atomic<float> m_interval;
+    // Replaced under m_lock, so that no record is queued behind the back of a replacement.
+    std::shared_ptr<CallbackTaskWorkerThread> m_callbackThread;
+    // Only touched with the interpreter lock held.
+    ScriptReference m_pyCallback;
+    NPT_Mutex m_lock;
+    std::vector<std::shared_ptr<SsdpSearchWorkerThread>> m_searchThreads;
+    CriticalSection search_threads_lock_;
+    std::shared_ptr<VireonLife> life_;
+};
+
+#endif
