@@ -27,5 +27,6 @@ function(vireon_folder name)
         target_link_libraries(${name}_test PRIVATE vireon_${name} GTest::gmock_main)
         add_test(NAME ${name} COMMAND ${name}_test
             --gtest_output=xml:${PROJECT_BINARY_DIR}/results/${name}.xml)
+        set_tests_properties(${name} PROPERTIES LABELS unit TIMEOUT 300)
     endif()
 endfunction()

@@ -4,7 +4,8 @@
 #                             import library. No libpython on Linux: the module takes the
 #                             interpreter's symbols from the process that loads it.
 #   vireon_python_embed       the same with libpython, for test programs that are the process.
-#   VIREON_PYTHON_EXECUTABLE  the interpreter that runs the script tests.
+#   VIREON_PYTHON_EXECUTABLE  runs a script with the module on its path: the interpreter in a small
+#                             wrapper (build/<preset>/python), handy from the shell as well.
 #
 # VIREON_PYTHON_DEBUG=ON takes the debug interpreter, whose modules end in _d.so. A build for Windows
 # is told by VIREON_WINDOWS_PYTHON where Windows' Python 2.7 lies (a folder with include/ and libs/).
@@ -47,7 +48,24 @@ foreach(name EXECUTABLE INCLUDE PLATFORM_INCLUDE LIBRARY SYSTEM_LIBRARIES VERSIO
 endforeach()
 message(STATUS "Python ${python_VERSION}: ${python_EXECUTABLE}")
 
-set(VIREON_PYTHON_EXECUTABLE ${python_EXECUTABLE})
+# A module that is built with a sanitizer needs its runtime in the process before anything else.
+set(python_environment)
+if(VIREON_SANITIZE MATCHES "address|thread")
+    string(REGEX MATCH "address|thread" sanitizer "${VIREON_SANITIZE}")
+    string(REPLACE "address" "libasan.so" runtime ${sanitizer})
+    string(REPLACE "thread" "libtsan.so" runtime ${runtime})
+    execute_process(COMMAND ${CMAKE_CXX_COMPILER} -print-file-name=${runtime}
+        OUTPUT_VARIABLE runtime OUTPUT_STRIP_TRAILING_WHITESPACE)
+    execute_process(COMMAND ${CMAKE_CXX_COMPILER} -print-file-name=libstdc++.so
+        OUTPUT_VARIABLE standard_library OUTPUT_STRIP_TRAILING_WHITESPACE)
+    file(READ ${PROJECT_SOURCE_DIR}/tests/sanitizers/${sanitizer}.env python_environment)
+    string(CONFIGURE "${python_environment}" python_environment @ONLY)
+endif()
+set(VIREON_PYTHON_EXECUTABLE ${PROJECT_BINARY_DIR}/python)
+configure_file(${PROJECT_SOURCE_DIR}/cmake/python.sh.in ${VIREON_PYTHON_EXECUTABLE} @ONLY
+    FILE_PERMISSIONS OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE
+        WORLD_READ WORLD_EXECUTE)
+
 target_include_directories(vireon_python SYSTEM INTERFACE
     ${python_INCLUDE} ${python_PLATFORM_INCLUDE})
 if(VIREON_PYTHON_DEBUG)

@@ -1,6 +1,8 @@
 #!/usr/bin/env bash
-# Installs what building and testing needs and is not there yet. Safe to run again: what is in place
-# is left alone, and a machine that has everything is not even asked for root.
+# setup.sh build|test
+#
+# Installs what building the module, or testing it as well, needs and is not there yet. Safe to run
+# again: what is in place is left alone, and a machine that has everything is not asked for root.
 #
 # Everything comes from Debian 12 but Python 2.7, which Debian 12 no longer has. Unless a Python 2.7
 # with headers is on PATH already, it comes from Debian 11's suite of the mirror this machine uses
@@ -15,11 +17,11 @@ readonly kScripts=${BASH_SOURCE[0]%/*}
 # Python 2.7 and the two libraries it needs in the versions of its time.
 readonly kPythonPackages='python2.7 python2.7-* libpython2.7 libpython2.7-* libssl1.1 libffi7'
 
-readonly kPackages=(
-    ca-certificates g++ clang libclang-rt-14-dev clang-format cmake ninja-build ccache
+readonly kBuildPackages=(g++ cmake ninja-build python3 iproute2 util-linux)
+readonly kTestPackages=(
+    clang libclang-rt-14-dev clang-format shellcheck ccache
     googletest libbenchmark-dev
-    python3 libxml2-utils
-    iproute2 util-linux
+    libxml2-utils
 )
 
 say() { printf '==> %s\n' "$*"; }
@@ -160,11 +162,14 @@ set_up_python() {
 
 set_up_packages() {
     local missing
-    mapfile -t missing < <(missing_packages "${kPackages[@]}")
+    mapfile -t missing < <(missing_packages "$@")
     [ ${#missing[@]} -eq 0 ] || install_packages "${missing[@]}"
 }
 
 command -v apt-get >/dev/null || die 'only Debian 12 is set up by this script (no apt-get here)'
-set_up_packages
+case ${1-test} in
+    build) set_up_packages "${kBuildPackages[@]}" ;;
+    test) set_up_packages "${kBuildPackages[@]}" "${kTestPackages[@]}" ;;
+    *) die "unknown: $1" ;;
+esac
 set_up_python
-say 'set-up is complete'

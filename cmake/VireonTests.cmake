@@ -1,0 +1,36 @@
+# How tests that are scripts are registered; C++ tests stand beside their unit (VireonFolder.cmake).
+#
+# A test's label tells what it needs and so which preset runs it:
+#   unit     a GoogleTest program               script   a Python 2.7 script that imports the module
+#   house    looks at the tree, builds nothing  network  makes network namespaces, needs root
+#   fuzz     replays a corpus                   sanitizer  shows that a check finds a fault
+find_package(Python3 REQUIRED COMPONENTS Interpreter)
+
+# vireon_script_test(NAME file.py [LABEL label] [PYTHON3] [SERIAL] [TIMEOUT seconds] [ARGS ...])
+#
+# A unittest script. It runs with the module's folder on its path, by VIREON_PYTHON_EXECUTABLE or,
+# with PYTHON3, by the build's own Python 3 (for tests that drive the module from outside). SERIAL is
+# for a test that measures time: nothing else then runs beside it. The environment names the
+# interpreter as VIREON_PYTHON and the module's folder as VIREON_MODULE_DIR.
+function(vireon_script_test name file)
+    cmake_parse_arguments(TEST "PYTHON3;SERIAL" "LABEL;TIMEOUT" "ARGS" ${ARGN})
+    if(NOT TEST_LABEL)
+        set(TEST_LABEL script)
+    endif()
+    if(NOT TEST_TIMEOUT)
+        set(TEST_TIMEOUT 300)
+    endif()
+    set(interpreter ${VIREON_PYTHON_EXECUTABLE})
+    if(TEST_PYTHON3)
+        set(interpreter ${Python3_EXECUTABLE})
+    endif()
+    cmake_path(ABSOLUTE_PATH file)
+    add_test(NAME ${name} COMMAND ${interpreter} -B ${file} --verbose ${TEST_ARGS})
+    set_tests_properties(${name} PROPERTIES
+        LABELS ${TEST_LABEL}
+        TIMEOUT ${TEST_TIMEOUT}
+        ENVIRONMENT "VIREON_PYTHON=${VIREON_PYTHON_EXECUTABLE};VIREON_MODULE_DIR=${PROJECT_BINARY_DIR}")
+    if(TEST_SERIAL)
+        set_tests_properties(${name} PROPERTIES RUN_SERIAL ON)
+    endif()
+endfunction()

@@ -1,0 +1,123 @@
+#!/usr/bin/env python3
+"""test_summary.py PRESET...
+
+Sums up the last test run of each preset from build/<preset>/results.xml, which ctest wrote: a row per
+preset, what failed or was skipped by name, and a last line "N passed, N failed, N skipped".
+
+A ctest test is usually a program with many tests of its own (GoogleTest or unittest); those are what
+is counted. A program that fails without saying which test failed, or that succeeds without having run
+any, counts as one failure. Ends with 1 when anything failed and, where the environment has CI=true,
+when anything was skipped.
+"""
+
+import os
+import pathlib
+import re
+import sys
+import xml.etree.ElementTree as ElementTree
+
+GTEST_RESULT = re.compile(r"^\[ +(OK|FAILED|SKIPPED) +\] ([\w/.-]+\.[\w/.-]+).*\((?:\d+) ms\)$", re.M)
+UNITTEST_RESULT = re.compile(r"^(test\w* \([\w.]+\))(?:\n.*?)? \.\.\. .*?"
+                             r"(ok|FAIL|ERROR|skipped .*|expected failure|unexpected success)$", re.M)
+UNITTEST_END = re.compile(r"^Ran (\d+) tests? in .*\n\n(?:OK|FAILED)(?: \((.*)\))?$", re.M)
+
+
+class Count:
+    """How many tests passed, and the names of the others with what they said."""
+
+    def __init__(self):
+        self.passed = 0
+        self.failed = []
+        self.skipped = []
+
+    def add(self, other):
+        self.passed += other.passed
+        self.failed += other.failed
+        self.skipped += other.skipped
+
+
+def count_gtest(output):
+    count = Count()
+    results = list(GTEST_RESULT.finditer(output))
+    for index, match in enumerate(results):
+        result, name = match.groups()
+        if result == "OK":
+            count.passed += 1
+        elif result == "FAILED":
+            count.failed.append(name)
+        else:
+            start = output.rfind("[ RUN      ] ", 0, match.start())
+            reason = " ".join(output[start:match.start()].splitlines()[1:])
+            count.skipped.append(f"{name}: {reason.strip()}")
+    return count
+
+
+def count_unittest(output):
+    """A program may run several suites, one after the other."""
+    count = Count()
+    for ran, details in UNITTEST_END.findall(output):
+        numbers = dict(re.findall(r"([a-z ]+)=(\d+)", details))
+        numbers = {key.strip(): int(value) for key, value in numbers.items()}
+        bad = sum(numbers.get(key, 0) for key in ("failures", "errors", "unexpected successes"))
+        skipped = numbers.get("skipped", 0)
+        count.passed += int(ran) - bad - skipped
+        count.failed += [f"a test of {ran}"] * bad
+        count.skipped += [f"a test of {ran}"] * skipped
+    named_failures, named_skips = [], []
+    for name, result in UNITTEST_RESULT.findall(output):
+        if result in ("FAIL", "ERROR", "unexpected success"):
+            named_failures.append(name)
+        elif result.startswith("skipped"):
+            named_skips.append(f"{name}: {result}")
+    if len(named_failures) == len(count.failed):
+        count.failed = named_failures
+    if len(named_skips) == len(count.skipped):
+        count.skipped = named_skips
+    return count
+
+
+def count_program(case):
+    """The tests that one ctest test stands for."""
+    name = case.get("name")
+    output = case.findtext("system-out") or ""
+    count = count_gtest(output)
+    count.add(count_unittest(output))
+    succeeded = case.get("status") == "run"
+    if succeeded and count.passed + len(count.failed) + len(count.skipped) == 0:
+        count.failed.append("ran no test that could be counted")
+    if not succeeded and not count.failed:
+        reason = case.find("failure")
+        said = reason.get("message") if reason is not None else case.get("status")
+        count.failed.append(said or "failed")
+    count.failed = [f"{name}: {what}" for what in count.failed]
+    count.skipped = [f"{name}: {what}" for what in count.skipped]
+    return count
+
+
+def count_preset(path):
+    count = Count()
+    for case in ElementTree.parse(path).getroot().iter("testcase"):
+        count.add(count_program(case))
+    return count
+
+
+def main(presets):
+    total = Count()
+    print(f"{'preset':10} {'run':>7} {'passed':>7} {'failed':>7} {'skipped':>8}")
+    for preset in presets:
+        count = count_preset(pathlib.Path("build", preset, "results.xml"))
+        run = count.passed + len(count.failed)
+        print(f"{preset:10} {run:7} {count.passed:7} {len(count.failed):7} {len(count.skipped):8}")
+        for kind in ("failed", "skipped"):
+            for what in getattr(count, kind):
+                print(f"  {kind}: {what}")
+        total.add(count)
+    must_not_skip = os.environ.get("CI") == "true"
+    if total.skipped and must_not_skip:
+        print("Nothing may be skipped where CI=true.")
+    print(f"{total.passed} passed, {len(total.failed)} failed, {len(total.skipped)} skipped")
+    return 1 if total.failed or (total.skipped and must_not_skip) else 0
+
+
+if __name__ == "__main__":
+    sys.exit(main(sys.argv[1:]))

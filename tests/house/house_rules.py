@@ -1,0 +1,207 @@
+"""The rules of the house that a compiler does not check, each a function from a tree to a list of
+complaints. house_rules_test.py holds this tree to them, and shows on small bad trees that each rule
+can be broken."""
+
+import os
+import pathlib
+import re
+import shutil
+import subprocess
+
+# Each folder of src/ may include from itself and from those before it.
+FOLDERS = ("core", "net", "http", "xml", "device", "engine", "binding")
+
+# The one header that may be included from below: it stands alone and needs only the interpreter.
+INTERPRETER_LOCK = "binding/interpreter_lock.h"
+INTERPRETER_LOCK_USERS = ("engine",)
+
+PLATFORM_FOLDERS = ("posix", "win32")
+
+# The exceptions to two of the rules: "path: reason" a line.
+UNTESTED = pathlib.Path("tests/house/untested_sources.txt")
+ONE_PLATFORM = pathlib.Path("tests/house/one_platform_sources.txt")
+
+INCLUDE = re.compile(r'^\s*#\s*include\s+(["<])([^">]+)[">]', re.M)
+PLATFORM_CONDITION = re.compile(
+    r"^\s*#\s*(?:if|ifdef|ifndef|elif)\b.*"
+    r"\b(?:_?WIN(?:32|64)|_WIN32|_WIN64|__WIN32__|__MINGW\w*__|_MSC_VER|__CYGWIN__"
+    r"|__linux__|__linux|__unix__|__unix|__APPLE__|__GLIBC__)\b.*", re.M)
+
+# Headers that one of the platforms does not have, or gives another meaning.
+PLATFORM_HEADERS = re.compile(
+    r"^(?:sys|netinet|arpa|net|linux|asm|bits)/"
+    r"|^(?:unistd|pthread|semaphore|fcntl|poll|netdb|ifaddrs|dlfcn|sched|signal|syslog|termios|strings"
+    r"|spawn|pwd|grp|dirent|execinfo|features|alloca)\.h$"
+    r"|^(?:windows|winsock|winsock2|ws2tcpip|iphlpapi|mswsock|objbase|combaseapi|winreg|winerror"
+    r"|windef|winbase|process|io|direct|tchar|synchapi|intrin|debugapi|crtdbg|excpt)\.h$"
+    r"|^_mingw\.h$", re.I)
+
+
+def sources(root, *suffixes):
+    """Files under src/ by suffix, as paths relative to the tree's root."""
+    found = (path.relative_to(root) for path in (root / "src").rglob("*"))
+    return sorted(path for path in found if path.suffix in (suffixes or (".h", ".cpp")))
+
+
+def without_comments(text):
+    return re.sub(r"//[^\n]*|/\*.*?\*/", lambda match: "\n" * match.group().count("\n"), text,
+                  flags=re.S)
+
+
+def read(root, path):
+    return (root / path).read_text(encoding="utf-8")
+
+
+def folder_of(path):
+    """The folder of src/ that a path belongs to, or None for the files of src/ itself."""
+    return path.parts[1] if len(path.parts) > 2 else None
+
+
+def is_platform_source(path):
+    return any(part in PLATFORM_FOLDERS for part in path.parts[2:-1])
+
+
+def includes_follow_the_order(root):
+    complaints = []
+    for path in sources(root):
+        own = folder_of(path)
+        if own not in FOLDERS:
+            complaints.append(f"{path}: stands in no folder of the architecture")
+            continue
+        for mark, included in INCLUDE.findall(read(root, path)):
+            if mark == "<":
+                if included.split("/")[0] in FOLDERS and (root / "src" / included).exists():
+                    complaints.append(f"{path}: includes <{included}>, a header of ours, as a system's")
+                continue
+            target = pathlib.PurePosixPath(included)
+            if not (root / "src" / target).is_file() or ".." in target.parts:
+                complaints.append(f'{path}: "{included}" is no path from src/')
+            elif str(path.relative_to("src")) == INTERPRETER_LOCK:
+                complaints.append(f"{path}: must stand alone, but includes {included}")
+            elif included == INTERPRETER_LOCK and own in INTERPRETER_LOCK_USERS:
+                pass
+            elif FOLDERS.index(target.parts[0]) > FOLDERS.index(own):
+                complaints.append(f"{path}: {own} may not include {included}")
+    return complaints
+
+
+def platforms_stay_in_their_folders(root):
+    complaints = []
+    for path in sources(root):
+        if is_platform_source(path):
+            continue
+        text = without_comments(read(root, path))
+        for match in PLATFORM_CONDITION.finditer(text):
+            complaints.append(f"{path}: asks for the platform: {match.group().strip()}")
+        for mark, included in INCLUDE.findall(text):
+            if mark == "<" and PLATFORM_HEADERS.search(included):
+                complaints.append(f"{path}: includes <{included}>, which one platform lacks")
+    return complaints
+
+
+def listed_exceptions(root, listing):
+    """Path to reason."""
+    listed = {}
+    if (root / listing).exists():
+        for line in read(root, listing).splitlines():
+            if line.strip() and not line.startswith("#"):
+                path, _, reason = line.partition(":")
+                listed[path.strip()] = reason.strip()
+    return listed
+
+
+def unless_listed(root, listing, faults):
+    """Turns faults (path to what is wrong) into complaints about those that are not listed with a
+    reason, and about what is listed for nothing."""
+    listed = listed_exceptions(root, listing)
+    complaints = []
+    for path, fault in sorted(faults.items()):
+        if path not in listed:
+            complaints.append(f"{path}: {fault} and is not listed in {listing}")
+        elif not listed[path]:
+            complaints.append(f"{path}: is listed in {listing} without a reason")
+    complaints += [f"{listing}: lists {path} for nothing" for path in sorted(set(listed) - set(faults))]
+    return complaints
+
+
+def platform_sources_mirror_each_other(root):
+    """Tests are free: what only one platform has is tested there."""
+    faults = {}
+    for folder in FOLDERS:
+        names = {}
+        for platform in PLATFORM_FOLDERS:
+            place = root / "src" / folder / platform
+            names[platform] = {str(path.relative_to(place)) for path in place.rglob("*")
+                               if path.is_file() and not path.stem.endswith("_test")}
+        for name in names["posix"] ^ names["win32"]:
+            there = "posix" if name in names["posix"] else "win32"
+            faults[f"src/{folder}/{there}/{name}"] = "has no counterpart"
+    return unless_listed(root, ONE_PLATFORM, faults)
+
+
+def sources_have_tests(root):
+    faults = {}
+    for path in sources(root, ".cpp"):
+        test = path.stem + "_test.cpp"
+        # A platform's source is tested by its neutral unit's test.
+        places = {path.parent, pathlib.Path("src", folder_of(path) or "")}
+        if not path.stem.endswith("_test") and not any((root / place / test).is_file()
+                                                       for place in places):
+            faults[str(path)] = f"has no {test} beside it"
+    return unless_listed(root, UNTESTED, faults)
+
+
+def sources_are_built(root):
+    """A source that no CMakeLists.txt names is one that nobody compiles."""
+    complaints = []
+    for path in sources(root, ".cpp"):
+        folder = root / "src" / (folder_of(path) or "")
+        lists = [file.read_text(encoding="utf-8") for file in folder.rglob("CMakeLists.txt")]
+        if not any(re.search(rf"(?<![\w-]){re.escape(path.name)}\b", text) for text in lists):
+            complaints.append(f"{path}: is named in no CMakeLists.txt of its folder")
+    return complaints
+
+
+def headers_are_guarded(root):
+    complaints = []
+    for path in sources(root, ".h"):
+        guard = "VIREON_" + re.sub(r"\W", "_", str(path.relative_to("src"))).upper()
+        if f"#ifndef {guard}\n#define {guard}\n" not in read(root, path):
+            complaints.append(f"{path}: is not guarded by {guard}")
+    return complaints
+
+
+def git_files(root, *patterns):
+    listing = subprocess.run(
+        ["git", "-c", f"safe.directory={root}", "-C", root, "ls-files", "-z", "--cached", "--others",
+         "--exclude-standard", "--", *patterns],
+        stdout=subprocess.PIPE, check=True).stdout.decode()
+    return sorted(root / name for name in listing.split("\0") if name and (root / name).is_file())
+
+
+def sources_are_formatted(root, files):
+    complaints = []
+    for file in files:
+        result = subprocess.run(["clang-format", f"--style=file:{root / '.clang-format'}", file],
+                                stdout=subprocess.PIPE, check=True)
+        if result.stdout != file.read_bytes():
+            complaints.append(f"{file.relative_to(root)}: not in the project's format (./dev format)")
+    return complaints
+
+
+def is_shell_script(file):
+    with file.open("rb") as opened:
+        return re.match(rb"#!.*\b(?:ba)?sh\b", opened.readline()) is not None
+
+
+def shell_scripts_are_sound(root, files):
+    scripts = [file for file in files if is_shell_script(file)]
+    if not scripts:
+        return []
+    result = subprocess.run(["shellcheck", "--format=gcc", "--external-sources", *scripts], cwd=root,
+                            stdout=subprocess.PIPE, stderr=subprocess.STDOUT, check=False)
+    return result.stdout.decode().replace(f"{root}{os.sep}", "").splitlines()
+
+
+def tool_is_there(name):
+    return shutil.which(name) is not None

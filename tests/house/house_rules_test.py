@@ -1,0 +1,197 @@
+#!/usr/bin/env python3
+"""Holds this tree to the rules of the house, and shows for each rule that it can fail."""
+
+import pathlib
+import tempfile
+import unittest
+
+import house_rules
+
+ROOT = pathlib.Path(__file__).resolve().parents[2]
+
+
+def missing_tool(name):
+    return f"{name} is not installed (./dev setup test)"
+
+
+class ThisTree(unittest.TestCase):
+    def check(self, complaints):
+        if complaints:
+            self.fail("\n" + "\n".join(complaints))
+
+    def test_has_sources_to_look_at(self):
+        for folder in house_rules.FOLDERS:
+            self.assertTrue(any((ROOT / "src" / folder).glob("*.h")), folder)
+
+    def test_includes_follow_the_order(self):
+        self.check(house_rules.includes_follow_the_order(ROOT))
+
+    def test_platforms_stay_in_their_folders(self):
+        self.check(house_rules.platforms_stay_in_their_folders(ROOT))
+
+    def test_platform_sources_mirror_each_other(self):
+        self.check(house_rules.platform_sources_mirror_each_other(ROOT))
+
+    def test_sources_have_tests(self):
+        self.check(house_rules.sources_have_tests(ROOT))
+
+    def test_sources_are_built(self):
+        self.check(house_rules.sources_are_built(ROOT))
+
+    def test_headers_are_guarded(self):
+        self.check(house_rules.headers_are_guarded(ROOT))
+
+    @unittest.skipUnless(house_rules.tool_is_there("clang-format"), missing_tool("clang-format"))
+    def test_sources_are_formatted(self):
+        files = house_rules.git_files(ROOT, "*.h", "*.cpp")
+        self.assertGreater(len(files), 0)
+        self.check(house_rules.sources_are_formatted(ROOT, files))
+
+    @unittest.skipUnless(house_rules.tool_is_there("shellcheck"), missing_tool("shellcheck"))
+    def test_shell_scripts_are_sound(self):
+        files = house_rules.git_files(ROOT)
+        self.assertIn(ROOT / "dev", files)
+        self.check(house_rules.shell_scripts_are_sound(ROOT, files))
+
+
+class BadTree(unittest.TestCase):
+    """Small trees, each with one fault (or, to show that a rule is not too strict, with none)."""
+
+    def setUp(self):
+        folder = tempfile.TemporaryDirectory()
+        self.addCleanup(folder.cleanup)
+        self.root = pathlib.Path(folder.name).resolve()
+        (self.root / "src").mkdir()
+
+    def write(self, path, text=""):
+        file = self.root / path
+        file.parent.mkdir(parents=True, exist_ok=True)
+        file.write_text(text, encoding="utf-8")
+        return file
+
+    def expect(self, rule, *complaints, arguments=()):
+        found = rule(self.root, *arguments)
+        self.assertEqual(len(complaints), len(found), found)
+        for expected, complaint in zip(complaints, found):
+            self.assertIn(expected, complaint)
+
+    def test_include_against_the_order(self):
+        self.write("src/net/socket.h")
+        self.write("src/core/string.cpp", '#include "net/socket.h"\n')
+        self.expect(house_rules.includes_follow_the_order, "core may not include net/socket.h")
+
+    def test_include_along_the_order(self):
+        self.write("src/core/string.h")
+        self.write("src/net/socket.h", '#include "core/string.h"\n')
+        self.expect(house_rules.includes_follow_the_order)
+
+    def test_include_that_is_no_path_from_src(self):
+        self.write("src/core/string.h")
+        self.write("src/core/string.cpp", '#include "string.h"\n#include "../core/string.h"\n')
+        self.expect(house_rules.includes_follow_the_order, '"string.h"', '"../core/string.h"')
+
+    def test_own_header_included_as_a_systems(self):
+        self.write("src/core/string.h")
+        self.write("src/core/string.cpp", "#include <core/string.h>\n")
+        self.expect(house_rules.includes_follow_the_order, "as a system's")
+
+    def test_unknown_folder(self):
+        self.write("src/misc/helpers.h")
+        self.expect(house_rules.includes_follow_the_order, "no folder of the architecture")
+
+    def test_engine_alone_may_use_the_interpreter_lock(self):
+        self.write("src/binding/interpreter_lock.h", "#include <Python.h>\n")
+        for folder in ("device", "engine"):
+            self.write(f"src/{folder}/user.cpp", '#include "binding/interpreter_lock.h"\n')
+        self.expect(house_rules.includes_follow_the_order, "device may not include")
+
+    def test_engine_may_use_nothing_else_of_binding(self):
+        self.write("src/binding/module.h")
+        self.write("src/engine/vireon.cpp", '#include "binding/module.h"\n')
+        self.expect(house_rules.includes_follow_the_order, "engine may not include binding/module.h")
+
+    def test_the_interpreter_lock_stands_alone(self):
+        self.write("src/core/types.h")
+        self.write("src/binding/interpreter_lock.h", '#include "core/types.h"\n')
+        self.expect(house_rules.includes_follow_the_order, "must stand alone")
+
+    def test_platform_conditions(self):
+        for condition in ("#ifdef _WIN32", "#if defined(__linux__)", "#  ifndef _MSC_VER",
+                          "#elif defined(__MINGW64__)"):
+            with self.subTest(condition):
+                self.write("src/core/time.cpp", condition + "\n#endif\n")
+                self.expect(house_rules.platforms_stay_in_their_folders, condition)
+
+    def test_platform_headers(self):
+        for header in ("windows.h", "WinSock2.h", "unistd.h", "sys/socket.h", "pthread.h", "poll.h"):
+            with self.subTest(header):
+                self.write("src/core/time_test.cpp", f"#include <{header}>\n")
+                self.expect(house_rules.platforms_stay_in_their_folders, header)
+
+    def test_platform_folders_may_know_their_platform(self):
+        self.write("src/core/win32/time.cpp", "#include <windows.h>\n#ifdef _WIN64\n#endif\n")
+        self.write("src/core/time.cpp", "// not for <windows.h>\n#include <cstdint>\n#ifdef NDEBUG\n")
+        self.expect(house_rules.platforms_stay_in_their_folders)
+
+    def test_platform_source_without_counterpart(self):
+        self.write("src/core/posix/time.cpp")
+        self.write("src/core/posix/event.cpp")
+        self.write("src/core/win32/event.cpp")
+        self.write("src/core/win32/registry_test.cpp")
+        self.expect(house_rules.platform_sources_mirror_each_other, "src/core/posix/time.cpp")
+
+    def test_source_without_test(self):
+        self.write("src/core/time.cpp")
+        self.expect(house_rules.sources_have_tests, "src/core/time.cpp: has no time_test.cpp")
+
+    def test_platform_source_is_tested_by_its_unit(self):
+        self.write("src/core/posix/time.cpp")
+        self.write("src/core/time_test.cpp")
+        self.expect(house_rules.sources_have_tests)
+
+    def test_exception_needs_a_reason(self):
+        self.write("src/core/time.cpp")
+        self.write(house_rules.UNTESTED, "# a comment\nsrc/core/time.cpp: the clock itself\n")
+        self.expect(house_rules.sources_have_tests)
+        self.write(house_rules.UNTESTED, "src/core/time.cpp:\n")
+        self.expect(house_rules.sources_have_tests, "without a reason")
+
+    def test_exceptions_are_kept_up_to_date(self):
+        self.write("src/core/time.cpp")
+        self.write("src/core/time_test.cpp")
+        self.write(house_rules.UNTESTED, "src/core/gone.cpp: x\nsrc/core/time.cpp: x\n")
+        self.expect(house_rules.sources_have_tests, "gone.cpp for nothing", "time.cpp for nothing")
+
+    def test_one_platform_source_may_be_an_exception(self):
+        self.write("src/net/win32/startup.cpp")
+        self.expect(house_rules.platform_sources_mirror_each_other, "has no counterpart")
+        self.write(house_rules.ONE_PLATFORM, "src/net/win32/startup.cpp: nothing to start elsewhere\n")
+        self.expect(house_rules.platform_sources_mirror_each_other)
+
+    def test_source_that_nobody_builds(self):
+        self.write("src/core/time.cpp")
+        self.write("src/core/posix/event.cpp")
+        self.write("src/core/CMakeLists.txt", "vireon_folder(core SOURCES uptime.cpp PLATFORM event.cpp)")
+        self.expect(house_rules.sources_are_built, "src/core/time.cpp")
+
+    def test_header_without_its_guard(self):
+        self.write("src/core/time.h", "#ifndef TIME_H\n#define TIME_H\n#endif\n")
+        self.write("src/core/list.h", "#ifndef VIREON_CORE_LIST_H\n#define VIREON_CORE_LIST_H\n#endif\n")
+        self.expect(house_rules.headers_are_guarded, "VIREON_CORE_TIME_H")
+
+    @unittest.skipUnless(house_rules.tool_is_there("clang-format"), missing_tool("clang-format"))
+    def test_unformatted_source(self):
+        self.write(".clang-format", (ROOT / ".clang-format").read_text(encoding="utf-8"))
+        good = self.write("src/core/good.cpp", "int Good() {\n    return 1;\n}\n")
+        bad = self.write("src/core/bad.cpp", "int Bad( ) {return 1;\n}\n")
+        self.expect(house_rules.sources_are_formatted, "src/core/bad.cpp", arguments=([good, bad],))
+
+    @unittest.skipUnless(house_rules.tool_is_there("shellcheck"), missing_tool("shellcheck"))
+    def test_unsound_shell_script(self):
+        bad = self.write("bad", "#!/bin/sh\nrm -rf $1/x\n")
+        other = self.write("data", "rm -rf $1/x\n")
+        self.expect(house_rules.shell_scripts_are_sound, "bad:2", arguments=([bad, other],))
+
+
+if __name__ == "__main__":
+    unittest.main()
