@@ -1,0 +1,64 @@
+#ifndef VIREON_NET_BLOCKED_THREAD_TABLE_H
+#define VIREON_NET_BLOCKED_THREAD_TABLE_H
+
+#include <vector>
+
+#include "core/mutex.h"
+#include "core/result.h"
+#include "core/thread.h"
+#include "core/types.h"
+
+class NPT_BsdSocketFd;
+
+// Which thread waits on which descriptor: an open-addressed hash table with a power-of-two number
+// of slots, probed one by one from the thread identity masked to its size. It doubles before it is
+// half full. Descriptors are not owned; an entry lives as long as its thread's wait.
+// Any thread may call any operation.
+class BlockedThreadTable {
+  public:
+    // The table of this process. Never destroyed, since threads may outlive the static objects.
+    static BlockedThreadTable& Shared();
+
+    BlockedThreadTable();
+    BlockedThreadTable(const BlockedThreadTable&) = delete;
+    BlockedThreadTable& operator=(const BlockedThreadTable&) = delete;
+
+    // Replaces the thread's entry if there is one. descriptor is not null.
+    void Put(NPT_Thread::ThreadId thread, const NPT_BsdSocketFd* descriptor);
+    // NPT_ERROR_NOT_FOUND when the thread has no entry.
+    NPT_Result Remove(NPT_Thread::ThreadId thread);
+    // Null when the thread has no entry.
+    const NPT_BsdSocketFd* Find(NPT_Thread::ThreadId thread);
+    NPT_UInt32 GetEntryCount();
+
+  private:
+    struct Slot {
+        NPT_Thread::ThreadId thread = 0;
+        const NPT_BsdSocketFd* descriptor = nullptr;  // null: the slot is free
+    };
+
+    std::size_t HomeOf(NPT_Thread::ThreadId thread) const;
+    std::size_t Next(std::size_t index) const;
+    // The thread's slot, or the free one where it belongs.
+    std::size_t SlotOf(NPT_Thread::ThreadId thread) const;
+    void Grow();
+    void CloseGap(std::size_t gap);
+
+    NPT_Mutex mutex_;
+    std::vector<Slot> slots_;
+    std::size_t entry_count_ = 0;
+};
+
+// The calling thread's entry in the shared table for a scope.
+class BlockedThreadEntry {
+  public:
+    explicit BlockedThreadEntry(const NPT_BsdSocketFd& descriptor);
+    BlockedThreadEntry(const BlockedThreadEntry&) = delete;
+    BlockedThreadEntry& operator=(const BlockedThreadEntry&) = delete;
+    ~BlockedThreadEntry();
+
+  private:
+    NPT_Thread::ThreadId thread_;
+};
+
+#endif

@@ -1,0 +1,72 @@
+#ifndef VIREON_NET_BSD_SOCKET_FD_H
+#define VIREON_NET_BSD_SOCKET_FD_H
+
+#include <atomic>
+
+#include "core/reference.h"
+#include "core/result.h"
+#include "core/types.h"
+#include "net/socket_platform.h"
+#include "net/timeout.h"
+#include "net/unique_socket.h"
+
+enum class SocketCondition { kReadable, kWritable, kReadableOrWritable };
+// Whether an error that is pending on a ready socket makes the wait fail.
+enum class PendingErrors { kIgnored, kReported };
+
+// The descriptor that a socket and the streams obtained from it share; the last of them closes it.
+// Owns the socket handle and, when cancellable, the pair of connected sockets that wakes a wait.
+// One thread transfers in each direction; Cancel may come from any thread at any time.
+class NPT_BsdSocketFd {
+  public:
+    // Takes ownership of handle, which may be invalid, and makes it non-blocking. flags: 0 or
+    // NPT_SOCKET_FLAG_CANCELLABLE; without resources for the pair it is not cancellable.
+    NPT_BsdSocketFd(socket_platform::Handle handle, NPT_UInt32 flags);
+    NPT_BsdSocketFd(const NPT_BsdSocketFd&) = delete;
+    NPT_BsdSocketFd& operator=(const NPT_BsdSocketFd&) = delete;
+
+    bool IsOpen() const { return socket_.IsValid(); }
+    socket_platform::Handle GetHandle() const { return socket_.Get(); }
+    bool IsCancellable() const { return wake_read_end_.IsValid(); }
+    bool IsCancelled() const { return cancelled_.load(); }
+
+    NPT_Timeout GetReadTimeout() const { return read_timeout_.load(); }
+    void SetReadTimeout(NPT_Timeout timeout) { read_timeout_.store(timeout); }
+    NPT_Timeout GetWriteTimeout() const { return write_timeout_.load(); }
+    void SetWriteTimeout(NPT_Timeout timeout) { write_timeout_.store(timeout); }
+
+    // Bytes moved in both directions together.
+    NPT_UInt64 GetTransferCount() const { return transfer_count_.load(); }
+    void CountTransfer(NPT_UInt32 bytes) { transfer_count_.fetch_add(bytes); }
+
+    // For good: nothing clears it. Wakes the wait in progress; with shutdown the connection ends in
+    // both directions too.
+    void Cancel(bool shutdown);
+
+    // Waits until the condition holds, for at most timeout milliseconds, measured on a clock that
+    // nobody sets; signals do not shorten it. Anything the platform reports beside the condition
+    // ends the wait as well.
+    //   NPT_ERROR_CANCELLED    before or during the wait
+    //   NPT_ERROR_TIMEOUT      the time passed
+    //   NPT_ERROR_WOULD_BLOCK  the condition does not hold, with timeout 0
+    //   NPT_ERROR_NO_PROGRESS  woken without a reason
+    //   NPT_FAILURE            an exceptional condition without an error
+    NPT_Result WaitFor(SocketCondition condition, NPT_Timeout timeout,
+                       PendingErrors pending_errors = PendingErrors::kIgnored);
+
+  private:
+    NPT_Result TakePendingError();
+
+    // In the reverse of this order they are closed: first the pair, then the socket.
+    UniqueSocket socket_;
+    UniqueSocket wake_read_end_;
+    UniqueSocket wake_write_end_;
+    std::atomic<NPT_Timeout> read_timeout_{NPT_TIMEOUT_INFINITE};
+    std::atomic<NPT_Timeout> write_timeout_{NPT_TIMEOUT_INFINITE};
+    std::atomic<NPT_UInt64> transfer_count_{0};
+    std::atomic<bool> cancelled_{false};
+};
+
+using NPT_BsdSocketFdReference = NPT_Reference<NPT_BsdSocketFd>;
+
+#endif

@@ -1,0 +1,61 @@
+#include "net/bsd_udp_socket.h"
+
+namespace {
+
+socket_platform::Handle OpenDatagramSocket() {
+    socket_platform::Handle handle = socket_platform::kInvalidHandle;
+    socket_platform::Open(socket_platform::Transport::kDatagram, handle);
+    return handle;
+}
+
+}  // namespace
+
+NPT_BsdUdpSocket::NPT_BsdUdpSocket(NPT_UInt32 flags) : NPT_BsdSocket(OpenDatagramSocket(), flags) {
+    const int on = 1;
+    socket_platform::SetOption(descriptor_->GetHandle(), socket_platform::Option::kBroadcast, &on,
+                               sizeof on);
+}
+
+NPT_Result NPT_BsdUdpSocket::Connect(const NPT_SocketAddress& address, NPT_Timeout) {
+    const NPT_Result result = socket_platform::Connect(descriptor_->GetHandle(), address);
+    return NPT_Failed(result) ? result : RefreshInfo();
+}
+
+NPT_Result NPT_BsdUdpSocket::Send(const NPT_DataBuffer& packet, const NPT_SocketAddress* address) {
+    const NPT_Timeout timeout = descriptor_->GetWriteTimeout();
+    if (timeout != 0) {
+        const NPT_Result result = descriptor_->WaitFor(SocketCondition::kWritable, timeout);
+        if (NPT_Failed(result)) return result;
+    }
+    const socket_platform::Handle handle = descriptor_->GetHandle();
+    const NPT_UInt8* data = packet.GetData();
+    const NPT_UInt32 size = packet.GetDataSize();
+    NPT_UInt32 sent = 0;
+    const NPT_Result result = address ? socket_platform::SendTo(handle, data, size, *address, sent)
+                                      : socket_platform::Send(handle, data, size, sent);
+    if (descriptor_->IsCancelled()) return NPT_ERROR_CANCELLED;
+    if (NPT_Succeeded(result)) descriptor_->CountTransfer(size);
+    return result;
+}
+
+NPT_Result NPT_BsdUdpSocket::Receive(NPT_DataBuffer& packet, NPT_SocketAddress* address) {
+    packet.SetDataSize(0);
+    if (address) *address = NPT_SocketAddress();
+    if (packet.GetBufferSize() == 0) return NPT_ERROR_INVALID_ARGUMENT;
+    const NPT_Timeout timeout = descriptor_->GetReadTimeout();
+    if (timeout != 0) {
+        const NPT_Result result = descriptor_->WaitFor(SocketCondition::kReadable, timeout);
+        if (NPT_Failed(result)) return result;
+    }
+    NPT_SocketAddress sender;
+    NPT_UInt32 received = 0;
+    const NPT_Result result = socket_platform::ReceiveDatagram(
+        descriptor_->GetHandle(), packet.UseData(), packet.GetBufferSize(),
+        address ? &sender : nullptr, received);
+    if (descriptor_->IsCancelled()) return NPT_ERROR_CANCELLED;
+    if (NPT_Failed(result)) return result;
+    packet.SetDataSize(received);
+    descriptor_->CountTransfer(received);
+    if (address) *address = sender;
+    return NPT_SUCCESS;
+}

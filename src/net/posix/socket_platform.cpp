@@ -1,0 +1,299 @@
+#include "net/socket_platform.h"
+
+#include <fcntl.h>
+#include <netdb.h>
+#include <netinet/in.h>
+#include <netinet/tcp.h>
+#include <poll.h>
+#include <sys/ioctl.h>
+#include <sys/socket.h>
+#include <sys/time.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <climits>
+#include <cstring>
+#include <memory>
+
+namespace socket_platform {
+namespace {
+
+int ToDescriptor(Handle socket) {
+    return static_cast<int>(socket);
+}
+
+NPT_Result LastError() {
+    return MapError(errno);
+}
+
+NPT_Result ResultOf(int status) {
+    return status == 0 ? NPT_SUCCESS : LastError();
+}
+
+NPT_Result ResultOfTransfer(ssize_t count, NPT_UInt32& transferred) {
+    if (count < 0) return LastError();
+    transferred = static_cast<NPT_UInt32>(count);
+    return NPT_SUCCESS;
+}
+
+sockaddr_in ToSystemAddress(const NPT_SocketAddress& address) {
+    sockaddr_in system_address{};
+    system_address.sin_family = AF_INET;
+    system_address.sin_port = htons(address.GetPort());
+    system_address.sin_addr.s_addr = htonl(address.GetIpAddress().AsLong());
+    return system_address;
+}
+
+NPT_SocketAddress FromSystemAddress(const sockaddr_in& system_address) {
+    return NPT_SocketAddress(NPT_IpAddress(ntohl(system_address.sin_addr.s_addr)),
+                             ntohs(system_address.sin_port));
+}
+
+const sockaddr* AsGeneric(const sockaddr_in& address) {
+    return reinterpret_cast<const sockaddr*>(&address);
+}
+
+sockaddr* AsGeneric(sockaddr_in& address) {
+    return reinterpret_cast<sockaddr*>(&address);
+}
+
+struct OptionName {
+    int level;
+    int name;
+};
+
+OptionName NameOf(Option option) {
+    switch (option) {
+        case Option::kReuseAddress:
+            return {SOL_SOCKET, SO_REUSEADDR};
+        case Option::kBroadcast:
+            return {SOL_SOCKET, SO_BROADCAST};
+        case Option::kPendingError:
+            return {SOL_SOCKET, SO_ERROR};
+        case Option::kNoDelay:
+            return {IPPROTO_TCP, TCP_NODELAY};
+        case Option::kMulticastLoop:
+            return {IPPROTO_IP, IP_MULTICAST_LOOP};
+        case Option::kMulticastTimeToLive:
+            return {IPPROTO_IP, IP_MULTICAST_TTL};
+        case Option::kMulticastInterface:
+            return {IPPROTO_IP, IP_MULTICAST_IF};
+        case Option::kMulticastAddGroup:
+            return {IPPROTO_IP, IP_ADD_MEMBERSHIP};
+        case Option::kMulticastRemoveGroup:
+            return {IPPROTO_IP, IP_DROP_MEMBERSHIP};
+    }
+    return {-1, -1};
+}
+
+}  // namespace
+
+NPT_Result MapError(int platform_error) {
+    switch (platform_error) {
+        case EINTR:
+            return NPT_ERROR_INTERRUPTED;
+        case EAGAIN:
+            return NPT_ERROR_WOULD_BLOCK;
+        case EINPROGRESS:
+            return NPT_ERROR_WOULD_BLOCK;
+        case EADDRINUSE:
+            return NPT_ERROR_ADDRESS_IN_USE;
+        case ENETDOWN:
+            return NPT_ERROR_NETWORK_DOWN;
+        case ENETUNREACH:
+            return NPT_ERROR_NETWORK_UNREACHABLE;
+        case ENETRESET:
+            return NPT_ERROR_CONNECTION_RESET;
+        case ECONNABORTED:
+            return NPT_ERROR_CONNECTION_ABORTED;
+        case ECONNRESET:
+            return NPT_ERROR_CONNECTION_RESET;
+        case ENOTCONN:
+            return NPT_ERROR_NOT_CONNECTED;
+        case ETIMEDOUT:
+            return NPT_ERROR_TIMEOUT;
+        case ECONNREFUSED:
+            return NPT_ERROR_CONNECTION_REFUSED;
+        case EHOSTUNREACH:
+            return NPT_ERROR_HOST_UNREACHABLE;
+        default:
+            return NPT_ERROR_SYSTEM_BASE - platform_error;
+    }
+}
+
+NPT_Result Open(Transport transport, Handle& socket) {
+    const int type = transport == Transport::kDatagram ? SOCK_DGRAM : SOCK_STREAM;
+    const int descriptor = ::socket(AF_INET, type | SOCK_CLOEXEC, 0);
+    socket = descriptor < 0 ? kInvalidHandle : descriptor;
+    return descriptor < 0 ? LastError() : NPT_SUCCESS;
+}
+
+void Close(Handle socket) {
+    ::close(ToDescriptor(socket));
+}
+
+NPT_Result SetNonBlocking(Handle socket) {
+    int on = 1;
+    return ResultOf(::ioctl(ToDescriptor(socket), FIONBIO, &on));
+}
+
+NPT_Result Bind(Handle socket, const NPT_SocketAddress& address) {
+    const sockaddr_in system_address = ToSystemAddress(address);
+    return ResultOf(::bind(ToDescriptor(socket), AsGeneric(system_address), sizeof system_address));
+}
+
+NPT_Result Connect(Handle socket, const NPT_SocketAddress& address) {
+    const sockaddr_in system_address = ToSystemAddress(address);
+    return ResultOf(
+        ::connect(ToDescriptor(socket), AsGeneric(system_address), sizeof system_address));
+}
+
+NPT_Result Listen(Handle socket, int backlog) {
+    return ResultOf(::listen(ToDescriptor(socket), backlog));
+}
+
+NPT_Result Accept(Handle listener, Handle& connection) {
+    const int descriptor = ::accept4(ToDescriptor(listener), nullptr, nullptr, SOCK_CLOEXEC);
+    connection = descriptor < 0 ? kInvalidHandle : descriptor;
+    return descriptor < 0 ? LastError() : NPT_SUCCESS;
+}
+
+NPT_Result Shutdown(Handle socket) {
+    return ResultOf(::shutdown(ToDescriptor(socket), SHUT_RDWR));
+}
+
+NPT_Result GetLocalAddress(Handle socket, NPT_SocketAddress& address) {
+    address = NPT_SocketAddress();
+    sockaddr_in system_address{};
+    socklen_t length = sizeof system_address;
+    if (::getsockname(ToDescriptor(socket), AsGeneric(system_address), &length) != 0)
+        return LastError();
+    address = FromSystemAddress(system_address);
+    return NPT_SUCCESS;
+}
+
+NPT_Result GetPeerAddress(Handle socket, NPT_SocketAddress& address) {
+    address = NPT_SocketAddress();
+    sockaddr_in system_address{};
+    socklen_t length = sizeof system_address;
+    if (::getpeername(ToDescriptor(socket), AsGeneric(system_address), &length) != 0)
+        return LastError();
+    address = FromSystemAddress(system_address);
+    return NPT_SUCCESS;
+}
+
+NPT_Result Send(Handle socket, const void* data, NPT_UInt32 size, NPT_UInt32& sent) {
+    sent = 0;
+    return ResultOfTransfer(::send(ToDescriptor(socket), data, size, MSG_NOSIGNAL), sent);
+}
+
+NPT_Result SendTo(Handle socket, const void* data, NPT_UInt32 size,
+                  const NPT_SocketAddress& address, NPT_UInt32& sent) {
+    sent = 0;
+    const sockaddr_in system_address = ToSystemAddress(address);
+    return ResultOfTransfer(::sendto(ToDescriptor(socket), data, size, MSG_NOSIGNAL,
+                                     AsGeneric(system_address), sizeof system_address),
+                            sent);
+}
+
+NPT_Result Receive(Handle socket, void* buffer, NPT_UInt32 size, NPT_UInt32& received) {
+    received = 0;
+    return ResultOfTransfer(::recv(ToDescriptor(socket), buffer, size, 0), received);
+}
+
+NPT_Result ReceiveDatagram(Handle socket, void* buffer, NPT_UInt32 size, NPT_SocketAddress* sender,
+                           NPT_UInt32& received) {
+    received = 0;
+    if (sender) *sender = NPT_SocketAddress();
+    sockaddr_in system_address{};
+    socklen_t length = sizeof system_address;
+    // With MSG_TRUNC the count is the datagram's true length, so that one cut short shows.
+    const ssize_t count =
+        ::recvfrom(ToDescriptor(socket), buffer, size, MSG_TRUNC,
+                   sender ? AsGeneric(system_address) : nullptr, sender ? &length : nullptr);
+    if (count < 0) return LastError();
+    if (static_cast<size_t>(count) > size) return MapError(EMSGSIZE);
+    received = static_cast<NPT_UInt32>(count);
+    if (sender) *sender = FromSystemAddress(system_address);
+    return NPT_SUCCESS;
+}
+
+NPT_Result GetAvailable(Handle socket, NPT_UInt32& available) {
+    available = 0;
+    int count = 0;
+    if (::ioctl(ToDescriptor(socket), FIONREAD, &count) != 0) return LastError();
+    available = static_cast<NPT_UInt32>(count);
+    return NPT_SUCCESS;
+}
+
+NPT_Result Wait(const WaitRequest& request, NPT_Timeout timeout, Readiness& readiness) {
+    readiness = Readiness();
+    // An invalid descriptor is one that poll passes over, which would wait for nothing.
+    if (request.socket == kInvalidHandle) return MapError(EBADF);
+    short wanted = POLLPRI;
+    if (request.for_read) wanted |= POLLIN;
+    if (request.for_write) wanted |= POLLOUT;
+    pollfd entries[2] = {{ToDescriptor(request.socket), wanted, 0},
+                         {ToDescriptor(request.waker), POLLIN, 0}};
+    const int limit = timeout == NPT_TIMEOUT_INFINITE
+                          ? -1
+                          : static_cast<int>(std::min<NPT_Timeout>(timeout, INT_MAX));
+    const int count = ::poll(entries, 2, limit);
+    if (count < 0) return LastError();
+    if (count == 0) return NPT_ERROR_TIMEOUT;
+    const short events = entries[0].revents;
+    if (events & POLLNVAL) return MapError(EBADF);
+    // An error or a hang-up makes the next transfer return at once, which is what ready means.
+    readiness.readable = request.for_read && (events & (POLLIN | POLLERR | POLLHUP)) != 0;
+    readiness.writable = request.for_write && (events & (POLLOUT | POLLERR | POLLHUP)) != 0;
+    readiness.exceptional = (events & POLLPRI) != 0;
+    return NPT_SUCCESS;
+}
+
+NPT_Result SetOption(Handle socket, Option option, const void* value, NPT_UInt32 size) {
+    const OptionName option_name = NameOf(option);
+    return ResultOf(::setsockopt(ToDescriptor(socket), option_name.level, option_name.name, value,
+                                 static_cast<socklen_t>(size)));
+}
+
+NPT_Result GetOption(Handle socket, Option option, void* value, NPT_UInt32& size) {
+    const OptionName option_name = NameOf(option);
+    socklen_t length = size;
+    size = 0;
+    if (::getsockopt(ToDescriptor(socket), option_name.level, option_name.name, value, &length))
+        return LastError();
+    size = length;
+    return NPT_SUCCESS;
+}
+
+NPT_Result SetSendTimeout(Handle socket, NPT_Timeout timeout) {
+    timeval limit{};  // zero is without a limit here
+    if (timeout != NPT_TIMEOUT_INFINITE) {
+        limit.tv_sec = timeout / 1000;
+        limit.tv_usec = (timeout % 1000) * 1000;
+    }
+    return ResultOf(
+        ::setsockopt(ToDescriptor(socket), SOL_SOCKET, SO_SNDTIMEO, &limit, sizeof limit));
+}
+
+NPT_Result LookUpName(const char* name, NPT_List<ResolvedName>& answer) {
+    addrinfo* found = nullptr;
+    if (::getaddrinfo(name, nullptr, nullptr, &found) != 0) return NPT_ERROR_HOST_UNKNOWN;
+    const std::unique_ptr<addrinfo, decltype(&::freeaddrinfo)> owner(found, &::freeaddrinfo);
+    for (const addrinfo* entry = found; entry; entry = entry->ai_next) {
+        ResolvedName line;
+        line.is_ipv4 = entry->ai_family == AF_INET;
+        line.address_length = entry->ai_addrlen;
+        line.protocol = entry->ai_protocol;
+        if (line.is_ipv4 && entry->ai_addrlen >= sizeof(sockaddr_in)) {
+            sockaddr_in system_address;
+            std::memcpy(&system_address, entry->ai_addr, sizeof system_address);
+            line.address = FromSystemAddress(system_address).GetIpAddress();
+        }
+        answer.Add(line);
+    }
+    return NPT_SUCCESS;
+}
+
+}  // namespace socket_platform
