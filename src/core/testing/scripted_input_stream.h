@@ -1,0 +1,62 @@
+#ifndef VIREON_CORE_TESTING_SCRIPTED_INPUT_STREAM_H
+#define VIREON_CORE_TESTING_SCRIPTED_INPUT_STREAM_H
+
+#include <algorithm>
+#include <cstring>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "core/streams.h"
+
+// One answer to a read: bytes (none at all is a success without progress) or a failure.
+struct ScriptedRead {
+    ScriptedRead(const char* text) : bytes(text) {}
+    ScriptedRead(std::string text) : bytes(std::move(text)) {}
+    ScriptedRead(NPT_Result failure) : result(failure) {}
+
+    std::string bytes;
+    NPT_Result result = NPT_SUCCESS;
+};
+
+// An input stream for tests that delivers what it was told, piece by piece: one read never joins
+// two pieces, and a piece that is larger than the read is continued by the next. Behind the last
+// piece every read gives the end result. Position, size and availability are not supported.
+class ScriptedInputStream : public NPT_InputStream {
+  public:
+    explicit ScriptedInputStream(std::vector<ScriptedRead> script,
+                                 NPT_Result end_result = NPT_ERROR_EOS)
+        : script_(std::move(script)), end_result_(end_result) {}
+    // As cut by EverySplit (core/testing/splits.h).
+    explicit ScriptedInputStream(const std::vector<std::string>& pieces,
+                                 NPT_Result end_result = NPT_ERROR_EOS)
+        : script_(pieces.begin(), pieces.end()), end_result_(end_result) {}
+
+    // How often it was read.
+    int GetReadCount() const { return read_count_; }
+
+    NPT_Result Read(void* buffer, NPT_UInt32 count, NPT_UInt32* read = nullptr) override {
+        ++read_count_;
+        if (read) *read = 0;
+        if (next_ == script_.size()) return end_result_;
+        ScriptedRead& step = script_[next_];
+        const std::size_t copied = std::min<std::size_t>(count, step.bytes.size());
+        std::memcpy(buffer, step.bytes.data(), copied);
+        step.bytes.erase(0, copied);
+        if (step.bytes.empty()) ++next_;
+        if (read) *read = static_cast<NPT_UInt32>(copied);
+        return step.result;
+    }
+    NPT_Result Seek(NPT_UInt64) override { return NPT_ERROR_NOT_SUPPORTED; }
+    NPT_Result Tell(NPT_UInt64&) override { return NPT_ERROR_NOT_SUPPORTED; }
+    NPT_Result GetSize(NPT_UInt64&) override { return NPT_ERROR_NOT_SUPPORTED; }
+    NPT_Result GetAvailable(NPT_UInt64&) override { return NPT_ERROR_NOT_SUPPORTED; }
+
+  private:
+    std::vector<ScriptedRead> script_;
+    std::size_t next_ = 0;
+    NPT_Result end_result_;
+    int read_count_ = 0;
+};
+
+#endif
