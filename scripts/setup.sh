@@ -42,7 +42,7 @@ as_root() {
 
 apt_get() {
     as_root env DEBIAN_FRONTEND=noninteractive apt-get -q \
-        -o DPkg::Lock::Timeout=600 -o Acquire::Retries=3 "$@"
+        -o DPkg::Lock::Timeout=600 -o DPkg::Use-Pty=0 -o Acquire::Retries=3 "$@"
 }
 
 is_installed() {
@@ -147,17 +147,20 @@ add_python_source() {
 put a Python 2.7 with headers on PATH instead"
 }
 
+has_python() {
+    "$kScripts/find-python2.sh" "$@" >/dev/null 2>&1
+}
+
+# The interpreter with its headers; for testing the debug interpreter as well.
 set_up_python() {
     local wanted=()
-    "$kScripts/find-python2.sh" >/dev/null || wanted+=(python2.7-dev)
-    "$kScripts/find-python2.sh" --debug >/dev/null || wanted+=(python2.7-dbg)
+    has_python || wanted+=(python2.7-dev)
+    [ "$1" = build ] || has_python --debug || wanted+=(python2.7-dbg)
     [ ${#wanted[@]} -gt 0 ] || return 0
     # A machine whose own sources have it already gets no source of ours.
-    if ! has_candidate python2.7-dev || ! has_candidate python2.7-dbg; then
-        add_python_source
-    fi
+    has_candidate python2.7-dev || add_python_source
     install_packages "${wanted[@]}"
-    "$kScripts/find-python2.sh" >/dev/null || die 'the installed Python 2.7 does not run'
+    has_python || die 'the installed Python 2.7 does not run'
 }
 
 set_up_packages() {
@@ -167,9 +170,9 @@ set_up_packages() {
 }
 
 command -v apt-get >/dev/null || die 'only Debian 12 is set up by this script (no apt-get here)'
-case ${1-test} in
+case ${1-} in
     build) set_up_packages "${kBuildPackages[@]}" ;;
     test) set_up_packages "${kBuildPackages[@]}" "${kTestPackages[@]}" ;;
-    *) die "unknown: $1" ;;
+    *) die 'usage: setup.sh build|test' ;;
 esac
-set_up_python
+set_up_python "$1"
