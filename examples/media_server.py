@@ -1,0 +1,143 @@
+#!/usr/bin/env python3
+"""A sample media server: answers searches on UDP port 31288 until it is ended.
+
+    media_server.py [--name NAME] [--interface ADDRESS ...] [--http-port PORT] [--serve]
+
+It takes searches that are sent to the multicast group and those that are broadcast, and answers
+each one to where it came from, with everything a client wants to know in the answer's own headers.
+With --serve it also serves the description document and a small page by HTTP.
+"""
+
+import argparse
+import http.server
+import signal
+import socket
+import sys
+import threading
+import uuid
+from xml.sax.saxutils import escape
+
+PORT = 31288
+GROUP = '239.255.255.250'
+DEVICE_TYPE = 'urn:schemas-upnp-org:device:ZOMediaServer:1'
+LEASE = 1800    # seconds for which a client may believe that the server is there
+VERSION = '1.0.0'
+
+
+def is_search(datagram):
+    """Whether a datagram asks for this kind of device: all of them, or this one by its type."""
+    lines = datagram.decode('latin-1').split('\r\n')
+    headers = {}
+    for line in lines[1:]:
+        name, colon, value = line.partition(':')
+        if colon:
+            headers.setdefault(name.strip().lower(), value.strip())
+    return (lines[0] == 'M-SEARCH * HTTP/1.1'
+            and headers.get('man') == '"ssdp:discover"'
+            and headers.get('st') in ('ssdp:all', DEVICE_TYPE))
+
+
+def address_towards(client):
+    """The address of this machine that a client can reach it at."""
+    with socket.socket(socket.AF_INET, socket.SOCK_DGRAM) as probe:
+        probe.connect(client)
+        return probe.getsockname()[0]
+
+
+def answer(server, address):
+    base = 'http://%s:%d' % (address, server.http_port)
+    headers = (
+        ('CACHE-CONTROL', 'max-age=%d' % LEASE),
+        ('EXT', ''),
+        ('LOCATION', base + '/description.xml'),
+        ('SERVER', 'Sample/%s UPnP/1.0' % VERSION),
+        ('ST', DEVICE_TYPE),
+        ('USN', 'uuid:%s::%s' % (server.uuid, DEVICE_TYPE)),
+        ('FriendlyName', server.name),
+        ('Manufacturer', 'Sample Makers'),
+        ('ManufacturerURL', base + '/makers'),
+        ('ModelDescription', 'A server that answers searches'),
+        ('ModelName', 'Sample media server'),
+        ('ModelURL', base + '/model'),
+        ('ModelNumber', '1'),
+        ('SerialNumber', server.uuid[:8]),
+        ('PresentationURL', base + '/'),
+        ('HttpPort', '%d' % server.http_port),
+        ('HttpsPort', '%d' % (server.http_port + 1)),
+        ('WebsocketPort', '%d' % (server.http_port + 2)),
+        ('DBStatus', 'ready'),
+        ('Version', VERSION),
+    )
+    lines = ['HTTP/1.1 200 OK'] + ['%s: %s' % header for header in headers]
+    return ('\r\n'.join(lines) + '\r\n\r\n').encode('utf-8')
+
+
+def description(server):
+    return ('<?xml version="1.0" encoding="utf-8"?>\n'
+            '<root xmlns="urn:schemas-upnp-org:device-1-0">'
+            '<specVersion><major>1</major><minor>0</minor></specVersion>'
+            '<device><deviceType>%s</deviceType><friendlyName>%s</friendlyName>'
+            '<manufacturer>Sample Makers</manufacturer><modelName>Sample media server</modelName>'
+            '<UDN>uuid:%s</UDN></device></root>\n'
+            % (DEVICE_TYPE, escape(server.name), server.uuid)).encode('utf-8')
+
+
+def serve_http(server):
+    class Handler(http.server.BaseHTTPRequestHandler):
+        def do_GET(self):
+            if self.path == '/description.xml':
+                kind, body = 'text/xml; charset="utf-8"', description(server)
+            else:
+                kind, body = 'text/plain; charset="utf-8"', (server.name + '\n').encode('utf-8')
+            self.send_response(200)
+            self.send_header('Content-Type', kind)
+            self.send_header('Content-Length', str(len(body)))
+            self.end_headers()
+            self.wfile.write(body)
+
+        def log_message(self, *_):
+            pass
+
+    web = http.server.ThreadingHTTPServer(('', server.http_port), Handler)
+    threading.Thread(target=web.serve_forever, daemon=True).start()
+
+
+def open_socket(interfaces):
+    """A socket that hears broadcasts on every interface, and the group on those named."""
+    listener = socket.socket(socket.AF_INET, socket.SOCK_DGRAM)
+    listener.setsockopt(socket.SOL_SOCKET, socket.SO_REUSEADDR, 1)
+    listener.bind(('', PORT))
+    for interface in interfaces:
+        listener.setsockopt(socket.IPPROTO_IP, socket.IP_ADD_MEMBERSHIP,
+                            socket.inet_aton(GROUP) + socket.inet_aton(interface))
+    return listener
+
+
+def main():
+    parser = argparse.ArgumentParser(description='A sample media server for searches on port 31288.')
+    parser.add_argument('--name', default='Sample server', help='the name that people see')
+    parser.add_argument('--interface', action='append', metavar='ADDRESS',
+                        help='hear the group on the interface of this address (default: any)')
+    parser.add_argument('--http-port', type=int, default=8080)
+    parser.add_argument('--serve', action='store_true', help='serve the description by HTTP')
+    server = parser.parse_args()
+    server.uuid = str(uuid.uuid4())
+
+    signal.signal(signal.SIGTERM, lambda *_: sys.exit(0))
+    listener = open_socket(server.interface or ['0.0.0.0'])
+    if server.serve:
+        serve_http(server)
+    print('%s: listening on port %d' % (server.name, PORT), flush=True)
+    try:
+        while True:
+            datagram, client = listener.recvfrom(65536)
+            # A standard server waits a random while, so that a thousand of them do not answer at
+            # once; one that people watch answers right away.
+            if is_search(datagram):
+                listener.sendto(answer(server, address_towards(client)), client)
+    except KeyboardInterrupt:
+        pass
+
+
+if __name__ == '__main__':
+    main()

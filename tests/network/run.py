@@ -1,0 +1,90 @@
+"""Runs the network tests side by side, since most of their time is waiting for the clock.
+
+    python3 run.py [--verbose] [-j JOBS] [part of a test's name ...]
+
+VIREON_MODULE_DIR names the folder with the module, VIREON_PYTHON its Python 2.7. For other ways of
+running the module: VIREON_DRIVER_PYTHON is the interpreter's command line with what comes before
+it, VIREON_DRIVER_PRELOAD a library to load first (a sanitizer's), and VIREON_TIME_FACTOR stretches
+the tolerated delays for a slow build. CI=true fails what would be skipped.
+
+Prints what unittest prints, in the order in which the tests end.
+"""
+
+import argparse
+import concurrent.futures
+import multiprocessing
+import os
+import sys
+import time
+import unittest
+
+HERE = os.path.dirname(os.path.abspath(__file__))
+LINE = '-' * 70
+
+
+def test_names(suite):
+    for test in suite:
+        if isinstance(test, unittest.TestSuite):
+            yield from test_names(test)
+        else:
+            yield test.id()
+
+
+def run_one(name):
+    """Runs one test; gives its name, its outcome, what there is to say of it, and its seconds."""
+    sys.path.insert(0, HERE)
+    start = time.monotonic()
+    result = unittest.TestResult()
+    unittest.defaultTestLoader.loadTestsFromName(name).run(result)
+    seconds = time.monotonic() - start
+    for outcome, found in (('ERROR', result.errors), ('FAIL', result.failures),
+                           ('skipped', result.skipped)):
+        if found:
+            return name, outcome, '\n'.join('%s\n%s' % (test, text) if outcome != 'skipped' else text
+                                            for test, text in found), seconds
+    return name, 'ok', '', seconds
+
+
+def announce(name, outcome, text, seconds):
+    label = '%s (%s)' % (name.rsplit('.', 1)[1], name)
+    if outcome == 'skipped':
+        outcome = 'skipped %r' % text
+    print('%s ... %.1fs %s' % (label, seconds, outcome), flush=True)
+
+
+def main():
+    parser = argparse.ArgumentParser()
+    parser.add_argument('-v', '--verbose', action='store_true', help='name the tests that pass too')
+    parser.add_argument('-j', '--jobs', type=int, default=2 * os.cpu_count())
+    parser.add_argument('parts', nargs='*')
+    options = parser.parse_args()
+
+    sys.path.insert(0, HERE)
+    names = [name for name in test_names(unittest.defaultTestLoader.discover(HERE))
+             if not options.parts or any(part in name for part in options.parts)]
+    start = time.monotonic()
+    results = []
+    # Processes, not threads: a thread that is held up would show as a late datagram.
+    with concurrent.futures.ProcessPoolExecutor(
+            options.jobs, multiprocessing.get_context('spawn')) as pool:
+        for done in concurrent.futures.as_completed([pool.submit(run_one, name)
+                                                     for name in names]):
+            results.append(done.result())
+            if options.verbose or results[-1][1] != 'ok':
+                announce(*results[-1])
+
+    counts = {}
+    for name, outcome, text, _ in results:
+        counts[outcome] = counts.get(outcome, 0) + 1
+        if outcome in ('ERROR', 'FAIL'):
+            print('=' * 70, '%s: %s' % (outcome, name), LINE, text, sep='\n')
+    print(LINE, 'Ran %d tests in %.1fs' % (len(results), time.monotonic() - start), '', sep='\n')
+    details = ', '.join('%s=%d' % (title, counts[outcome]) for outcome, title in (
+        ('FAIL', 'failures'), ('ERROR', 'errors'), ('skipped', 'skipped')) if outcome in counts)
+    failed = 'FAIL' in counts or 'ERROR' in counts or not results
+    print(('FAILED' if failed else 'OK') + (details and ' (%s)' % details))
+    return 1 if failed else 0
+
+
+if __name__ == '__main__':
+    sys.exit(main())

@@ -1,0 +1,90 @@
+"""The demonstration is run as people run it, and its output is read."""
+
+import os
+import re
+import signal
+import subprocess
+import time
+import unittest
+
+from network_case import missing_module, missing_namespaces, unmet
+
+HERE = os.path.dirname(os.path.abspath(__file__))
+DEMO = os.path.join(HERE, '..', '..', 'examples', 'demo.sh')
+
+
+def left_behind(pid):
+    listed = subprocess.run(['ip', 'netns', 'list'], stdout=subprocess.PIPE, check=True).stdout
+    return [line for line in listed.decode().splitlines() if 'vireon-demo-%d-' % pid in line]
+
+
+class DemoTest(unittest.TestCase):
+    def setUp(self):
+        reason = missing_namespaces() or missing_module()
+        if not reason and 'VIREON_DRIVER_PYTHON' in os.environ:
+            self.skipTest('the demonstration runs the module on this platform only')
+        if reason:
+            unmet(reason)
+
+    def start(self, *words):
+        process = subprocess.Popen(words or [DEMO, '--seconds', '4'], stdout=subprocess.PIPE,
+                                   stderr=subprocess.STDOUT, start_new_session=True)
+        self.addCleanup(process.stdout.close)
+        return process
+
+    def finish(self, process):
+        try:
+            output = process.communicate(timeout=60)[0].decode('utf-8')
+        except subprocess.TimeoutExpired:
+            os.killpg(process.pid, signal.SIGTERM)
+            raise
+        self.assertEqual(left_behind(process.pid), [])
+        return output
+
+    def test_a_server_is_found_and_the_search_ends_cleanly(self):
+        process = self.start()
+        output = self.finish(process)
+        self.assertEqual(process.returncode, 0, output)
+        self.assertIn('Living room: listening on port 31288', output)
+        self.assertRegex(output, r'\d s  found Living room at '
+                                 r'http://10\.31\.28\.2:8080/description\.xml')
+        for name, value in (('HttpPort', '8080'), ('HttpsPort', '8081'), ('WebsocketPort', '8082'),
+                            ('DBStatus', 'ready'), ('version', r'1\.0\.0')):
+            self.assertRegex(output, r'\n +%s +%s\n' % (name, value))
+        self.assertRegex(output, r'\nstopped within [0-3]\.\d\d s\n')
+        # Two cycles of two senders, two datagrams each, and an answer to each of them.
+        counts = re.search(r'on the wire: (\d+) requests by multicast .*, (\d+) by broadcast .*, '
+                           r'(\d+) answers', output)
+        self.assertIsNotNone(counts, output)
+        self.assertEqual([int(count) for count in counts.groups()], [4, 4, 8], output)
+        self.assertIn('1 server found, 8 answers', output)
+        self.assertNotIn('Traceback', output)
+
+    def test_an_interrupted_run_leaves_nothing_behind(self):
+        for number in (signal.SIGTERM, signal.SIGINT, signal.SIGHUP):
+            with self.subTest(number):
+                process = self.start()
+                while b'searching' not in process.stdout.readline():
+                    self.assertIsNone(process.poll(), 'the demonstration ended early')
+                self.assertNotEqual(left_behind(process.pid), [])
+                os.killpg(process.pid, number)
+                self.finish(process)
+                self.assertNotEqual(process.returncode, 0)
+
+    def test_a_machine_without_namespaces_is_told_what_is_missing(self):
+        process = self.start('setpriv', '--bounding-set', '-sys_admin,-net_admin', DEMO)
+        start = time.monotonic()
+        output = self.finish(process)
+        self.assertNotEqual(process.returncode, 0)
+        self.assertIn('network namespaces cannot be made here', output)
+        self.assertIn('it takes root', output)
+        self.assertLess(time.monotonic() - start, 20)
+
+    def test_a_missing_module_is_told(self):
+        process = self.start(DEMO, HERE)
+        self.assertIn('no _vireon.so in', self.finish(process))
+        self.assertNotEqual(process.returncode, 0)
+
+
+if __name__ == '__main__':
+    unittest.main()

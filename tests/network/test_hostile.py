@@ -1,0 +1,232 @@
+"""A network that means harm, or is merely broken: nothing of it holds a search up."""
+
+import random
+import socket
+import struct
+import time
+import unittest
+
+from capture import by_sender
+from network_case import (BROADCAST, INTERVAL, MULTICAST_REQUEST, SEARCHER, SLACK, NetworkCase,
+                          to_group)
+from responder import DEVICE_TYPE, GROUP, PORT, Stream, answer, entries, fields, message
+
+PAUSE = 0.15    # seconds that a worker rests after an answer that it could not read
+
+
+class BrokenDatagramTest(NetworkCase):
+    def setUp(self):
+        super().setUp()
+        # Long enough for pauses and merged datagrams to be told apart from the next cycle.
+        self.standard_search(interval=1.0)
+        self.to = self.server.sender(GROUP)
+
+    def good_after(self, payload, name=b'good'):
+        """Sends a bad datagram and a good one; gives the seconds until the good one's call."""
+        self.server.send(payload, self.to)
+        sent = time.time()
+        self.server.send(answer(name), self.to)
+        call = self.client.wait_name(name)
+        self.assertEqual([each.name for each in self.client.found()], [name])
+        return call.time - sent
+
+    def test_an_answer_beyond_2000_bytes_is_dropped_and_costs_a_pause(self):
+        padded = message(fields(FriendlyName=b'too long') + [(b'X-Pad', b'x' * 2000)])
+        elapsed = self.good_after(padded)
+        self.assertGreaterEqual(elapsed, PAUSE - 0.02)
+        self.assertLessEqual(elapsed, PAUSE + SLACK)
+
+    def test_an_answer_of_2001_bytes_is_dropped(self):
+        head = message(fields(FriendlyName=b'too long'), end=b'')
+        self.good_after(head + b'X: '.ljust(2001 - len(head) - 4, b'x') + b'\r\n\r\n')
+
+    def test_an_answer_of_the_largest_size_is_dropped(self):
+        self.good_after(message(fields(FriendlyName=b'too long')).ljust(65507, b'x'))
+
+    def test_a_head_that_would_be_complete_within_the_buffer_is_dropped_when_longer(self):
+        self.good_after(answer(b'cut').ljust(2500, b'\n'))
+
+    def test_an_empty_datagram_costs_a_pause(self):
+        elapsed = self.good_after(b'')
+        self.assertGreaterEqual(elapsed, PAUSE - 0.02)
+        self.assertLessEqual(elapsed, PAUSE + SLACK)
+
+    def test_a_malformed_answer_costs_a_pause(self):
+        elapsed = self.good_after(b'garbage\r\n\r\n')
+        self.assertGreaterEqual(elapsed, PAUSE - 0.02)
+        self.assertLessEqual(elapsed, PAUSE + SLACK)
+
+    def test_an_answer_without_the_empty_line_is_accepted_once_nothing_follows(self):
+        unterminated = message(fields(FriendlyName=b'unterminated'), end=b'')
+        self.server.send(unterminated, self.to)
+        call = self.client.wait_name(b'unterminated')
+        self.assertEqual(call.values, entries(fields(FriendlyName=b'unterminated')))
+
+    def test_an_answer_may_go_on_in_the_next_datagram(self):
+        whole = answer(b'in two')
+        half = whole.index(b'Manufacturer:')
+        self.server.send(whole[:half], self.to)
+        self.server.send(whole[half:], self.to)
+        self.assertEqual(self.client.wait_name(b'in two').values,
+                         entries(fields(FriendlyName=b'in two')))
+
+    def test_hostile_heads_end_in_a_call_or_in_nothing(self):
+        generator = random.Random(31288)
+        whole = answer(b'fuzzed')
+        datagrams = [
+            b'\n', b'\r\n', b'\x00' * 2000, b':' * 2000, b'HTTP/1.1 200 OK\r\n' * 100,
+            b'HTTP/1.1 200 OK\r\n' + b':\r\n' * 600, b'HTTP/1.1 200 OK\r\n' + b' \r\n' * 600,
+            answer(b'fuzzed', USN=b'::' * 700), answer(b'fuzzed', USN=b'::'),
+            answer(b'fuzzed', USN=b'a::' + DEVICE_TYPE), answer(b'fuzzed', USN=b'::' + DEVICE_TYPE),
+            answer(b'fuzzed', LOCATION=b'http://[' + b':' * 900),
+            answer(b'fuzzed', LOCATION=b'http://' + b'h' * 900 + b':' + b'9' * 300),
+            answer(b'fuzzed\x00with a zero'), answer(b'', USN=b'\x00::' + DEVICE_TYPE),
+            answer(b'%s%n%d%s%n'), answer(b'fuzzed', LOCATION=b'http://%n%s:80/%n%s'),
+        ]
+        for _ in range(30):
+            noise = bytearray(whole)
+            for _ in range(generator.randrange(1, 20)):
+                noise[generator.randrange(len(noise))] = generator.randrange(256)
+            datagrams.append(bytes(noise))
+        senders = [self.to, self.server.sender(BROADCAST)]
+        for number, datagram in enumerate(datagrams):
+            self.server.send(datagram, senders[number % 2])
+            if not datagram.endswith(b'\r\n\r\n'):
+                # Otherwise this head would swallow the next one.
+                self.server.send(b'\r\n\r\n', senders[number % 2])
+        self.wait_for_answer(b'after all')
+
+    def wait_for_answer(self, name, timeout=40):
+        """Offers a good answer again and again until the search takes it."""
+        deadline = time.monotonic() + timeout
+        while time.monotonic() < deadline:
+            self.server.send(answer(name), self.to)
+            time.sleep(0.2)
+            if any(call.name == name for call in self.client.found()):
+                return
+            self.assertTrue(self.client.alive(), self.client.errors())
+        self.fail('the search takes no good answer any more')
+
+    def test_a_head_of_many_megabytes_does_not_grow_without_end(self):
+        before = self.resident()
+        self.server.send(b'HTTP/1.1 200 OK\r\n', self.to)
+        line = b'X: ' + b'x' * 1900 + b'\r\n'
+        deadline = time.monotonic() + 2.5
+        while time.monotonic() < deadline:
+            for _ in range(50):
+                self.server.send(line, self.to)
+            time.sleep(0.002)
+        self.assertLess(self.resident() - before, 30 << 20)
+        self.assertLess(self.client.stop(), 1 + 1)
+
+    def resident(self):
+        with open('/proc/%d/statm' % self.client.process.pid) as file:
+            return int(file.read().split()[1]) * 4096
+
+
+class HostilePeerTest(NetworkCase):
+    def stop_under(self, make, pace=0.01):
+        """Sends a steady stream to both senders and stops the search in the middle of it."""
+        self.standard_search()
+        for destination in (BROADCAST, GROUP):
+            stream = Stream(self.server, self.server.sender(destination), pace, make)
+            self.addCleanup(stream.close)
+        time.sleep(2 * INTERVAL)
+        self.assertLess(self.client.stop(), INTERVAL + 1)
+
+    def test_good_answers_do_not_delay_the_stop(self):
+        self.stop_under(lambda number: answer())
+
+    def test_empty_datagrams_do_not_delay_the_stop(self):
+        self.stop_under(lambda number: b'')
+
+    def test_unterminated_heads_do_not_delay_the_stop(self):
+        self.stop_under(lambda number: b'HTTP/1.1 200 OK\r\nST: x\r\n')
+
+    def test_an_endless_head_does_not_delay_the_stop(self):
+        head = [b'HTTP/1.1 200 OK\r\n']
+        self.stop_under(lambda number: head.pop() if head else b'X-Line: %d\r\n' % number)
+
+    def test_an_endless_line_does_not_delay_the_stop(self):
+        self.stop_under(lambda number: b'x' * 100)
+
+    def test_interim_answers_do_not_delay_the_stop(self):
+        self.stop_under(lambda number: message([], b'HTTP/1.1 100 Continue'))
+
+    def test_garbage_does_not_delay_the_stop(self):
+        self.stop_under(lambda number: b'garbage\r\n\r\n')
+
+    def test_a_flood_delays_neither_requests_nor_the_stop(self):
+        self.standard_search()
+        sources = [self.server.sender(destination) for destination in (BROADCAST, GROUP)]
+        payloads = [answer(b'flood'), b'', b'garbage', b'HTTP/1.1 200 OK\r\n', b'x' * 3000,
+                    answer(b'other', ST=b'x', USN=b'uuid:1::x')]
+        deadline, number = time.monotonic() + 6 * INTERVAL, 0
+        while time.monotonic() < deadline:
+            for source in sources:
+                self.server.send(payloads[number % len(payloads)], source)
+            number += 1
+            if number % 20 == 0:
+                time.sleep(0.001)
+        self.assertGreater(number, 1000)
+        self.assertLess(self.client.stop(), INTERVAL + 1)
+        for sender, sent in by_sender(self.wire.datagrams()).items():
+            self.assertGreaterEqual(len(sent), 2 * 4, '%s was held up' % (sender,))
+
+    def test_a_flood_of_good_answers_arrives_in_order(self):
+        self.standard_search()
+        to = self.server.sender(GROUP)
+        for number in range(3000):
+            self.server.send(answer(b'%d' % number), to)
+            if number % 10 == 0:
+                time.sleep(0.001)
+        while not any(call.name == b'last' for call in self.client.found()):
+            # The flood may have overrun the socket's buffer.
+            self.server.send(answer(b'last'), to)
+            time.sleep(0.05)
+        numbers = [int(call.name) for call in self.client.found() if call.name != b'last']
+        self.assertEqual(numbers, sorted(set(numbers)))
+        self.assertGreater(len(numbers), 300)
+
+    def test_a_port_unreachable_message_ends_no_sender(self):
+        self.standard_search()
+        sent = to_group(self.wire.wait(to_group, 10))[0]
+        # What a host would send that has nobody on the port: the request's own headers come back.
+        udp = struct.pack('!HHHH', sent.source_port, PORT, 8 + len(MULTICAST_REQUEST), 0)
+        ip = struct.pack('!BBHHHBBH4s4s', 0x45, 0, 28 + len(MULTICAST_REQUEST), 0, 0, 4, 17, 0,
+                         socket.inet_aton(SEARCHER), socket.inet_aton(GROUP))
+        icmp = struct.pack('!BBHI', 3, 3, 0, 0) + ip + udp
+        icmp = icmp[:2] + struct.pack('!H', checksum(icmp)) + icmp[4:]
+        with self.there.entered():
+            raw = socket.socket(socket.AF_INET, socket.SOCK_RAW, socket.IPPROTO_ICMP)
+        self.addCleanup(raw.close)
+        for _ in range(10):
+            raw.sendto(icmp, (SEARCHER, 0))
+        before = len(self.wire.datagrams())
+        self.server.send(answer(b'still there'), (SEARCHER, sent.source_port))
+        self.client.wait_name(b'still there')
+        later = self.wire.wait(lambda datagrams: len(to_group(datagrams[before:])) >= 2, 10)
+        self.assertEqual({each.source_port for each in to_group(later)}, {sent.source_port})
+
+    def test_a_search_into_a_refusing_host_goes_on(self):
+        # The broadcast address of a network of one host is the host: its own port refuses.
+        self.standard_network()
+        self.here.ip('addr add 10.77.9.1/32 dev eth0')
+        self.here.ip('link set lo up')
+        wire = self.capture(self.here)
+        client = self.searcher(self.here)
+        client.search()
+        refused = wire.wait(lambda sent: sum(
+            datagram.destination == '10.77.9.1' for datagram in sent) >= 6, 10)
+        self.assertEqual(len({datagram.source_port for datagram in refused
+                              if datagram.destination == '10.77.9.1'}), 1)
+
+
+def checksum(data):
+    total = sum(struct.unpack('!%dH' % (len(data) // 2), data))
+    total = (total & 0xffff) + (total >> 16)
+    return 0xffff ^ (total & 0xffff) ^ (total >> 16)
+
+
+if __name__ == '__main__':
+    unittest.main()
