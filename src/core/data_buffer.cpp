@@ -7,8 +7,7 @@
 #include <utility>
 
 NPT_DataBuffer::NPT_DataBuffer(NPT_UInt32 size) {
-    Block none;
-    Reallocate(size, none);
+    Reallocate(size);
 }
 
 NPT_Result NPT_DataBuffer::SetBuffer(NPT_UInt8* buffer, NPT_UInt32 size) {
@@ -23,8 +22,7 @@ NPT_Result NPT_DataBuffer::SetBuffer(NPT_UInt8* buffer, NPT_UInt32 size) {
 NPT_Result NPT_DataBuffer::SetBufferSize(NPT_UInt32 size) {
     if (!owns_buffer_) return NPT_ERROR_NOT_SUPPORTED;
     if (data_size_ > size) return NPT_ERROR_INVALID_ARGUMENT;
-    Block old_block;
-    return Reallocate(size, old_block);
+    return Reallocate(size);
 }
 
 NPT_Result NPT_DataBuffer::Reserve(NPT_UInt32 size) {
@@ -45,8 +43,7 @@ NPT_Result NPT_DataBuffer::Clear() {
 NPT_Result NPT_DataBuffer::SetDataSize(NPT_UInt32 size) {
     if (size > buffer_size_) {
         if (!owns_buffer_) return NPT_ERROR_NOT_SUPPORTED;
-        Block old_block;
-        const NPT_Result result = Reallocate(size, old_block);
+        const NPT_Result result = Reallocate(size);
         if (NPT_Failed(result)) return result;
     }
     data_size_ = size;
@@ -54,22 +51,22 @@ NPT_Result NPT_DataBuffer::SetDataSize(NPT_UInt32 size) {
 }
 
 NPT_Result NPT_DataBuffer::SetData(const NPT_UInt8* data, NPT_UInt32 size) {
-    Block old_block;  // kept until the copy: data may lie in it
     if (size > buffer_size_) {
         if (!owns_buffer_) return NPT_ERROR_INVALID_STATE;
-        const NPT_Result result = Reallocate(size, old_block);
+        const NPT_Result result = Reallocate(size);
         if (NPT_Failed(result)) return result;
     }
+    // What lies in this buffer is never larger than it, so it is still there.
     if (data && size) std::memmove(buffer_, data, size);
     data_size_ = size;
     return NPT_SUCCESS;
 }
 
-NPT_Result NPT_DataBuffer::Reallocate(NPT_UInt32 size, Block& old_block) {
-    Block fresh(size ? new (std::nothrow) NPT_UInt8[size] : nullptr);
+NPT_Result NPT_DataBuffer::Reallocate(NPT_UInt32 size) {
+    std::unique_ptr<NPT_UInt8[]> fresh(size ? new (std::nothrow) NPT_UInt8[size] : nullptr);
     if (size && !fresh) return NPT_ERROR_NO_MEMORY;
     if (data_size_) std::memcpy(fresh.get(), buffer_, data_size_);
-    old_block = std::exchange(owned_, std::move(fresh));
+    owned_ = std::move(fresh);
     buffer_ = owned_.get();
     buffer_size_ = size;
     return NPT_SUCCESS;

@@ -41,12 +41,11 @@ class NPT_DataBuffer {
     virtual NPT_Result SetData(const NPT_UInt8* data, NPT_UInt32 size);
 
   private:
-    using Block = std::unique_ptr<NPT_UInt8[]>;
-    // Moves the data to a block of exactly size bytes; old_block holds what it was in until then.
-    NPT_Result Reallocate(NPT_UInt32 size, Block& old_block);
+    // Moves the data to a block of exactly size bytes.
+    NPT_Result Reallocate(NPT_UInt32 size);
 
     bool owns_buffer_ = true;
-    Block owned_;
+    std::unique_ptr<NPT_UInt8[]> owned_;
     NPT_UInt8* buffer_ = nullptr;  // owned_'s bytes or the caller's
     NPT_UInt32 buffer_size_ = 0;
     NPT_UInt32 data_size_ = 0;

@@ -41,13 +41,13 @@ SystemThread::~SystemThread() {
 }
 
 void SystemThread::Join() {
-    const bool is_current = IsCurrent();
-    if (!std::exchange(state_->is_joinable, false)) return;
-    if (is_current) {
+    if (!state_->is_joinable) return;
+    if (IsCurrent()) {
         pthread_detach(state_->thread);
     } else {
         pthread_join(state_->thread, nullptr);
     }
+    state_->is_joinable = false;  // only now: until its end the thread may ask IsCurrent
 }
 
 bool SystemThread::IsCurrent() const {

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <ostream>
 #include <string>
 #include <utility>
 #include <vector>
@@ -19,6 +20,11 @@ struct ScriptedRead {
     NPT_Result result = NPT_SUCCESS;
 };
 
+inline void PrintTo(const ScriptedRead& read, std::ostream* out) {
+    if (NPT_Failed(read.result)) *out << "failure " << read.result;
+    *out << '"' << read.bytes << '"';
+}
+
 // An input stream for tests that delivers what it was told, piece by piece: one read never joins
 // two pieces, and a piece that is larger than the read is continued by the next. Behind the last
 // piece every read gives the end result. Position, size and availability are not supported.
@@ -27,8 +33,10 @@ class ScriptedInputStream : public NPT_InputStream {
     explicit ScriptedInputStream(std::vector<ScriptedRead> script,
                                  NPT_Result end_result = NPT_ERROR_EOS)
         : script_(std::move(script)), end_result_(end_result) {}
-    // As cut by EverySplit (core/testing/splits.h).
-    explicit ScriptedInputStream(const std::vector<std::string>& pieces,
+
+    // The same for plain texts.
+    template <typename Text>
+    explicit ScriptedInputStream(const std::vector<Text>& pieces,
                                  NPT_Result end_result = NPT_ERROR_EOS)
         : script_(pieces.begin(), pieces.end()), end_result_(end_result) {}
 

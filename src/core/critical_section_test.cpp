@@ -1,0 +1,42 @@
+#include "core/critical_section.h"
+
+#include <gtest/gtest.h>
+
+#include <mutex>
+#include <thread>
+#include <vector>
+
+namespace {
+
+TEST(CriticalSection, KeepsThreadsApart) {
+    CriticalSection section;
+    int count = 0;
+    std::vector<std::thread> threads;
+    for (int number = 0; number < 4; ++number) {
+        threads.emplace_back([&] {
+            for (int round = 0; round < 5000; ++round) {
+                const std::lock_guard<CriticalSection> lock(section);
+                ++count;
+            }
+        });
+    }
+    for (std::thread& thread : threads)
+        thread.join();
+    EXPECT_EQ(count, 20000);
+}
+
+TEST(CriticalSection, IsFreeForOthersAfterNestedUse) {
+    CriticalSection section;
+    section.lock();
+    section.lock();
+    section.unlock();
+    section.unlock();
+    bool has_locked = false;
+    std::thread([&] {
+        const std::lock_guard<CriticalSection> lock(section);
+        has_locked = true;
+    }).join();
+    EXPECT_TRUE(has_locked);
+}
+
+}  // namespace

@@ -1,0 +1,99 @@
+#include "core/event.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <chrono>
+#include <list>
+#include <thread>
+
+namespace {
+
+using Milliseconds = std::chrono::milliseconds;
+
+// Threads that wait on one event; what still waits at the end is let through, one by one.
+class Waiters {
+  public:
+    Waiters(Event& event, int count) : event_(event), count_(count) {
+        for (int number = 0; number < count; ++number) {
+            threads_.emplace_back([this] {
+                ++started_;
+                event_.Wait();
+                ++through_;
+            });
+        }
+        while (started_ < count)
+            std::this_thread::sleep_for(Milliseconds(1));
+        // From "started" to "waiting" nothing can be observed from here.
+        std::this_thread::sleep_for(Milliseconds(200));
+    }
+    ~Waiters() {
+        while (through_ < count_) {
+            event_.Set();
+            std::this_thread::sleep_for(Milliseconds(1));
+        }
+        for (std::thread& thread : threads_)
+            thread.join();
+    }
+    bool AreThroughSoon(int count) const {
+        for (int round = 0; round < 5000 && through_ < count; ++round)
+            std::this_thread::sleep_for(Milliseconds(1));
+        return through_ >= count;
+    }
+    int GetThroughCount() const { return through_; }
+
+  private:
+    Event& event_;
+    const int count_;
+    std::atomic<int> started_{0};
+    std::atomic<int> through_{0};
+    std::list<std::thread> threads_;
+};
+
+TEST(Event, ManualResetStaysSet) {
+    Event event(Event::Mode::kManualReset);
+    event.Set();
+    event.Wait();
+    event.Wait();
+    event.Reset();
+    const Waiters waiters(event, 1);
+    EXPECT_EQ(waiters.GetThroughCount(), 0);
+}
+
+TEST(Event, ManualResetLetsEveryWaiterThrough) {
+    Event event(Event::Mode::kManualReset);
+    const Waiters waiters(event, 3);
+    EXPECT_EQ(waiters.GetThroughCount(), 0);
+    event.Set();
+    EXPECT_TRUE(waiters.AreThroughSoon(3));
+}
+
+TEST(Event, ManualSetReachesAWaiterInSpiteOfAResetRightBehind) {
+    Event event(Event::Mode::kManualReset);
+    const Waiters waiters(event, 2);
+    event.Set();
+    event.Reset();
+    EXPECT_TRUE(waiters.AreThroughSoon(2));
+}
+
+TEST(Event, AutoResetLetsOneWaiterThroughPerSet) {
+    Event event(Event::Mode::kAutoReset);
+    const Waiters waiters(event, 2);
+    event.Set();
+    EXPECT_TRUE(waiters.AreThroughSoon(1));
+    std::this_thread::sleep_for(Milliseconds(50));
+    EXPECT_EQ(waiters.GetThroughCount(), 1);
+    event.Set();
+    EXPECT_TRUE(waiters.AreThroughSoon(2));
+}
+
+TEST(Event, AutoResetKeepsOneSetForTheNextWaiter) {
+    Event event(Event::Mode::kAutoReset);
+    event.Set();
+    event.Set();
+    event.Wait();
+    const Waiters waiters(event, 1);
+    EXPECT_EQ(waiters.GetThroughCount(), 0);
+}
+
+}  // namespace

@@ -1,0 +1,114 @@
+#include "core/mutex.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <chrono>
+#include <memory>
+#include <thread>
+#include <vector>
+
+#include "core/testing/failing_allocation.h"
+
+// The data-race checker takes the unlock by a stranger, which a test here makes on purpose, for a
+// mistake.
+extern "C" const char* __tsan_default_suppressions();
+extern "C" __attribute__((visibility("default"))) const char* __tsan_default_suppressions() {
+    return "mutex:NPT_PosixMutex::Unlock\n";
+}
+
+namespace {
+
+// Takes the mutex on a thread of its own and gives it back.
+class Contender {
+  public:
+    explicit Contender(NPT_Mutex& mutex)
+        : thread_([this, &mutex] {
+              mutex.Lock();
+              has_locked_ = true;
+              mutex.Unlock();
+          }) {}
+    ~Contender() { thread_.join(); }
+    // False when the mutex was not to be had for a while.
+    bool LocksSoon(std::chrono::milliseconds patience) const {
+        const auto end = std::chrono::steady_clock::now() + patience;
+        while (!has_locked_ && std::chrono::steady_clock::now() < end)
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        return has_locked_;
+    }
+
+  private:
+    std::atomic<bool> has_locked_{false};
+    std::thread thread_;
+};
+
+constexpr std::chrono::milliseconds kShort{50};
+constexpr std::chrono::seconds kLong{10};
+
+TEST(Mutex, IsFreeAfterAsManyUnlocksAsLocks) {
+    NPT_Mutex mutex;
+    EXPECT_EQ(mutex.Lock(), NPT_SUCCESS);
+    EXPECT_EQ(mutex.Lock(), NPT_SUCCESS);
+    EXPECT_EQ(mutex.Unlock(), NPT_SUCCESS);
+    const Contender contender(mutex);
+    EXPECT_FALSE(contender.LocksSoon(kShort));
+    EXPECT_EQ(mutex.Unlock(), NPT_SUCCESS);
+    EXPECT_TRUE(contender.LocksSoon(kLong));
+}
+
+TEST(Mutex, UnlockByAnotherThreadDoesNothing) {
+    NPT_Mutex mutex;
+    mutex.Lock();
+    std::thread([&mutex] { EXPECT_EQ(mutex.Unlock(), NPT_SUCCESS); }).join();
+    const Contender contender(mutex);
+    EXPECT_FALSE(contender.LocksSoon(kShort));
+    mutex.Unlock();
+    EXPECT_TRUE(contender.LocksSoon(kLong));
+}
+
+TEST(Mutex, UnlockOfAFreeMutexDoesNothing) {
+    NPT_Mutex mutex;
+    EXPECT_EQ(mutex.Unlock(), NPT_SUCCESS);
+    EXPECT_EQ(mutex.Lock(), NPT_SUCCESS);
+    mutex.Unlock();
+}
+
+TEST(Mutex, AutoLockHoldsForItsScope) {
+    NPT_Mutex mutex;
+    {
+        const NPT_AutoLock lock(mutex);
+        EXPECT_EQ(mutex.Lock(), NPT_SUCCESS);
+        mutex.Unlock();
+    }
+    const Contender contender(mutex);
+    EXPECT_TRUE(contender.LocksSoon(kLong));
+}
+
+TEST(Mutex, KeepsThreadsApart) {
+    NPT_Mutex mutex;
+    int count = 0;
+    std::vector<std::thread> threads;
+    for (int number = 0; number < 4; ++number) {
+        threads.emplace_back([&] {
+            for (int round = 0; round < 5000; ++round) {
+                const NPT_AutoLock lock(mutex);
+                ++count;
+            }
+        });
+    }
+    for (std::thread& thread : threads)
+        thread.join();
+    EXPECT_EQ(count, 20000);
+}
+
+TEST(Mutex, WithoutADelegateLockFails) {
+    const auto make = [] {
+        const FailingAllocation failing;
+        return std::make_unique<NPT_Mutex>();
+    };
+    const std::unique_ptr<NPT_Mutex> mutex = make();
+    EXPECT_EQ(mutex->Lock(), NPT_FAILURE);
+    EXPECT_EQ(mutex->Unlock(), NPT_SUCCESS);
+}
+
+}  // namespace
