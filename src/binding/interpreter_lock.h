@@ -46,8 +46,8 @@ class PyAutoUnlock2 {
 int PyDict_SetItem2(PyObject* dict, PyObject* key, PyObject* value);
 
 // Lets native threads visit the interpreter from now on and has the interpreter call back when it
-// exits: the door is closed then, before anything of the interpreter is torn down. Called with the
-// lock held; a second call does nothing.
+// exits: the door is closed then, before anything of the interpreter is torn down. Does nothing
+// without an interpreter or when the door is open already. Any thread.
 void OpenInterpreterToThreads();
 
 // True from the moment when an interpreter that was opened to threads begins to exit. Never true in

@@ -2,10 +2,10 @@
 #define VIREON_ENGINE_DEVICE_DICTIONARY_H
 
 #include "device/zo_ssdp_device_info.h"
-#include "engine/script_reference.h"
+#include "engine/script_object.h"
 
 // The dictionary that a script receives for a device: 15 properties, unicode keys, byte-string
 // values. The interpreter lock is held. Null with the interpreter's error set when memory runs out.
-ScriptReference BuildDeviceDictionary(ZoSsdpDeviceInfo& device);
+ScriptObject BuildDeviceDictionary(ZoSsdpDeviceInfo& device);
 
 #endif

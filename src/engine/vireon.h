@@ -12,7 +12,7 @@
 #include "core/time.h"
 #include "device/zo_ssdp_device_info.h"
 #include "engine/callback_task_worker_thread.h"
-#include "engine/script_reference.h"
+#include "engine/script_object.h"
 #include "engine/ssdp_search_worker_thread.h"
 #include "engine/vireon_link.h"
 #include "http/http_message.h"
@@ -98,15 +98,16 @@ class Vireon {
     zorvane::Int32 StartSenders(const NPT_List<NPT_NetworkInterface*>& interfaces);
     void StartSearchThread(std::unique_ptr<NPT_UdpSocket> socket,
                            std::unique_ptr<NPT_HttpRequest> request);
+    // Snapshots, whose threads stay alive whatever happens to the engine.
     std::shared_ptr<CallbackTaskWorkerThread> GetCallbackThread();
     std::vector<std::shared_ptr<SsdpSearchWorkerThread>> GetSearchThreads();
-    void LeaveThreadsBehind();
+    void ReleaseCallback();
 
     std::atomic<float> m_interval;
     // Replaced under m_lock, so that no record is queued behind the back of a replacement.
     std::shared_ptr<CallbackTaskWorkerThread> m_callbackThread;
     // Only touched with the interpreter lock held.
-    ScriptReference m_pyCallback;
+    ScriptObject m_pyCallback;
     NPT_Mutex m_lock;
     std::vector<std::shared_ptr<SsdpSearchWorkerThread>> m_searchThreads;
     CriticalSection search_threads_lock_;

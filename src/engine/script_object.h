@@ -1,5 +1,5 @@
-#ifndef VIREON_ENGINE_SCRIPT_REFERENCE_H
-#define VIREON_ENGINE_SCRIPT_REFERENCE_H
+#ifndef VIREON_ENGINE_SCRIPT_OBJECT_H
+#define VIREON_ENGINE_SCRIPT_OBJECT_H
 
 #include <utility>
 
@@ -7,20 +7,19 @@
 
 // One counted reference to a script object, or none. Made, copied and dropped with the interpreter
 // lock held; moving needs no lock.
-class ScriptReference {
+class ScriptObject {
   public:
-    ScriptReference() = default;
+    ScriptObject() = default;
     // Takes the caller's reference over.
-    static ScriptReference Steal(PyObject* object);
+    static ScriptObject Steal(PyObject* object);
     // Adds a reference of its own.
-    static ScriptReference Borrow(PyObject* object);
-    ScriptReference(ScriptReference&& other) noexcept
-        : object_(std::exchange(other.object_, nullptr)) {}
-    ScriptReference& operator=(ScriptReference&& other) noexcept {
+    static ScriptObject Borrow(PyObject* object);
+    ScriptObject(ScriptObject&& other) noexcept : object_(std::exchange(other.object_, nullptr)) {}
+    ScriptObject& operator=(ScriptObject&& other) noexcept {
         std::swap(object_, other.object_);
         return *this;
     }
-    ~ScriptReference();
+    ~ScriptObject();
 
     PyObject* Get() const { return object_; }
     // Hands the reference to the caller.

@@ -1,0 +1,250 @@
+#include "support/embedded_interpreter.h"
+
+#include "binding/interpreter_lock.h"
+
+#include <atomic>
+#include <chrono>
+#include <thread>
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+using std::chrono::milliseconds;
+
+// Runs a function on a thread of its own while this one has let go of the interpreter lock.
+template <typename Function>
+void RunOnNativeThread(Function function) {
+    PyAutoUnlock2 unlocked;
+    std::thread(function).join();
+}
+
+TEST(InterpreterLock, IsHeldByTheScriptsThread) {
+    EXPECT_TRUE(IsCurrentThreadHoldPythonGIL2());
+}
+
+TEST(InterpreterLock, IsNotHeldByAThreadThatNeverEntered) {
+    bool held = true;
+    RunOnNativeThread([&held] { held = IsCurrentThreadHoldPythonGIL2(); });
+    EXPECT_FALSE(held);
+}
+
+TEST(InterpreterLock, IsHeldByANativeThreadForTheScopeOfALock) {
+    bool held[3] = {true, false, true};
+    RunOnNativeThread([&held] {
+        held[0] = IsCurrentThreadHoldPythonGIL2();
+        {
+            PyAutoLock2 lock;
+            held[1] = IsCurrentThreadHoldPythonGIL2();
+        }
+        held[2] = IsCurrentThreadHoldPythonGIL2();
+    });
+    EXPECT_FALSE(held[0]);
+    EXPECT_TRUE(held[1]);
+    EXPECT_FALSE(held[2]);
+}
+
+TEST(InterpreterLock, MayBeTakenByAThreadThatHoldsIt) {
+    {
+        PyAutoLock2 outer;
+        PyAutoLock2 inner;
+        EXPECT_TRUE(IsCurrentThreadHoldPythonGIL2());
+    }
+    EXPECT_TRUE(IsCurrentThreadHoldPythonGIL2());
+}
+
+TEST(InterpreterLock, IsReleasedAndTakenBackByAnUnlock) {
+    {
+        PyAutoUnlock2 unlocked;
+        EXPECT_FALSE(IsCurrentThreadHoldPythonGIL2());
+        {
+            PyAutoUnlock2 again;
+            EXPECT_FALSE(IsCurrentThreadHoldPythonGIL2());
+        }
+        EXPECT_FALSE(IsCurrentThreadHoldPythonGIL2());
+    }
+    EXPECT_TRUE(IsCurrentThreadHoldPythonGIL2());
+}
+
+TEST(InterpreterLock, UnlockOnANativeThreadDoesNothing) {
+    bool held = true;
+    RunOnNativeThread([&held] {
+        PyAutoUnlock2 unlocked;
+        held = IsCurrentThreadHoldPythonGIL2();
+    });
+    EXPECT_FALSE(held);
+}
+
+class DictionaryInsert : public testing::Test {
+  protected:
+    ~DictionaryInsert() override {
+        PyErr_Clear();
+        Py_XDECREF(dictionary_);
+    }
+    PyObject* dictionary_ = PyDict_New();
+};
+
+TEST_F(DictionaryInsert, LeavesTheOnlyReferencesToTheDictionary) {
+    PyObject* const key = PyString_FromString("a key that nobody else has");
+    PyObject* const value = PyString_FromString("a value that nobody else has");
+    EXPECT_EQ(PyDict_SetItem2(dictionary_, key, value), 0);
+    EXPECT_EQ(Py_REFCNT(key), 1);
+    EXPECT_EQ(Py_REFCNT(value), 1);
+    EXPECT_EQ(PyDict_GetItem(dictionary_, key), value);
+}
+
+TEST_F(DictionaryInsert, ConsumesItsReferencesWhenItFails) {
+    PyObject* const unhashable = PyList_New(0);
+    PyObject* const value = PyString_FromString("another value that nobody else has");
+    Py_INCREF(unhashable);
+    Py_INCREF(value);
+    EXPECT_EQ(PyDict_SetItem2(dictionary_, unhashable, value), -1);
+    EXPECT_TRUE(PyErr_ExceptionMatches(PyExc_TypeError));
+    EXPECT_EQ(Py_REFCNT(unhashable), 1);
+    EXPECT_EQ(Py_REFCNT(value), 1);
+    Py_DECREF(unhashable);
+    Py_DECREF(value);
+}
+
+TEST_F(DictionaryInsert, FailsForWhatIsNoDictionary) {
+    PyObject* const list = PyList_New(0);
+    EXPECT_EQ(PyDict_SetItem2(list, PyInt_FromLong(1), PyInt_FromLong(2)), -1);
+    EXPECT_TRUE(PyErr_ExceptionMatches(PyExc_SystemError));
+    Py_DECREF(list);
+}
+
+TEST_F(DictionaryInsert, FailsForNullsAndConsumesTheRest) {
+    PyObject* const value = PyString_FromString("yet another value that nobody else has");
+    Py_INCREF(value);
+    EXPECT_EQ(PyDict_SetItem2(dictionary_, nullptr, value), -1);
+    EXPECT_TRUE(PyErr_ExceptionMatches(PyExc_SystemError));
+    EXPECT_EQ(Py_REFCNT(value), 1);
+    EXPECT_EQ(PyDict_SetItem2(dictionary_, value, nullptr), -1);
+    EXPECT_EQ(PyDict_SetItem2(nullptr, nullptr, nullptr), -1);
+    EXPECT_EQ(PyDict_Size(dictionary_), 0);
+}
+
+// Each of these runs in a process of its own, since the door to the interpreter is the process's.
+
+// Ends with 0 when the condition holds, with another code when not.
+void ExitWith(bool condition) {
+    Py_Exit(condition ? 0 : 2);
+}
+
+bool CanVisitFromNativeThread() {
+    bool visited = false;
+    RunOnNativeThread([&visited] {
+        const InterpreterVisit visit;
+        visited = static_cast<bool>(visit) && IsCurrentThreadHoldPythonGIL2();
+    });
+    return visited;
+}
+
+TEST(InterpreterDoorDeathTest, IsClosedUntilItIsOpened) {
+    EXPECT_EXIT(ExitWith(!CanVisitFromNativeThread() && !IsInterpreterEnding()),
+                testing::ExitedWithCode(0), "");
+}
+
+TEST(InterpreterDoorDeathTest, LetsNativeThreadsInOnceItIsOpen) {
+    EXPECT_EXIT(
+        {
+            OpenInterpreterToThreads();
+            OpenInterpreterToThreads();
+            ExitWith(CanVisitFromNativeThread() && !IsInterpreterEnding());
+        },
+        testing::ExitedWithCode(0), "");
+}
+
+TEST(InterpreterDoorDeathTest, MayBeOpenedByANativeThread) {
+    EXPECT_EXIT(
+        {
+            RunOnNativeThread(OpenInterpreterToThreads);
+            ExitWith(CanVisitFromNativeThread());
+        },
+        testing::ExitedWithCode(0), "");
+}
+
+TEST(InterpreterDoorDeathTest, IsNeverClosedToTheThreadThatHoldsTheLock) {
+    EXPECT_EXIT(ExitWith(static_cast<bool>(InterpreterVisit())), testing::ExitedWithCode(0), "");
+}
+
+TEST(InterpreterDoorDeathTest, IsClosedWhenTheInterpreterHasGone) {
+    EXPECT_EXIT(
+        {
+            OpenInterpreterToThreads();
+            Py_Finalize();
+            bool visited = true;
+            std::thread([&visited] { visited = static_cast<bool>(InterpreterVisit()); }).join();
+            std::exit(!visited && IsInterpreterEnding() && !IsCurrentThreadHoldPythonGIL2() ? 0
+                                                                                            : 2);
+        },
+        testing::ExitedWithCode(0), "");
+}
+
+TEST(InterpreterDoorDeathTest, OpensAgainForTheNextInterpreter) {
+    EXPECT_EXIT(
+        {
+            OpenInterpreterToThreads();
+            Py_Finalize();
+            Py_InitializeEx(0);
+            OpenInterpreterToThreads();
+            ExitWith(CanVisitFromNativeThread() && !IsInterpreterEnding());
+        },
+        testing::ExitedWithCode(0), "");
+}
+
+// A visitor who is inside while the interpreter exits, for as long as told.
+void ExitWhileVisitorStays(milliseconds stay, bool should_have_left) {
+    static std::atomic<bool> is_inside{false};
+    static std::atomic<bool> has_left{false};
+    OpenInterpreterToThreads();
+    std::thread([stay] {
+        {
+            const InterpreterVisit visit;
+            is_inside = true;
+            PyAutoUnlock2 unlocked;
+            std::this_thread::sleep_for(stay);
+        }
+        has_left = true;
+    }).detach();
+    {
+        PyAutoUnlock2 unlocked;
+        while (!is_inside)
+            std::this_thread::yield();
+    }
+    const Clock::time_point start = Clock::now();
+    Py_Finalize();
+    const bool was_quick = Clock::now() - start < milliseconds(5000);
+    std::exit(was_quick && has_left == should_have_left ? 0 : 2);
+}
+
+TEST(InterpreterDoorDeathTest, ExitWaitsForAVisitorWhoLeaves) {
+    EXPECT_EXIT(ExitWhileVisitorStays(milliseconds(100), true), testing::ExitedWithCode(0), "");
+}
+
+TEST(InterpreterDoorDeathTest, ExitDoesNotWaitForAVisitorWhoStays) {
+    EXPECT_EXIT(ExitWhileVisitorStays(milliseconds(60000), false), testing::ExitedWithCode(0), "");
+}
+
+// Threads that come and go all the time neither crash nor hold the exit.
+void ExitAmongVisitors() {
+    OpenInterpreterToThreads();
+    for (int count = 0; count < 8; ++count) {
+        std::thread([] {
+            for (;;) {
+                const InterpreterVisit visit;
+                if (visit) PyRun_SimpleString("sum(range(100))");
+            }
+        }).detach();
+    }
+    {
+        PyAutoUnlock2 unlocked;
+        std::this_thread::sleep_for(milliseconds(50));
+    }
+    Py_Exit(0);
+}
+
+TEST(InterpreterDoorDeathTest, ExitAmongVisitorsIsClean) {
+    EXPECT_EXIT(ExitAmongVisitors(), testing::ExitedWithCode(0), "^$");
+}
+
+}  // namespace

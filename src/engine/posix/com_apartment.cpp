@@ -1,0 +1,5 @@
+#include "engine/com_apartment.h"
+
+ComApartment::ComApartment() = default;
+
+ComApartment::~ComApartment() = default;

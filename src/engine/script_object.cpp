@@ -1,0 +1,18 @@
+#include <Python.h>
+
+#include "engine/script_object.h"
+
+ScriptObject ScriptObject::Steal(PyObject* object) {
+    ScriptObject reference;
+    reference.object_ = object;
+    return reference;
+}
+
+ScriptObject ScriptObject::Borrow(PyObject* object) {
+    Py_XINCREF(object);
+    return Steal(object);
+}
+
+ScriptObject::~ScriptObject() {
+    Py_XDECREF(object_);
+}

@@ -1,0 +1,93 @@
+#include "engine/search_answer.h"
+
+#include <limits>
+
+#include "core/parse_integer.h"
+#include "engine/protocol.h"
+
+namespace {
+
+struct Property {
+    const char* header;
+    NPT_String ZoSsdpDeviceInfo::*field;
+};
+
+// Every server sends these.
+constexpr Property kFixedProperties[] = {
+    {"Manufacturer", &ZoSsdpDeviceInfo::m_Manufacturer},
+    {"ManufacturerURL", &ZoSsdpDeviceInfo::m_ManufacturerURL},
+    {"ModelDescription", &ZoSsdpDeviceInfo::m_ModelDescription},
+    {"ModelName", &ZoSsdpDeviceInfo::m_ModelName},
+    {"ModelURL", &ZoSsdpDeviceInfo::m_ModelURL},
+    {"ModelNumber", &ZoSsdpDeviceInfo::m_ModelNumber},
+    {"SerialNumber", &ZoSsdpDeviceInfo::m_SerialNumber},
+    {"PresentationURL", &ZoSsdpDeviceInfo::m_PresentationURL},
+};
+
+constexpr Property kOptionalProperties[] = {
+    {"HttpPort", &ZoSsdpDeviceInfo::m_HttpPort},
+    {"HttpsPort", &ZoSsdpDeviceInfo::m_HttpsPort},
+    {"WebsocketPort", &ZoSsdpDeviceInfo::m_WebsocketPort},
+    {"DBStatus", &ZoSsdpDeviceInfo::m_DBStatus},
+    {"Version", &ZoSsdpDeviceInfo::m_Version},
+};
+
+}  // namespace
+
+NPT_Result ReadUuid(const NPT_HttpMessage& answer, NPT_String& uuid) {
+    uuid = nullptr;
+    const NPT_HttpHeaders& headers = answer.GetHeaders();
+    const NPT_String* const search_target = headers.GetHeaderValue("st");
+    const NPT_String* const usn = headers.GetHeaderValue("usn");
+    const NPT_String* const ext = headers.GetHeaderValue("ext");
+    if (!search_target || !usn || !ext) return NPT_ERROR_INVALID_ARGUMENT;
+    const NPT_List<NPT_String> parts = usn->Split(protocol::kUsnSeparator);
+    if (parts.GetItemCount() != 2 || search_target->Compare(*parts.GetLastItem(), true) != 0)
+        return NPT_FAILURE;
+    uuid = (*parts.begin()).SubString(protocol::kUuidPrefixLength);
+    return NPT_SUCCESS;
+}
+
+bool IsMediaServer(const NPT_String& usn) {
+    return usn.Find(protocol::kDeviceType) >= 0;
+}
+
+NPT_HttpUrl ReadLocation(const NPT_String& location, const NPT_IpAddress& sender) {
+    NPT_HttpUrl url(location.GetChars());
+    if (url.GetHost() == "localhost" || url.GetHost() == "127.0.0.1")
+        url.SetHost(sender.ToString().GetChars());
+    return url;
+}
+
+NPT_TimeInterval ReadLeaseTime(const NPT_HttpMessage& answer) {
+    using Limits = std::numeric_limits<NPT_Int32>;
+    const NPT_TimeInterval unstated = NPT_TimeInterval::FromSeconds(protocol::kDefaultLeaseSeconds);
+    const NPT_String* const directive = answer.GetHeaders().GetHeaderValue("Cache-Control");
+    if (!directive || !directive->StartsWith(protocol::kMaxAgeDirective, true)) return unstated;
+    NPT_Int64 seconds = 0;
+    const char* const text = directive->GetChars() + protocol::kMaxAgeDirectiveLength;
+    if (NPT_Failed(NPT_ParseInteger(text, seconds, true))) return unstated;
+    if (seconds < Limits::min() || seconds > Limits::max()) return unstated;
+    return NPT_TimeInterval::FromSeconds(seconds);
+}
+
+std::unique_ptr<ZoSsdpDeviceInfo> MakeDeviceRecord(const NPT_HttpMessage& answer,
+                                                   const NPT_HttpUrl& location, const char* uuid,
+                                                   const NPT_String& usn,
+                                                   NPT_TimeInterval lease_time) {
+    const NPT_HttpHeaders& headers = answer.GetHeaders();
+    const NPT_String* const friendly_name = headers.GetHeaderValue("FriendlyName");
+    if (!friendly_name) return nullptr;
+    // The whole USN stands in for the device type: it is what scripts receive.
+    auto device = std::make_unique<ZoSsdpDeviceInfo>(location, uuid, lease_time, usn.GetChars(),
+                                                     friendly_name->GetChars());
+    for (const Property& property : kFixedProperties) {
+        const NPT_String* const value = headers.GetHeaderValue(property.header);
+        (*device).*property.field = value ? *value : NPT_String();
+    }
+    for (const Property& property : kOptionalProperties) {
+        if (const NPT_String* const value = headers.GetHeaderValue(property.header))
+            (*device).*property.field = *value;
+    }
+    return device;
+}

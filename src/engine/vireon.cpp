@@ -1,0 +1,271 @@
+#include <Python.h>
+
+#include "engine/vireon.h"
+
+#include <mutex>
+#include <utility>
+
+#include "core/system.h"
+#include "core/thread.h"
+#include "device/zo_vireonity.h"
+#include "engine/device_dictionary.h"
+#include "engine/diagnostics_log.h"
+#include "engine/empty_arguments.h"
+#include "engine/protocol.h"
+#include "engine/script_call.h"
+#include "engine/search_answer.h"
+#include "engine/search_plan.h"
+#include "net/udp_multicast_socket.h"
+
+namespace {
+
+constexpr NPT_Int32 kLifecycleLogLevel = 5;
+
+// The machine's interfaces for a search; deletes them at the end.
+class LocalInterfaces {
+  public:
+    LocalInterfaces() {
+        if (NPT_Failed(zorvane::ZoVireonity::GetNetworkInterfaces(interfaces_))) Clear();
+    }
+    LocalInterfaces(const LocalInterfaces&) = delete;
+    LocalInterfaces& operator=(const LocalInterfaces&) = delete;
+    ~LocalInterfaces() { Clear(); }
+
+    const NPT_List<NPT_NetworkInterface*>& Get() const { return interfaces_; }
+
+  private:
+    void Clear() {
+        for (NPT_NetworkInterface* interface : interfaces_)
+            delete interface;
+        interfaces_.Clear();
+    }
+
+    NPT_List<NPT_NetworkInterface*> interfaces_;
+};
+
+// Null when it finds no port.
+std::unique_ptr<NPT_UdpSocket> OpenMulticastSocket(const NPT_IpAddress& outgoing_interface) {
+    auto socket = std::make_unique<NPT_UdpMulticastSocket>();
+    socket->SetInterface(outgoing_interface);
+    socket->SetTimeToLive(protocol::kMulticastTimeToLive);
+    const NPT_Result bound =
+        BindToRandomPort(NPT_System::GetRandomInteger, [&socket](NPT_UInt16 port) {
+            return socket->Bind(NPT_SocketAddress(NPT_IpAddress(), port), false);
+        });
+    if (NPT_Failed(bound)) return nullptr;
+    return socket;
+}
+
+// The interpreter's own way from a format and its arguments to an object.
+ScriptObject BuildFromList(const char* format, va_list arguments) {
+    return ScriptObject::Steal(Py_VaBuildValue(format, arguments));
+}
+
+void CallWithArguments(PyObject* callable, const char* format, ...) {
+    va_list arguments;
+    va_start(arguments, format);
+    CallScript(callable, format,
+               [&arguments](const char* composed) { return BuildFromList(composed, arguments); });
+    va_end(arguments);
+}
+
+}  // namespace
+
+Vireon::Vireon()
+    : m_interval(protocol::kDefaultIntervalSeconds), life_(std::make_shared<VireonLife>(this)) {
+    DiagnosticsLog::Get().Wide(kLifecycleLogLevel,
+                               L"[vireon] Vireon::Vireon Construct object in thread: %d",
+                               static_cast<int>(NPT_Thread::GetCurrentThreadId()));
+}
+
+Vireon::~Vireon() {
+    ReleaseCallback();
+    DiagnosticsLog::Get().Wide(kLifecycleLogLevel, L"[vireon] Vireon::~Vireon");
+    const std::shared_ptr<CallbackTaskWorkerThread> callback_thread = GetCallbackThread();
+    // Nobody can stop a search any more when the interpreter exits, and waiting for one that runs
+    // would keep the process from ending.
+    const bool waits = !IsInterpreterEnding();
+    if (waits) {
+        for (const auto& thread : GetSearchThreads())
+            thread->Close();
+        if (callback_thread) callback_thread->Close();
+    }
+    // Threads that are still there, left behind or waited for by a Stop on another thread, are kept
+    // by themselves; this takes the engine out of their sight.
+    life_->End();
+    if (!callback_thread) return;
+    callback_thread->SignalEnd();
+    callback_thread->DestroyTasks();
+}
+
+void Vireon::ReleaseCallback() {
+    ScriptObject callback = std::move(m_pyCallback);
+    if (!callback) return;
+    const InterpreterVisit visit;
+    if (!visit) {
+        callback.Release();  // went with its interpreter
+        return;
+    }
+    callback = ScriptObject();
+}
+
+void Vireon::SetInterVal(float seconds) {
+    m_interval = seconds;
+}
+
+void Vireon::SetCallback(PyObject* callback) {
+    // The old one goes last: its end may run scripts that come back here.
+    const ScriptObject old =
+        std::exchange(m_pyCallback, ScriptObject::Borrow(callback == Py_None ? nullptr : callback));
+}
+
+zorvane::Int32 Vireon::SearchDevices() {
+    return SearchInterfaces(LocalInterfaces().Get());
+}
+
+zorvane::Int32 Vireon::SearchInterfaces(const NPT_List<NPT_NetworkInterface*>& interfaces) {
+    StartDispatch();
+    return StartSenders(interfaces);
+}
+
+void Vireon::StartDispatch() {
+    OpenInterpreterToThreads();
+    const auto dispatch = std::make_shared<CallbackTaskWorkerThread>(this);
+    for (;;) {
+        const std::shared_ptr<CallbackTaskWorkerThread> old = GetCallbackThread();
+        if (old) old->Close();
+        NPT_AutoLock lock(m_lock);
+        if (m_callbackThread != old) continue;  // another search came first
+        if (old) dispatch->TakeTasksFrom(*old);
+        m_callbackThread = dispatch;
+        break;
+    }
+    dispatch->Start();
+}
+
+zorvane::Int32 Vireon::StartSenders(const NPT_List<NPT_NetworkInterface*>& interfaces) {
+    for (const SenderPlan& sender : PlanSenders(interfaces)) {
+        std::unique_ptr<NPT_UdpSocket> socket = sender.kind == SenderPlan::Kind::kBroadcast
+                                                    ? std::make_unique<NPT_UdpSocket>()
+                                                    : OpenMulticastSocket(sender.address);
+        if (!socket) return 0;
+        StartSearchThread(std::move(socket), MakeSearchRequest(sender));
+    }
+    return kSearchStarted;
+}
+
+void Vireon::StartSearchThread(std::unique_ptr<NPT_UdpSocket> socket,
+                               std::unique_ptr<NPT_HttpRequest> request) {
+    const NPT_TimeInterval interval(static_cast<double>(m_interval));
+    const auto thread = std::make_shared<SsdpSearchWorkerThread>(this, socket.release(),
+                                                                 request.release(), interval);
+    {
+        std::lock_guard<CriticalSection> guard(search_threads_lock_);
+        m_searchThreads.push_back(thread);
+    }
+    thread->Start();
+}
+
+void Vireon::Stop() {
+    isClosed = true;
+    // Taken while the interpreter lock is still held: once it is released another thread, whose own
+    // Stop finds nobody to wait for, may destroy the engine.
+    const std::shared_ptr<CallbackTaskWorkerThread> callback_thread = GetCallbackThread();
+    const std::vector<std::shared_ptr<SsdpSearchWorkerThread>> search_threads = GetSearchThreads();
+    PyAutoUnlock2 unlocked;
+    if (callback_thread) callback_thread->Close();
+    for (const auto& thread : search_threads)
+        thread->Close();
+}
+
+std::shared_ptr<CallbackTaskWorkerThread> Vireon::GetCallbackThread() {
+    NPT_AutoLock lock(m_lock);
+    return m_callbackThread;
+}
+
+std::vector<std::shared_ptr<SsdpSearchWorkerThread>> Vireon::GetSearchThreads() {
+    std::lock_guard<CriticalSection> guard(search_threads_lock_);
+    return m_searchThreads;
+}
+
+NPT_Result Vireon::ProcessSsdpSearchResponse(NPT_Result response_result, const NPT_HttpRequest&,
+                                             const NPT_HttpRequestContext& context,
+                                             NPT_HttpResponse* response) {
+    if (NPT_Failed(response_result)) return response_result;
+    if (!response) return NPT_ERROR_INVALID_ARGUMENT;
+    if (response->GetStatusCode() / 100 != 2) return NPT_FAILURE;
+    NPT_String uuid;
+    const NPT_Result result = ReadUuid(*response, uuid);
+    if (NPT_Failed(result)) return result;
+    return ProcessSsdpMessage(*response, context, uuid);
+}
+
+NPT_Result Vireon::ProcessSsdpMessage(const NPT_HttpMessage& message,
+                                      const NPT_HttpRequestContext& context, NPT_String& uuid) {
+    NPT_AutoLock lock(m_lock);
+    const NPT_String* const location = message.GetHeaders().GetHeaderValue("Location");
+    const NPT_String* const usn = message.GetHeaders().GetHeaderValue("USN");
+    if (!location || !usn) return NPT_ERROR_INVALID_ARGUMENT;
+    if (!IsMediaServer(*usn)) return NPT_SUCCESS;
+    const NPT_HttpUrl url = ReadLocation(*location, context.GetRemoteAddress().GetIpAddress());
+    return InspectDevice(message, url, uuid.GetChars(), usn, ReadLeaseTime(message));
+}
+
+NPT_Result Vireon::InspectDevice(const NPT_HttpMessage& message, const NPT_HttpUrl& location,
+                                 const char* uuid, const NPT_String* usn,
+                                 NPT_TimeInterval lease_time) {
+    NPT_AutoLock lock(m_lock);
+    if (!usn) return NPT_ERROR_INVALID_ARGUMENT;
+    if (!location.IsValid()) return NPT_FAILURE;
+    std::unique_ptr<ZoSsdpDeviceInfo> device =
+        MakeDeviceRecord(message, location, uuid, *usn, lease_time);
+    if (!device) return NPT_FAILURE;
+    if (!m_callbackThread) return NPT_ERROR_INVALID_STATE;
+    m_callbackThread->addTask(device.release());
+    return NPT_SUCCESS;
+}
+
+void Vireon::CallbacktoClient(ZoSsdpDeviceInfo* device) {
+    const InterpreterVisit visit;
+    if (!device || !visit) return;
+    // With a reference of its own the call needs nothing more of the engine, which the script may
+    // close or destroy meanwhile.
+    const ScriptObject callable = ScriptObject::Borrow(m_pyCallback.Get());
+    if (!callable) return;
+    const ScriptObject dictionary = BuildDeviceDictionary(*device);
+    if (dictionary) {
+        CallWithArguments(callable.Get(), "sO", protocol::kUpdateEvent, dictionary.Get());
+    } else {
+        PrintScriptError();
+    }
+}
+
+PyObject* Vireon::_Callback(const char* format, va_list arguments) {
+    const ScriptObject callable = ScriptObject::Borrow(m_pyCallback.Get());
+    if (!callable) return nullptr;
+    // A copy, since what a va_list is as a parameter differs between platforms.
+    va_list copy;
+    va_copy(copy, arguments);
+    ScriptObject result = CallScript(callable.Get(), format, [&copy](const char* composed) {
+        return BuildFromList(composed, copy);
+    });
+    va_end(copy);
+    return result.Release();
+}
+
+void Vireon::CallBack(const char* format, ...) {
+    va_list arguments;
+    va_start(arguments, format);
+    ScriptObject::Steal(_Callback(format, arguments));
+    va_end(arguments);
+}
+
+PyObject* Vireon::CallbackWithoutArguments(const char* format) {
+    const ScriptObject callable = ScriptObject::Borrow(m_pyCallback.Get());
+    if (!callable) return nullptr;
+    return CallScript(callable.Get(), format, BuildFromEmptyArguments).Release();
+}
+
+void Vireon::CallBackWithoutArguments(const char* format) {
+    ScriptObject::Steal(CallbackWithoutArguments(format));
+}

@@ -1,0 +1,35 @@
+#include "engine/vireon_link.h"
+
+#include "engine/vireon.h"
+
+Vireon* VireonLife::Get() {
+    std::lock_guard<CriticalSection> guard(lock_);
+    return vireon_;
+}
+
+void VireonLife::End() {
+    std::lock_guard<CriticalSection> guard(lock_);
+    vireon_ = nullptr;
+}
+
+void VireonLink::store(Vireon* vireon) {
+    std::shared_ptr<VireonLife> life = vireon ? vireon->GetLife() : nullptr;
+    std::lock_guard<CriticalSection> guard(lock_);
+    life_.swap(life);
+}
+
+Vireon* VireonLink::load() const {
+    const std::shared_ptr<VireonLife> life = GetLife();
+    return life ? life->Get() : nullptr;
+}
+
+bool VireonLink::IsStopped() const {
+    bool is_closed = true;
+    Use([&is_closed](const Vireon& vireon) { is_closed = vireon.isClosed; });
+    return is_closed;
+}
+
+std::shared_ptr<VireonLife> VireonLink::GetLife() const {
+    std::lock_guard<CriticalSection> guard(lock_);
+    return life_;
+}

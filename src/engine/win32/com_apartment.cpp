@@ -1,0 +1,39 @@
+#include "engine/com_apartment.h"
+
+#include <windows.h>
+
+#include "engine/diagnostics_log.h"
+
+namespace {
+
+// COINIT_MULTITHREADED is 0. A media host has no use for the hidden windows of OLE 1.
+constexpr DWORD kDisableOle1Dde = 4;
+
+// The host decides whether COM is in the process at all: the library is looked up, never loaded.
+HMODULE FindComLibrary() {
+    return GetModuleHandleW(L"ole32.dll");
+}
+
+template <typename Function>
+Function FindEntry(HMODULE library, const char* name) {
+    if (!library) return nullptr;
+    return reinterpret_cast<Function>(reinterpret_cast<void*>(GetProcAddress(library, name)));
+}
+
+}  // namespace
+
+ComApartment::ComApartment() {
+    const HMODULE library = FindComLibrary();
+    if (!library) DiagnosticsLog::Get().Narrow("couldn't locate ole32.dll");
+    const auto initialize =
+        FindEntry<HRESULT(WINAPI*)(void* reserved, DWORD)>(library, "CoInitializeEx");
+    const HRESULT status = initialize ? initialize(nullptr, kDisableOle1Dde) : E_FAIL;
+    is_initialized_ = SUCCEEDED(status);
+    if (!is_initialized_) DiagnosticsLog::Get().Narrow("CoInitializeEx failed.");
+}
+
+ComApartment::~ComApartment() {
+    if (!is_initialized_) return;
+    const auto uninitialize = FindEntry<void(WINAPI*)()>(FindComLibrary(), "CoUninitialize");
+    if (uninitialize) uninitialize();
+}

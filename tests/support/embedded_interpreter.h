@@ -1,0 +1,57 @@
+#ifndef VIREON_SUPPORT_EMBEDDED_INTERPRETER_H
+#define VIREON_SUPPORT_EMBEDDED_INTERPRETER_H
+
+#include <Python.h>
+#include <gtest/gtest.h>
+
+#include <string>
+
+// A test program that is its own Python: the interpreter lives from before the first test to after
+// the last one, and the main thread holds its lock, as a script's thread does when it calls us.
+class EmbeddedInterpreter : public testing::Environment {
+  public:
+    void SetUp() override {
+        testing::FLAGS_gtest_death_test_style = "threadsafe";
+        Py_InitializeEx(0);
+        PyEval_InitThreads();
+    }
+    void TearDown() override { Py_Finalize(); }
+};
+
+inline testing::Environment* const embedded_interpreter =
+    testing::AddGlobalTestEnvironment(new EmbeddedInterpreter);
+
+namespace script {
+
+inline PyObject* GetGlobals() {
+    return PyModule_GetDict(PyImport_AddModule("__main__"));
+}
+
+// Runs statements in the main module.
+inline void Run(const std::string& code) {
+    PyObject* const result = PyRun_String(code.c_str(), Py_file_input, GetGlobals(), GetGlobals());
+    if (!result) PyErr_Print();
+    EXPECT_NE(result, nullptr) << code;
+    Py_XDECREF(result);
+}
+
+// What repr() says of an expression.
+inline std::string Evaluate(const std::string& expression) {
+    PyObject* const value =
+        PyRun_String(expression.c_str(), Py_eval_input, GetGlobals(), GetGlobals());
+    if (!value) PyErr_Print();
+    PyObject* const text = value ? PyObject_Repr(value) : nullptr;
+    const std::string result = text ? PyString_AsString(text) : "failed: " + expression;
+    Py_XDECREF(text);
+    Py_XDECREF(value);
+    return result;
+}
+
+// A borrowed reference to a variable of the main module.
+inline PyObject* Get(const char* name) {
+    return PyDict_GetItemString(GetGlobals(), name);
+}
+
+}  // namespace script
+
+#endif
