@@ -17,7 +17,6 @@ target_link_libraries(vireon_python_embed INTERFACE vireon_python)
 
 if(WIN32)
     set(VIREON_WINDOWS_PYTHON "" CACHE PATH "Python 2.7 for 64-bit Windows: include/ and libs/")
-    set(VIREON_PYTHON_EXECUTABLE "" CACHE FILEPATH "What runs a script with Windows' Python 2.7")
     if(NOT EXISTS "${VIREON_WINDOWS_PYTHON}/include/Python.h")
         message(FATAL_ERROR "VIREON_WINDOWS_PYTHON names no folder with include/Python.h: "
             "'${VIREON_WINDOWS_PYTHON}'")
@@ -27,6 +26,10 @@ if(WIN32)
     target_link_libraries(vireon_python INTERFACE ${VIREON_WINDOWS_PYTHON}/libs/libpython27.a)
     # The headers know 64-bit Windows by this name alone; only Microsoft's compiler sets it itself.
     target_compile_definitions(vireon_python INTERFACE MS_WIN64)
+    set(VIREON_PYTHON_EXECUTABLE ${PROJECT_BINARY_DIR}/python)
+    configure_file(${PROJECT_SOURCE_DIR}/cmake/windows-python.sh.in ${VIREON_PYTHON_EXECUTABLE}
+        @ONLY FILE_PERMISSIONS OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE
+            WORLD_READ WORLD_EXECUTE)
     return()
 endif()
 
