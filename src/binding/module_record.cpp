@@ -1,0 +1,191 @@
+#include "binding/module_record.h"
+
+#include <algorithm>
+#include <cstring>
+#include <string_view>
+#include <utility>
+
+#include "binding/script_reference.h"
+#include "binding/this_name.h"
+
+namespace binding {
+
+namespace {
+
+// Not constant, since the interpreter's functions take them that way.
+char runtime_module_name[] = "swig_runtime_data3";
+char record_name[] = "type_pointer";
+
+// Calls visit for each record of the ring, start first, until it returns true.
+template <typename Visit>
+bool AnyRecord(ModuleRecord& start, Visit visit) {
+    ModuleRecord* record = &start;
+    do {
+        if (visit(*record)) return true;
+        record = record->next;
+    } while (record != &start);
+    return false;
+}
+
+template <typename Visit>
+void ForEachType(ModuleRecord& start, Visit visit) {
+    AnyRecord(start, [&visit](const ModuleRecord& record) {
+        for (std::size_t i = 0; i < record.count; ++i) {
+            if (record.types[i]) visit(*record.types[i]);
+        }
+        return false;
+    });
+}
+
+TypeDescriptor* FindByName(const ModuleRecord& record, const char* name) {
+    TypeDescriptor** end = record.types + record.count;
+    TypeDescriptor** found = std::lower_bound(record.types, end, name,
+                                              [](const TypeDescriptor* type, const char* wanted) {
+                                                  return std::strcmp(MangledName(type), wanted) < 0;
+                                              });
+    return found != end && std::strcmp(MangledName(*found), name) == 0 ? *found : nullptr;
+}
+
+bool SameButBlanks(std::string_view left, std::string_view right) {
+    auto a = left.begin(), b = right.begin();
+    for (;;) {
+        a = std::find_if(a, left.end(), [](char c) { return c != ' '; });
+        b = std::find_if(b, right.end(), [](char c) { return c != ' '; });
+        if (a == left.end() || b == right.end()) return a == left.end() && b == right.end();
+        if (*a++ != *b++) return false;
+    }
+}
+
+bool HasHumanName(const TypeDescriptor& type, std::string_view wanted) {
+    if (!type.human_name) return false;
+    std::string_view rest = type.human_name;
+    for (;;) {
+        const std::size_t separator = rest.find('|');
+        if (SameButBlanks(rest.substr(0, separator), wanted)) return true;
+        if (separator == std::string_view::npos) return false;
+        rest.remove_prefix(separator + 1);
+    }
+}
+
+// The descriptor that another member of the ring brought for the type, or type itself.
+TypeDescriptor& SharedDescriptor(ModuleRecord& module, TypeDescriptor& type) {
+    TypeDescriptor* shared = nullptr;
+    AnyRecord(module, [&](const ModuleRecord& record) {
+        if (&record != &module) shared = FindByName(record, type.name);
+        return shared != nullptr;
+    });
+    return shared ? *shared : type;
+}
+
+// Behind the first link, which stays the type's link to itself.
+void AddCast(TypeDescriptor& type, CastLink& link) {
+    if (!type.casts) {
+        type.casts = &link;
+        return;
+    }
+    link.previous = type.casts;
+    link.next = type.casts->next;
+    if (link.next) link.next->previous = &link;
+    type.casts->next = &link;
+}
+
+void SettleTypes(ModuleRecord& module) {
+    for (std::size_t i = 0; i < module.count; ++i) {
+        TypeDescriptor& own = *module.type_initial[i];
+        TypeDescriptor& shared = SharedDescriptor(module, own);
+        if (&shared != &own && own.client_data) shared.client_data = own.client_data;
+        for (CastLink* link = module.cast_initial[i]; link->from; ++link) {
+            link->from = &SharedDescriptor(module, *link->from);
+            if (!FindCast(link->from->name, shared)) AddCast(shared, *link);
+        }
+        module.types[i] = &shared;
+    }
+    module.types[module.count] = nullptr;
+    module.cast_initial[module.count] = nullptr;
+}
+
+// The runtime module goes: no class dresses or destroys anything any more.
+void CleanUp(void* record) {
+    const PendingException pending;
+    auto& module = *static_cast<ModuleRecord*>(record);
+    for (std::size_t i = 0; i < module.count; ++i) {
+        TypeDescriptor& type = *module.types[i];
+        if (!std::exchange(type.owns_client_data, 0) || !type.client_data) continue;
+        ClassRecord* gone = type.client_data;
+        ForEachType(module, [gone](TypeDescriptor& other) {
+            if (other.client_data == gone) other.client_data = nullptr;
+        });
+        ClearClassRecord(*gone);
+    }
+    ForgetThisName();
+    PyErr_Clear();
+}
+
+ModuleRecord* PublishedRecord() {
+    auto* record = static_cast<ModuleRecord*>(PyCObject_Import(runtime_module_name, record_name));
+    PyErr_Clear();
+    return record;
+}
+
+void Publish(ModuleRecord& module) {
+    static PyMethodDef no_methods[] = {{nullptr, nullptr, 0, nullptr}};
+    PyObject* runtime =
+        Py_InitModule4(runtime_module_name, no_methods, nullptr, nullptr, PYTHON_API_VERSION);
+    PyObject* pointer = runtime ? PyCObject_FromVoidPtr(&module, CleanUp) : nullptr;
+    if (pointer) PyModule_AddObject(runtime, record_name, pointer);
+    PyErr_Clear();
+}
+
+void ShareClass(TypeDescriptor& type, ClassRecord& record) {
+    type.client_data = &record;
+    for (const CastLink* link = type.casts; link; link = link->next) {
+        if (!link->convert && !link->from->client_data) ShareClass(*link->from, record);
+    }
+}
+
+}  // namespace
+
+void JoinFamily(ModuleRecord& module) {
+    const bool settled = module.next != nullptr;
+    if (!settled) module.next = &module;
+    ModuleRecord* head = PublishedRecord();
+    if (!head) {
+        Publish(module);
+    } else if (!AnyRecord(*head, [&module](ModuleRecord& other) { return &other == &module; })) {
+        // Two rings that exchange a link are one: this puts a lone record behind the head, and
+        // joins the rings of a family that has lost its runtime module in between.
+        std::swap(module.next, head->next);
+    }
+    if (!settled) SettleTypes(module);
+}
+
+TypeDescriptor* QueryType(ModuleRecord& module, const char* name, const char* human_name) {
+    TypeDescriptor* found = nullptr;
+    AnyRecord(module, [&](const ModuleRecord& record) {
+        found = FindByName(record, name);
+        return found != nullptr;
+    });
+    if (found) return found;
+    ForEachType(module, [&](TypeDescriptor& type) {
+        if (!found && HasHumanName(type, human_name)) found = &type;
+    });
+    return found;
+}
+
+bool RegisterClass(ModuleRecord& module, TypeDescriptor& type, ClassRecord& record,
+                   PyObject* script_class) {
+    if (!FillClassRecord(record, script_class)) return false;
+    ClassRecord* old = type.client_data;
+    const bool owned = std::exchange(type.owns_client_data, 1) != 0;
+    ShareClass(type, record);
+    // A sibling registered a class for this type before: whoever followed it follows the new one.
+    if (old && owned && old != &record) {
+        ForEachType(module, [&](TypeDescriptor& other) {
+            if (other.client_data == old) other.client_data = &record;
+        });
+        ClearClassRecord(*old);
+    }
+    return true;
+}
+
+}  // namespace binding

@@ -1,0 +1,163 @@
+#include "binding/pointer_conversion.h"
+
+#include "binding/class_record.h"
+#include "binding/conversion_result.h"
+#include "binding/this_name.h"
+
+namespace binding {
+
+namespace {
+
+// How often "this" is followed before the search is given up: a property can deliver ever new
+// objects, each with a "this" of its own.
+constexpr int kMaxSteps = 100;
+
+// Dressing
+
+// Puts "this" into the fresh instance, whose dictionary usually does not exist yet. False with or
+// without an exception when it has no place for it.
+bool AdoptThis(PyObject* instance, PyObject* wrapped) {
+    PyObject** dictionary = _PyObject_GetDictPtr(instance);
+    if (!dictionary || !ThisName()) return false;
+    if (!*dictionary) *dictionary = PyDict_New();
+    if (!*dictionary) return false;
+    // A "this" that the class's own constructor has put there stays.
+    return PyDict_GetItem(*dictionary, ThisName()) ||
+           PyDict_SetItem(*dictionary, ThisName(), wrapped) == 0;
+}
+
+ScriptReference DressAsInstance(PyObject* constructor, PyObject* arguments, PyObject* wrapped) {
+    auto instance = ScriptReference::Take(PyObject_Call(constructor, arguments, nullptr));
+    if (instance && !AdoptThis(instance.Get(), wrapped)) return ScriptReference();
+    return instance;
+}
+
+ScriptReference DressAsOldStyleInstance(PyObject* script_class, PyObject* wrapped) {
+    const auto dictionary = ScriptReference::Take(PyDict_New());
+    if (!dictionary || !ThisName() || PyDict_SetItem(dictionary.Get(), ThisName(), wrapped) != 0) {
+        return ScriptReference();
+    }
+    return ScriptReference::Take(PyInstance_NewRaw(script_class, dictionary.Get()));
+}
+
+// None, and no exception, when the class does not give an instance.
+ScriptReference Dress(const ClassRecord& record, PyObject* wrapped) {
+    const auto constructor = ScriptReference::Share(record.constructor);
+    const auto arguments = ScriptReference::Share(record.raw_arguments);
+    ScriptReference instance;
+    if (constructor && arguments) {
+        instance = DressAsInstance(constructor.Get(), arguments.Get(), wrapped);
+    } else if (arguments) {
+        instance = DressAsOldStyleInstance(arguments.Get(), wrapped);
+    }
+    if (!instance) PyErr_Clear();
+    return instance;
+}
+
+// The way to "this"
+
+ScriptReference FollowThis(PyObject* object) {
+    PyObject* name = ThisName();
+    if (!name) return ScriptReference();
+    if (PyInstance_Check(object)) return ScriptReference::Share(_PyInstance_Lookup(object, name));
+    if (PyObject** dictionary = _PyObject_GetDictPtr(object)) {
+        const auto held = ScriptReference::Share(*dictionary);
+        return ScriptReference::Share(held ? PyDict_GetItem(held.Get(), name) : nullptr);
+    }
+    if (PyWeakref_CheckProxy(object)) {
+        PyObject* referent = PyWeakref_GET_OBJECT(object);
+        return ScriptReference::Share(referent == Py_None ? nullptr : referent);
+    }
+    return ScriptReference::Take(PyObject_GetAttr(object, name));
+}
+
+// The wrapped pointer that the object is or leads to, or none.
+ScriptReference FindWrappedPointer(PyObject* object) {
+    auto current = ScriptReference::Share(object);
+    for (int step = 0; current && step < kMaxSteps; ++step) {
+        if (IsWrappedPointer(current.Get())) return current;
+        current = FollowThis(current.Get());
+        if (!current) PyErr_Clear();
+    }
+    return ScriptReference();
+}
+
+// Matching
+
+bool Matches(const WrappedPointer& entry, TypeDescriptor* wanted, void*& address) {
+    address = entry.address;
+    if (!wanted || entry.type == wanted) return true;
+    const CastLink* link = entry.type ? FindCast(entry.type->name, *wanted) : nullptr;
+    if (link && link->convert) address = link->convert(address);
+    return link != nullptr;
+}
+
+// The first entry of the chain that is of the wanted type, or null.
+WrappedPointer* FindEntry(WrappedPointer& first, TypeDescriptor* wanted, void*& address) {
+    if (Matches(first, wanted, address)) return &first;
+    if (!first.next) return nullptr;
+    for (WrappedPointer* entry : ChainFrom(first)) {
+        if (Matches(*entry, wanted, address)) return entry;
+    }
+    return nullptr;
+}
+
+int ConvertByClass(PyObject* object, TypeDescriptor& wanted, ConvertedPointer& result) {
+    ClassRecord* record = wanted.client_data;
+    if (!record || record->implicit_conversion_running || !record->script_class) {
+        return kConversionFailed;
+    }
+    const auto script_class = ScriptReference::Share(record->script_class);
+    record->implicit_conversion_running = 1;
+    const auto converted =
+        ScriptReference::Take(PyObject_CallFunctionObjArgs(script_class.Get(), object, nullptr));
+    record->implicit_conversion_running = 0;
+    if (!converted) {
+        PyErr_Clear();
+        return kConversionFailed;
+    }
+    const int code = ConvertPointer(converted.Get(), &wanted, kDisown, result);
+    return code < 0 ? code : code | kNewObject;
+}
+
+}  // namespace
+
+PyObject* NewPointerObject(void* address, TypeDescriptor* type, int flags, NativeRelease release) {
+    constexpr int kBare = kNewlyConstructed & ~kOwned;
+    if (!address) return NewNone();
+    auto wrapped =
+        ScriptReference::Take(NewWrappedPointer(address, type, (flags & kOwned) != 0, release));
+    if (wrapped && type && type->client_data && !(flags & kBare)) {
+        ScriptReference instance = Dress(*type->client_data, wrapped.Get());
+        if (instance) return instance.Release();
+    }
+    return wrapped.Release();
+}
+
+PyObject* NewNone() {
+    static PyObject* none = nullptr;
+    if (!none) none = Py_BuildValue("");
+    Py_XINCREF(none);
+    return none;
+}
+
+int ConvertPointer(PyObject* object, TypeDescriptor* wanted, int flags, ConvertedPointer& result) {
+    result = ConvertedPointer();
+    if (!object) return kConversionFailed;
+    if (object == Py_None) return kConverted;
+    ScriptReference wrapped = FindWrappedPointer(object);
+    if (wrapped) {
+        void* address = nullptr;
+        WrappedPointer* entry = FindEntry(AsWrappedPointer(wrapped.Get()), wanted, address);
+        if (entry) {
+            if (flags & kDisown) entry->own = 0;
+            result.address = address;
+            result.holder = std::move(wrapped);
+            return kConverted;
+        }
+    }
+    if ((flags & kImplicitConversion) && wanted) return ConvertByClass(object, *wanted, result);
+    return kConversionFailed;
+}
+
+}  // namespace binding
