@@ -58,6 +58,7 @@ work=
 server_pid=
 count_pid=
 
+# shellcheck disable=SC2317 # reached by the trap
 clean_up() {
     local status=$? pid name
     trap - EXIT
@@ -80,10 +81,11 @@ trap 'exit 143' TERM
 command -v ip >/dev/null || die 'network namespaces need the program ip: install iproute2'
 make_namespace() {
     local said
-    said=$(ip netns add "$1" 2>&1) && said=$(ip netns exec "$1" true 2>&1) ||
+    if ! said=$(ip netns add "$1" 2>&1) || ! said=$(ip netns exec "$1" true 2>&1); then
         die "network namespaces cannot be made here: ${said:-no reason given}
 demo: it takes root (CAP_SYS_ADMIN and CAP_NET_ADMIN) and a kernel with network namespaces;
 demo: './dev demo --lan' needs neither, and searches the network that this machine is on"
+    fi
 }
 make_namespace "$server"
 make_namespace "$client"

@@ -27,14 +27,18 @@ def _open_current():
 
 
 @contextlib.contextmanager
-def _returning_home():
+def _away(leave):
+    """The calling thread is where `leave` took it, and afterwards where it came from."""
     home = _open_current()
     try:
-        yield
+        leave()
+        try:
+            yield
+        finally:
+            # Going on in the wrong namespace would send the next test's searches anywhere.
+            if _libc.setns(home, _CLONE_NEWNET) != 0:
+                os.abort()
     finally:
-        # Going on in the wrong namespace would send the next test's searches anywhere.
-        if _libc.setns(home, _CLONE_NEWNET) != 0:
-            os.abort()
         os.close(home)
 
 
@@ -42,8 +46,7 @@ class Namespace:
     """One network namespace; only its loopback interface exists, and that one is down."""
 
     def __init__(self):
-        with _returning_home():
-            _checked(_libc.unshare(_CLONE_NEWNET), 'unshare')
+        with _away(lambda: _checked(_libc.unshare(_CLONE_NEWNET), 'unshare')):
             self._fd = _open_current()
 
     def close(self):
@@ -58,8 +61,7 @@ class Namespace:
     @contextlib.contextmanager
     def entered(self):
         """The calling thread is inside: sockets and programs made meanwhile stay there."""
-        with _returning_home():
-            _checked(_libc.setns(self._fd, _CLONE_NEWNET), 'setns')
+        with _away(lambda: _checked(_libc.setns(self._fd, _CLONE_NEWNET), 'setns')):
             yield
 
     def ip(self, command):
