@@ -52,6 +52,7 @@ class NPT_XmlElementNode : public NPT_XmlNode {
     friend class NPT_XmlNode;
 
     bool IsThisOrAncestor(const NPT_XmlNode& node) const;
+    bool HoldsElement() const;
     void Unlist(NPT_XmlNode& child);
     // The namespace parent of this element's children.
     NPT_XmlElementNode* InheritedNamespaceParent() {
