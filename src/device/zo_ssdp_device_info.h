@@ -41,8 +41,9 @@ class ZoSsdpDeviceInfo {
     virtual NPT_Result GetDescription(NPT_XmlElementNode* parent,
                                       NPT_XmlElementNode** device) const;
     // Appends the whole UPnP device description document to desc, which is not cleared first.
-    // Failures as above, and NPT_FAILURE when there is no memory for specVersion; only a failure
-    // while writing leaves part of a document in desc.
+    // Failures as above, and NPT_FAILURE when there is no memory for specVersion. Only when memory
+    // runs out during the writing does an incomplete document stay in desc; where it was desc that
+    // could not grow, the result is a success all the same.
     virtual NPT_Result GetDescription(NPT_String& desc) const;
     // The description URL as text, its host replaced by bind_addr unless that is null.
     virtual NPT_String GetDescriptionUrl(const char* bind_addr = nullptr) const;

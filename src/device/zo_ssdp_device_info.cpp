@@ -1,0 +1,81 @@
+#include "device/zo_ssdp_device_info.h"
+
+#include <utility>
+
+#include "core/system.h"
+#include "device/device_description.h"
+#include "device/device_identifiers.h"
+
+ZoSsdpDeviceInfo::ZoSsdpDeviceInfo(NPT_HttpUrl description_url, const char* uuid,
+                                   NPT_TimeInterval lease_time, const char* device_type,
+                                   const char* friendly_name)
+    : m_Manufacturer(kDefaultManufacturer),
+      m_ManufacturerURL(kDefaultManufacturerUrl),
+      m_UUID(uuid),
+      m_URLDescription(std::move(description_url)),
+      m_DeviceType(device_type),
+      m_FriendlyName(friendly_name) {
+    if (m_UUID.IsEmpty()) m_UUID = MakeUuid(NPT_System::GetRandomInteger);
+    SetLeaseTime(lease_time);
+    // A fresh URL has the path "/", which a description path without any directory must not leave.
+    m_URLBase.SetPath("", true);
+    SetURLBase(m_URLDescription);
+    UpdateConfigId();
+}
+
+NPT_Result ZoSsdpDeviceInfo::GetDescription(NPT_XmlElementNode* parent,
+                                            NPT_XmlElementNode** device) const {
+    return AppendDeviceElement(*this, parent, device);
+}
+
+NPT_Result ZoSsdpDeviceInfo::GetDescription(NPT_String& desc) const {
+    return WriteDescription(*this, desc);
+}
+
+NPT_String ZoSsdpDeviceInfo::GetDescriptionUrl(const char* bind_addr) const {
+    if (!bind_addr) return m_URLDescription.ToString();
+    NPT_HttpUrl url = m_URLDescription;
+    url.SetHost(bind_addr);
+    return url.ToString();
+}
+
+NPT_HttpUrl ZoSsdpDeviceInfo::GetURLBase() const {
+    return m_URLBase;
+}
+
+NPT_Result ZoSsdpDeviceInfo::SetURLBase(NPT_HttpUrl& url) {
+    const NPT_String host = url.GetHost().IsEmpty() ? m_URLBase.GetHostText() : url.GetHostText();
+    const NPT_UInt16 port = url.GetPort() != 0 ? url.GetPort() : m_URLBase.GetPort();
+    NPT_String path = url.GetPath();
+    const int last_slash = path.ReverseFind('/');
+    if (last_slash >= 0)
+        path.SetLength(static_cast<NPT_UInt32>(last_slash) + 1);
+    else
+        path = m_URLBase.GetPath();
+
+    NPT_HttpUrl base(host.GetChars(), port, path.GetChars());
+    base.SetScheme(url.GetScheme().GetChars());
+    m_URLBase = std::move(base);
+    return last_slash >= 0 ? NPT_SUCCESS : NPT_FAILURE;
+}
+
+NPT_Result ZoSsdpDeviceInfo::SetLeaseTime(NPT_TimeInterval lease_time,
+                                          NPT_TimeStamp lease_time_last_update) {
+    if (lease_time.ToSeconds() < kMinimumLeaseSeconds)
+        lease_time = NPT_TimeInterval::FromSeconds(kDefaultLeaseSeconds);
+    if (lease_time_last_update == NPT_TimeStamp())
+        NPT_System::GetCurrentTimeStamp(lease_time_last_update);
+    m_LeaseTime = lease_time;
+    m_LeaseTimeLastUpdate = lease_time_last_update;
+    return NPT_SUCCESS;
+}
+
+NPT_UInt32 ZoSsdpDeviceInfo::GenerateNextBootId() const {
+    NPT_TimeStamp now;
+    NPT_System::GetCurrentTimeStamp(now);
+    return MakeBootId(now, m_BootId);
+}
+
+void ZoSsdpDeviceInfo::UpdateConfigId() {
+    m_ConfigId = MakeConfigId(NPT_System::GetRandomInteger(), m_ConfigId);
+}
