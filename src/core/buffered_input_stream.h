@@ -18,9 +18,8 @@ class NPT_BufferedInputStream : public NPT_InputStream {
     // then skipped); without, it is dropped wherever it stands. A last line without an end is
     // delivered.
     //   NPT_ERROR_INVALID_ARGUMENT  null buffer or size 0
-    //   NPT_ERROR_LINE_TOO_LONG     more than size - 1 characters; the first ones are in the
-    //   buffer,
-    //                               the one that did not fit is gone, reading can go on behind it
+    //   NPT_ERROR_LINE_TOO_LONG     more than size - 1 characters; the first ones are in the buffer
+    //                               and the next one is gone, reading can go on behind it
     //   NPT_ERROR_NO_PROGRESS       the source delivered 0 bytes with success
     //   NPT_ERROR_EOS               nothing left
     // Any other error is the source's; what had been read of the line by then is in the buffer.

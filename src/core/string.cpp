@@ -17,7 +17,7 @@ struct BlockHeader {
     NPT_UInt32 capacity;
 };
 
-constexpr NPT_UInt32 kMaxLength = 0x7FFFFFFF;
+constexpr NPT_UInt32 kMaxLength = 0x7FFFFFFF;  // the searches return an index as int
 constexpr NPT_UInt32 kFirstFormatSize = 256;
 constexpr NPT_UInt32 kLargestFormatSize = 0x80000;
 constexpr char kTrimmed[] = "\r\n\t ";
