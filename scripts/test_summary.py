@@ -4,8 +4,8 @@
 Sums up the last test run of each preset from build/<preset>/results.xml, which ctest wrote: a row per
 preset, what failed or was skipped by name, and a last line "N passed, N failed, N skipped".
 
-A ctest test is usually a program with many tests of its own (GoogleTest or unittest); those are what
-is counted. A program that fails without saying which test failed, or that succeeds without having run
+A ctest test is usually a program with many tests of its own (GoogleTest, unittest, the network tests'
+runner, the replay of a fuzzer's corpus); those are what is counted. A program that fails without saying which test failed, or that succeeds without having run
 any, counts as one failure. Ends with 1 when anything failed and, where the environment has CI=true,
 when anything was skipped.
 """
@@ -20,6 +20,9 @@ GTEST_RESULT = re.compile(r"^\[ +(OK|FAILED|SKIPPED) +\] ([\w/.-]+\.[\w/.-]+).*\
 UNITTEST_RESULT = re.compile(r"^(test\w* \([\w.]+\))(?:\n.*?)? \.\.\. .*?"
                              r"(ok|FAIL|ERROR|skipped .*|expected failure|unexpected success)$", re.M)
 UNITTEST_END = re.compile(r"^Ran (\d+) tests? in .*\n\n(?:OK|FAILED)(?: \((.*)\))?$", re.M)
+
+NETWORK_RESULT = re.compile(r"^(passed|skipped|FAILED) +[\d.]+s ([\w.]+)(?:: (.*))?$", re.M)
+REPLAYED = re.compile(r"^replayed (\d+) inputs?$", re.M)
 
 
 class Count:
@@ -76,12 +79,31 @@ def count_unittest(output):
     return count
 
 
+def count_network(output):
+    count = Count()
+    for result, name, reason in NETWORK_RESULT.findall(output):
+        if result == "passed":
+            count.passed += 1
+        elif result == "FAILED":
+            count.failed.append(name)
+        else:
+            count.skipped.append(f"{name}: {reason}")
+    return count
+
+
+def count_replayed(output):
+    count = Count()
+    count.passed = sum(int(number) for number in REPLAYED.findall(output))
+    return count
+
+
 def count_program(case):
     """The tests that one ctest test stands for."""
     name = case.get("name")
     output = case.findtext("system-out") or ""
-    count = count_gtest(output)
-    count.add(count_unittest(output))
+    count = Count()
+    for count_kind in (count_gtest, count_unittest, count_network, count_replayed):
+        count.add(count_kind(output))
     succeeded = case.get("status") == "run"
     if succeeded and count.passed + len(count.failed) + len(count.skipped) == 0:
         count.failed.append("ran no test that could be counted")

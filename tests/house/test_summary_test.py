@@ -50,6 +50,13 @@ Ran 3 tests in 0.001s
 FAILED (failures=1, skipped=1)
 """
 
+NETWORK = """passed    0.5s test_requests.Requests.test_bytes
+skipped   0.0s test_timing.Timing.test_resend: not root
+FAILED    1.5s test_answers.Answers.test_order: F
+AssertionError: passed 1
+network: 3 run, 1 passed, 1 skipped, 1 failed in 2.0 s
+"""
+
 
 class Summary(unittest.TestCase):
     def setUp(self):
@@ -97,6 +104,19 @@ class Summary(unittest.TestCase):
         self.assertIn("failed: core: List.Appends\n", output)
         self.assertIn("0 passed, 1 failed, 0 skipped", output)
         self.assertEqual(1, code)
+
+    def test_counts_network_tests(self):
+        self.results("release", ("network", "fail", NETWORK))
+        output = self.summary("release")[1]
+        self.assertIn("failed: network: test_answers.Answers.test_order\n", output)
+        self.assertIn("skipped: network: test_timing.Timing.test_resend: not root\n", output)
+        self.assertIn("1 passed, 1 failed, 1 skipped", output)
+
+    def test_counts_replayed_inputs(self):
+        self.results("dev", ("fuzz", "run", "a\nb\nreplayed 2 inputs\n"))
+        self.assertIn("2 passed, 0 failed, 0 skipped", self.summary("dev")[1])
+        self.results("asan", ("fuzz", "fail", "a\nb\n"))
+        self.assertIn("0 passed, 1 failed, 0 skipped", self.summary("asan")[1])
 
     def test_crash_counts_as_failure(self):
         self.results("dev", ("core", "fail", "[ RUN      ] A.B\n[       OK ] A.B (0 ms)\n"))
