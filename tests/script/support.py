@@ -1,0 +1,167 @@
+"""What the script tests share: the module under test, its helpers, and the runtime's memory."""
+import ctypes
+import os
+import subprocess
+import sys
+import unittest
+
+MODULE_DIR = os.environ['VIREON_MODULE_DIR']
+HELPERS_DIR = os.path.join(MODULE_DIR, 'script_test_modules')
+TESTS_DIR = os.path.dirname(os.path.abspath(__file__))
+for folder in (HELPERS_DIR, MODULE_DIR):
+    if folder not in sys.path:
+        sys.path.insert(0, folder)
+
+import _vireon  # noqa: E402
+
+ON_WINDOWS = sys.platform == 'win32'
+ON_DEBUG = hasattr(sys, 'gettotalrefcount')
+
+pointer = ctypes.c_void_p
+
+
+class TypeDescriptor(ctypes.Structure):
+    pass
+
+
+class CastLink(ctypes.Structure):
+    pass
+
+
+class ModuleRecord(ctypes.Structure):
+    pass
+
+
+class ClassRecord(ctypes.Structure):
+    _fields_ = [('script_class', pointer), ('constructor', pointer), ('raw_arguments', pointer),
+                ('destructor', pointer), ('destructor_takes_wrapped', ctypes.c_int),
+                ('implicit_conversion_running', ctypes.c_int)]
+
+
+CastLink._fields_ = [('from_type', ctypes.POINTER(TypeDescriptor)), ('convert', pointer),
+                     ('next', ctypes.POINTER(CastLink)), ('previous', ctypes.POINTER(CastLink))]
+TypeDescriptor._fields_ = [
+    ('name', ctypes.c_char_p), ('human_name', ctypes.c_char_p), ('dynamic_cast', pointer),
+    ('casts', ctypes.POINTER(CastLink)), ('client_data', ctypes.POINTER(ClassRecord)),
+    ('owns_client_data', ctypes.c_int)]
+ModuleRecord._fields_ = [
+    ('types', ctypes.POINTER(ctypes.POINTER(TypeDescriptor))), ('count', ctypes.c_size_t),
+    ('next', ctypes.POINTER(ModuleRecord)),
+    ('type_initial', ctypes.POINTER(ctypes.POINTER(TypeDescriptor))),
+    ('cast_initial', ctypes.POINTER(ctypes.POINTER(CastLink))), ('client_data', pointer)]
+
+
+class WrappedPointer(ctypes.Structure):
+    """What follows the interpreter's object head."""
+    _fields_ = [('address', pointer), ('type', ctypes.POINTER(TypeDescriptor)),
+                ('own', ctypes.c_int), ('next', pointer)]
+
+
+def fields_of(wrapped):
+    return WrappedPointer.from_address(id(wrapped) + object.__basicsize__)
+
+
+def head_record():
+    import swig_runtime_data3
+    as_pointer = ctypes.pythonapi.PyCObject_AsVoidPtr
+    as_pointer.restype = pointer
+    as_pointer.argtypes = [ctypes.py_object]
+    return ModuleRecord.from_address(as_pointer(swig_runtime_data3.type_pointer))
+
+
+def descriptors(record):
+    return [record.types[i].contents for i in range(record.count)]
+
+
+def descriptor(name):
+    return [each for each in descriptors(head_record()) if each.name == name][0]
+
+
+def int32_at(wrapped):
+    return ctypes.c_int32.from_address(int(wrapped)).value
+
+
+def uint32_at(wrapped):
+    return ctypes.c_uint32.from_address(int(wrapped)).value
+
+
+def int64_at(wrapped):
+    return ctypes.c_int64.from_address(int(wrapped)).value
+
+
+def text_at(wrapped):
+    """The text of a wrapped NPT_String: its one pointer, null for the empty string."""
+    characters = pointer.from_address(int(wrapped)).value
+    return ctypes.string_at(characters) if characters else ''
+
+
+class Quiet(object):
+    """Keeps the runtime's leak messages out of the test's output; remembers them."""
+
+    def __init__(self):
+        self.text = ''
+
+    def write(self, text):
+        self.text += text
+
+    def flush(self):
+        pass
+
+    def __enter__(self):
+        self.before, sys.stdout = sys.stdout, self
+        return self
+
+    def __exit__(self, *_):
+        sys.stdout = self.before
+
+
+def leak_message(type_name):
+    return ("swig/python detected a memory leak of type '%s', no destructor found.\n" % type_name)
+
+
+def interpreter():
+    """The command that runs a script with the module on its path."""
+    return [os.environ.get('VIREON_PYTHON') or sys.executable]
+
+
+def run_script(text, command=None, environment=None):
+    """Runs a script in an interpreter of its own: (exit code, standard output, standard error)."""
+    variables = dict(os.environ)
+    variables.update(environment or {})
+    prologue = 'import sys; sys.path.insert(0, %r); import support\n' % TESTS_DIR
+    # The interpreter itself on Windows, where the wrapper is for the other system's shell.
+    command = (command or []) + ([sys.executable] if ON_WINDOWS else interpreter())
+    process = subprocess.Popen(command + ['-B', '-c', prologue + text], env=variables,
+                               stdout=subprocess.PIPE, stderr=subprocess.PIPE)
+    output, errors = process.communicate()
+    return process.returncode, output.replace('\r\n', '\n'), errors.replace('\r\n', '\n')
+
+
+def missing(what):
+    """Skips for something the machine lacks; where everything has to be there, fails."""
+    if os.environ.get('CI') == 'true':
+        raise AssertionError(what)
+    raise unittest.SkipTest(what)
+
+
+ISOLATED = '''
+ip link set lo up &&
+ip link add here type veth peer name there &&
+ip address add 10.77.0.1/24 brd + dev here &&
+ip link set here up && ip link set there up &&
+exec "$@"
+'''
+
+
+def run_isolated(text):
+    """run_script in a network namespace of its own, with one interface that leads nowhere."""
+    if ON_WINDOWS:
+        # A Windows program cannot leave the namespace that its Wine server was started in.
+        raise unittest.SkipTest('network namespaces belong to Linux; the network tests cover this')
+    probe = ['unshare', '--net', 'sh', '-c', ISOLATED, 'sh']
+    try:
+        if subprocess.call(probe + ['true'], stderr=subprocess.PIPE):
+            missing('cannot make a network namespace with a veth pair')
+    except OSError as error:
+        missing('unshare: %s' % error)
+    return run_script(text, probe)
