@@ -8,6 +8,5 @@ vireon_folder(interpreter_lock
 )
 target_link_libraries(vireon_interpreter_lock PUBLIC vireon_python)
 if(TARGET interpreter_lock_test)
-    target_include_directories(interpreter_lock_test PRIVATE ${PROJECT_SOURCE_DIR}/tests)
     target_link_libraries(interpreter_lock_test PRIVATE vireon_python_embed)
 endif()

@@ -1,4 +1,4 @@
-#include "support/embedded_interpreter.h"
+#include "engine/testing/embedded_interpreter.h"
 
 #include "binding/interpreter_lock.h"
 

@@ -1,0 +1,66 @@
+#include "engine/diagnostics_log.h"
+
+#include <gtest/gtest.h>
+#include <stdlib.h>
+
+namespace {
+
+class EnvironmentSwitch : public testing::Test {
+  protected:
+    ~EnvironmentSwitch() override {
+        unsetenv("VIREON_LOG");
+        unsetenv("VIREON_TRACE");
+    }
+    static bool Read(DiagnosticsPlatform::Switch which, NPT_UInt32& value) {
+        return DiagnosticsPlatform::Get().ReadSwitch(which, value);
+    }
+};
+
+TEST_F(EnvironmentSwitch, IsADecimalOrHexadecimalNumberOf32Bits) {
+    const struct {
+        const char* text;
+        NPT_UInt32 value;
+    } cases[] = {{"0", 0},
+                 {"5", 5},
+                 {"010", 10},
+                 {"4294967295", 0xFFFFFFFF},
+                 {"0x5", 5},
+                 {"0Xff", 255},
+                 {"0xFFFFFFFF", 0xFFFFFFFF}};
+    for (const auto& test : cases) {
+        SCOPED_TRACE(test.text);
+        setenv("VIREON_LOG", test.text, 1);
+        NPT_UInt32 value = 77;
+        EXPECT_TRUE(Read(DiagnosticsPlatform::Switch::kLog, value));
+        EXPECT_EQ(value, test.value);
+    }
+}
+
+TEST_F(EnvironmentSwitch, IsOffWhenItIsNoNumber) {
+    for (const char* text : {"", " 5", "5 ", "-1", "+5", "0x", "x5", "5x", "0x1g", "4294967296",
+                             "0x100000000", "99999999999999999999999999", "yes"}) {
+        SCOPED_TRACE(text);
+        setenv("VIREON_LOG", text, 1);
+        NPT_UInt32 value = 77;
+        EXPECT_FALSE(Read(DiagnosticsPlatform::Switch::kLog, value));
+        EXPECT_EQ(value, 77u);
+    }
+}
+
+TEST_F(EnvironmentSwitch, IsOneOfTwo) {
+    setenv("VIREON_TRACE", "1", 1);
+    NPT_UInt32 value = 77;
+    EXPECT_FALSE(Read(DiagnosticsPlatform::Switch::kLog, value));
+    EXPECT_TRUE(Read(DiagnosticsPlatform::Switch::kTrace, value));
+    EXPECT_EQ(value, 1u);
+}
+
+TEST(DiagnosticsOutput, IsStandardErrorWithWideTextAsUtf8) {
+    testing::internal::CaptureStderr();
+    DiagnosticsPlatform::Get().WriteWide(L"a\u00e9\u20ac\U0001F600\n");
+    DiagnosticsPlatform::Get().WriteNarrow("narrow\n");
+    EXPECT_EQ(testing::internal::GetCapturedStderr(),
+              "a\xC3\xA9\xE2\x82\xAC\xF0\x9F\x98\x80\nnarrow\n");
+}
+
+}  // namespace

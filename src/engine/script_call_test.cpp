@@ -1,0 +1,122 @@
+#include "engine/testing/embedded_interpreter.h"
+
+#include "engine/script_call.h"
+
+#include <string>
+
+namespace {
+
+ScriptObject BuildOne(const char* format) {
+    return ScriptObject::Steal(Py_BuildValue(format, 1, 2));
+}
+
+class ScriptCall : public testing::Test {
+  protected:
+    ScriptCall() {
+        script::Run(
+            "import sys\n"
+            "calls = []\n"
+            "def record(*arguments):\n"
+            "    calls.append(arguments)\n"
+            "    return 'result'\n"
+            "class Collector(object):\n"
+            "    def __init__(self): self.text = ''\n"
+            "    def write(self, text): self.text += text\n"
+            "old_stderr, sys.stderr = sys.stderr, Collector()\n");
+    }
+    ~ScriptCall() override { script::Run("sys.stderr = old_stderr"); }
+
+    // The exception's name when the call raised one.
+    static ScriptObject Call(const char* callable, const char* format,
+                             const ArgumentBuilder& build = BuildOne) {
+        ScriptObject result = CallScript(script::Get(callable), format, build);
+        EXPECT_FALSE(PyErr_Occurred());
+        return result;
+    }
+    static bool HasPrinted(const std::string& text) {
+        return script::Evaluate("'" + text + "' in sys.stderr.text") == "True";
+    }
+};
+
+TEST_F(ScriptCall, PassesATupleForAFormatOfOneCharacter) {
+    Call("record", "i");
+    EXPECT_EQ(script::Evaluate("calls"), "[(1,)]");
+}
+
+TEST_F(ScriptCall, PassesWhatALongerFormatGives) {
+    Call("record", "ii");
+    Call("record", "(i)");
+    EXPECT_EQ(script::Evaluate("calls"), "[(1, 2), (1,)]");
+}
+
+TEST_F(ScriptCall, PassesNothingForANullOrEmptyFormat) {
+    Call("record", nullptr);
+    Call("record", "");
+    EXPECT_EQ(script::Evaluate("calls"), "[(), ()]");
+}
+
+TEST_F(ScriptCall, ReturnsTheResult) {
+    const ScriptObject result = Call("record", "i");
+    ASSERT_TRUE(result);
+    EXPECT_STREQ(PyString_AsString(result.Get()), "result");
+}
+
+TEST_F(ScriptCall, PrintsAnExceptionAndClearsIt) {
+    script::Run("def fail(*arguments): raise ValueError('the reason')");
+    EXPECT_FALSE(Call("fail", "i"));
+    EXPECT_TRUE(HasPrinted("ValueError: the reason"));
+    EXPECT_TRUE(HasPrinted("Traceback"));
+}
+
+TEST_F(ScriptCall, PrintsSystemExitInsteadOfEndingTheProcess) {
+    script::Run(
+        "class Leave(SystemExit): pass\n"
+        "def leave(*arguments): sys.exit(3)\n"
+        "def leave_by_class(*arguments): raise SystemExit\n"
+        "def leave_by_subclass(*arguments): raise Leave('bye')\n");
+    EXPECT_FALSE(Call("leave", "i"));
+    EXPECT_TRUE(HasPrinted("SystemExit: 3"));
+    EXPECT_TRUE(HasPrinted("Traceback"));
+    EXPECT_FALSE(Call("leave_by_class", "i"));
+    EXPECT_FALSE(Call("leave_by_subclass", "i"));
+    EXPECT_TRUE(HasPrinted("Leave: bye"));
+}
+
+TEST_F(ScriptCall, SurvivesAMissingStandardError) {
+    script::Run(
+        "def fail(*arguments): raise ValueError\n"
+        "def leave(*arguments): raise SystemExit\n"
+        "sys.stderr = None\n");
+    testing::internal::CaptureStderr();
+    EXPECT_FALSE(Call("fail", "i"));
+    EXPECT_FALSE(Call("leave", "i"));
+    testing::internal::GetCapturedStderr();
+}
+
+TEST_F(ScriptCall, PrintsAFailureToBuildTheArgumentsAndCallsNothing) {
+    EXPECT_FALSE(Call("record", "O", [](const char*) {
+        PyErr_SetString(PyExc_SystemError, "no object");
+        return ScriptObject();
+    }));
+    EXPECT_TRUE(HasPrinted("SystemError: no object"));
+    EXPECT_EQ(script::Evaluate("calls"), "[]");
+}
+
+TEST_F(ScriptCall, PrintsThatArgumentsAreNoTuple) {
+    EXPECT_FALSE(Call("record", "[i]"));
+    EXPECT_TRUE(HasPrinted("TypeError"));
+    EXPECT_EQ(script::Evaluate("calls"), "[]");
+}
+
+TEST_F(ScriptCall, PrintsThatAnObjectCannotBeCalled) {
+    script::Run("number = 5");
+    EXPECT_FALSE(Call("number", "i"));
+    EXPECT_TRUE(HasPrinted("TypeError"));
+}
+
+TEST_F(ScriptCall, PrintsNothingWithoutAnException) {
+    PrintScriptError();
+    EXPECT_EQ(script::Evaluate("sys.stderr.text"), "''");
+}
+
+}  // namespace

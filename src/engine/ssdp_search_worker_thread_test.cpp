@@ -1,0 +1,336 @@
+#include "engine/testing/embedded_interpreter.h"
+
+#include "engine/ssdp_search_worker_thread.h"
+
+#include <chrono>
+#include <functional>
+#include <limits>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "binding/interpreter_lock.h"
+#include "engine/testing/search_answers.h"
+#include "engine/vireon.h"
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+using std::chrono::milliseconds;
+
+const NPT_IpAddress kLoopbackAddress(127, 0, 0, 1);
+
+// A server on the loopback interface that sees the searches and answers as the test says.
+class Server {
+  public:
+    Server() {
+        EXPECT_EQ(socket_.Bind(NPT_SocketAddress(kLoopbackAddress, 0), false), NPT_SUCCESS);
+    }
+
+    NPT_UInt16 GetPort() {
+        NPT_SocketInfo info;
+        EXPECT_EQ(socket_.GetInfo(info), NPT_SUCCESS);
+        return info.local_address.GetPort();
+    }
+    // The next datagram, or "" when none comes in time.
+    std::string Receive(NPT_Timeout limit = 5000) {
+        NPT_DataBuffer packet(4096);
+        NPT_SocketAddress sender;
+        socket_.SetReadTimeout(limit);
+        if (NPT_Failed(socket_.Receive(packet, &sender))) return "";
+        searcher_ = sender;
+        return std::string(reinterpret_cast<const char*>(packet.GetData()), packet.GetDataSize());
+    }
+    void Send(const std::string& text) {
+        NPT_DataBuffer packet;
+        packet.SetData(reinterpret_cast<const NPT_UInt8*>(text.data()),
+                       static_cast<NPT_UInt32>(text.size()));
+        EXPECT_EQ(socket_.Send(packet, &searcher_), NPT_SUCCESS);
+    }
+
+  private:
+    NPT_UdpSocket socket_;
+    NPT_SocketAddress searcher_;
+};
+
+class SsdpSearchWorker : public testing::Test {
+  protected:
+    SsdpSearchWorker() {
+        script::Run(
+            "devices = []\n"
+            "def collect(event, device): devices.append(device)\n");
+        vireon_->SetCallback(script::Get("collect"));
+        vireon_->SearchInterfaces(NPT_List<NPT_NetworkInterface*>());
+    }
+    ~SsdpSearchWorker() override {
+        if (vireon_) vireon_->Stop();
+        if (worker_) worker_->Close();
+    }
+
+    void Start(double interval, const char* host = "127.0.0.1") {
+        auto* const request =
+            new NPT_HttpRequest(NPT_HttpUrl(host, server_.GetPort(), "*"), "M-SEARCH", "HTTP/1.1");
+        worker_ = std::make_shared<SsdpSearchWorkerThread>(vireon_.get(), new NPT_UdpSocket,
+                                                           request, NPT_TimeInterval(interval));
+        EXPECT_EQ(worker_->Start(), 1);
+    }
+    // Takes the two datagrams of a cycle and gives their text.
+    std::string ReceiveSearch() {
+        const std::string first = server_.Receive();
+        EXPECT_EQ(server_.Receive(), first);
+        return first;
+    }
+    static std::string Answer(const std::string& name) {
+        return search_answers::Print(
+            search_answers::With(search_answers::Complete(), "FriendlyName", name));
+    }
+    static std::string GetNames() {
+        return script::Evaluate("[device['friendlyName'] for device in devices]");
+    }
+    // For at most ten seconds.
+    static void WaitForNames(const std::string& names) {
+        for (int round = 0; round < 2000 && GetNames() != names; ++round) {
+            PyAutoUnlock2 unlocked;
+            std::this_thread::sleep_for(milliseconds(5));
+        }
+        EXPECT_EQ(GetNames(), names);
+    }
+    // How long it takes until both datagrams of the next cycle are there, while the test does
+    // something over and over.
+    Clock::duration WaitForNextSearch(const std::function<void()>& meanwhile) {
+        const Clock::time_point start = Clock::now();
+        PyAutoUnlock2 unlocked;
+        while (Clock::now() - start < milliseconds(10000)) {
+            meanwhile();
+            if (server_.Receive(1).empty()) continue;
+            EXPECT_FALSE(server_.Receive().empty());
+            break;
+        }
+        return Clock::now() - start;
+    }
+    // Closes the engine and ends the worker's wait for an answer.
+    void CloseAndWake() {
+        vireon_->isClosed = true;
+        server_.Send("");
+    }
+    Clock::duration Stop() {
+        const Clock::time_point start = Clock::now();
+        vireon_->Stop();
+        worker_->Close();
+        return Clock::now() - start;
+    }
+
+    Server server_;
+    std::unique_ptr<Vireon> vireon_ = std::make_unique<Vireon>();
+    std::shared_ptr<SsdpSearchWorkerThread> worker_;
+};
+
+TEST_F(SsdpSearchWorker, SendsTheSameSearchTwice) {
+    Start(30);
+    EXPECT_EQ(ReceiveSearch(), "M-SEARCH * HTTP/1.1\r\nConnection: close\r\nHost: 127.0.0.1:" +
+                                   std::to_string(server_.GetPort()) + "\r\n\r\n");
+    EXPECT_EQ(server_.Receive(100), "");
+    CloseAndWake();
+}
+
+TEST_F(SsdpSearchWorker, SearchesAgainEveryInterval) {
+    Start(0.3);
+    const std::string search = ReceiveSearch();
+    const Clock::time_point start = Clock::now();
+    EXPECT_EQ(ReceiveSearch(), search);
+    EXPECT_EQ(ReceiveSearch(), search);
+    const Clock::duration elapsed = Clock::now() - start;
+    EXPECT_GE(elapsed, milliseconds(550));
+    EXPECT_LT(elapsed, milliseconds(1500));
+}
+
+TEST_F(SsdpSearchWorker, HandsAnswersToTheEngine) {
+    Start(30);
+    ReceiveSearch();
+    server_.Send(Answer("first"));
+    server_.Send(Answer("second"));
+    WaitForNames("['first', 'second']");
+    CloseAndWake();
+}
+
+TEST_F(SsdpSearchWorker, KnowsTheSenderOfAnAnswer) {
+    Start(30);
+    ReceiveSearch();
+    server_.Send(search_answers::Print(search_answers::With(search_answers::Complete(), "LOCATION",
+                                                            "http://localhost:8080/d.xml")));
+    WaitForNames("['Den']");
+    EXPECT_EQ(script::Evaluate("devices[0]['location']"), "'http://127.0.0.1:8080/d.xml'");
+    CloseAndWake();
+}
+
+TEST_F(SsdpSearchWorker, TakesAnAnswerWithoutAnEmptyLine) {
+    Start(0.3);
+    ReceiveSearch();
+    std::string answer = Answer("Den");
+    answer.resize(answer.size() - 2);
+    server_.Send(answer);
+    WaitForNames("['Den']");
+}
+
+TEST_F(SsdpSearchWorker, SkipsInterimAnswers) {
+    Start(30);
+    ReceiveSearch();
+    server_.Send("HTTP/1.1 100 Continue\r\n\r\n");
+    server_.Send(Answer("Den"));
+    WaitForNames("['Den']");
+    CloseAndWake();
+}
+
+TEST_F(SsdpSearchWorker, GoesOnAfterBadAnswers) {
+    Start(30);
+    ReceiveSearch();
+    for (const std::string& bad :
+         {std::string(), std::string("\0", 1), std::string("garbage"), std::string("\r\n"),
+          std::string("HTTP/1.1 404 Not Found\r\n\r\n"), std::string(2001, 'x'),
+          std::string(60000, '\n'), Answer(std::string(3000, 'x'))}) {
+        server_.Send(bad);
+        PyAutoUnlock2 unlocked;
+        std::this_thread::sleep_for(milliseconds(200));
+    }
+    server_.Send(Answer("good"));
+    WaitForNames("['good']");
+    CloseAndWake();
+}
+
+TEST_F(SsdpSearchWorker, TakesAnAnswerThatFillsTheBuffer) {
+    Start(30);
+    ReceiveSearch();
+    const std::size_t rest = 2000 - Answer("").size();
+    const std::string name(rest, 'x');
+    ASSERT_EQ(Answer(name).size(), 2000u);
+    server_.Send(Answer(name));
+    WaitForNames("['" + name + "']");
+    CloseAndWake();
+}
+
+TEST_F(SsdpSearchWorker, StaysOnTimeUnderASteadyStreamOfAnswers) {
+    Start(0.5);
+    ReceiveSearch();
+    const Clock::duration elapsed = WaitForNextSearch([this] { server_.Send(Answer("Den")); });
+    EXPECT_GE(elapsed, milliseconds(400));
+    EXPECT_LT(elapsed, milliseconds(900));
+}
+
+TEST_F(SsdpSearchWorker, StaysOnTimeUnderAnEndlessAnswer) {
+    Start(0.5);
+    ReceiveSearch();
+    server_.Send("HTTP/1.1 200 OK\r\n");
+    const Clock::duration elapsed = WaitForNextSearch([this] { server_.Send("more: of it\r\n"); });
+    EXPECT_GE(elapsed, milliseconds(400));
+    EXPECT_LT(elapsed, milliseconds(900));
+}
+
+TEST_F(SsdpSearchWorker, StaysOnTimeUnderAFloodOfNonsense) {
+    for (const std::string& nonsense : {std::string(), std::string("x"), std::string("x\r\n")}) {
+        SCOPED_TRACE(nonsense);
+        Start(0.5);
+        ReceiveSearch();
+        const Clock::duration elapsed =
+            WaitForNextSearch([this, &nonsense] { server_.Send(nonsense); });
+        EXPECT_GE(elapsed, milliseconds(400));
+        EXPECT_LT(elapsed, milliseconds(1100));
+        Stop();
+        while (!server_.Receive(200).empty()) {
+        }
+        vireon_->isClosed = false;
+    }
+}
+
+TEST_F(SsdpSearchWorker, EndsWithinOneIntervalWhenTheEngineIsClosed) {
+    Start(0.5);
+    ReceiveSearch();
+    EXPECT_LT(Stop(), milliseconds(1000));
+}
+
+TEST_F(SsdpSearchWorker, EndsWithinOneIntervalUnderAnEndlessAnswer) {
+    Start(0.5);
+    ReceiveSearch();
+    server_.Send("HTTP/1.1 200 OK\r\n");
+    std::atomic<bool> is_done{false};
+    std::thread talker([this, &is_done] {
+        while (!is_done) {
+            server_.Send("more: of it\r\n");
+            std::this_thread::sleep_for(milliseconds(1));
+        }
+    });
+    EXPECT_LT(Stop(), milliseconds(1000));
+    is_done = true;
+    talker.join();
+}
+
+TEST_F(SsdpSearchWorker, SendsOnePairAndEndsOnAClosedEngine) {
+    vireon_->isClosed = true;
+    Start(30);
+    worker_->Close();
+    ReceiveSearch();
+    EXPECT_EQ(server_.Receive(50), "");
+}
+
+TEST_F(SsdpSearchWorker, PausesInsteadOfWaitingForANegativeInterval) {
+    Start(-1);
+    int searches = 0;
+    const Clock::time_point start = Clock::now();
+    while (Clock::now() - start < milliseconds(1000))
+        searches += server_.Receive(10).empty() ? 0 : 1;
+    // Two every 150 ms: neither a flood nor silence.
+    EXPECT_GE(searches, 4);
+    EXPECT_LE(searches, 16);
+}
+
+TEST_F(SsdpSearchWorker, WaitsLongForZeroNotANumberAndHugeIntervals) {
+    for (const double interval : {0.0, std::numeric_limits<double>::quiet_NaN(), 1e300,
+                                  std::numeric_limits<double>::infinity()}) {
+        SCOPED_TRACE(interval);
+        Start(interval);
+        ReceiveSearch();
+        EXPECT_EQ(server_.Receive(400), "");
+        CloseAndWake();
+        worker_->Close();
+        vireon_->isClosed = false;
+    }
+}
+
+TEST_F(SsdpSearchWorker, EndsWhenItsHostHasNoAddress) {
+    Start(30, "");
+    worker_->Close();
+    EXPECT_EQ(server_.Receive(50), "");
+}
+
+TEST_F(SsdpSearchWorker, EndsWithoutSocketOrRequest) {
+    const NPT_HttpUrl url("127.0.0.1", server_.GetPort(), "*");
+    const auto without_socket = std::make_shared<SsdpSearchWorkerThread>(
+        vireon_.get(), nullptr, new NPT_HttpRequest(url, "M-SEARCH", "HTTP/1.1"),
+        NPT_TimeInterval(1.0));
+    const auto without_request = std::make_shared<SsdpSearchWorkerThread>(
+        vireon_.get(), new NPT_UdpSocket, nullptr, NPT_TimeInterval(1.0));
+    without_socket->Start();
+    without_request->Start();
+    without_socket->Close();
+    without_request->Close();
+    EXPECT_EQ(server_.Receive(50), "");
+}
+
+TEST_F(SsdpSearchWorker, IsStoppedWithoutAnEngineAndWhenItOutlivesIt) {
+    const SsdpSearchWorkerThread orphan(nullptr, nullptr, nullptr, NPT_TimeInterval(1.0));
+    EXPECT_TRUE(orphan.IsStopped());
+    const SsdpSearchWorkerThread survivor(vireon_.get(), nullptr, nullptr, NPT_TimeInterval(1.0));
+    EXPECT_FALSE(survivor.IsStopped());
+    vireon_->isClosed = true;
+    EXPECT_TRUE(survivor.IsStopped());
+    vireon_->Stop();
+    vireon_.reset();
+    EXPECT_TRUE(survivor.IsStopped());
+}
+
+TEST_F(SsdpSearchWorker, MayBeClosedWithoutAThread) {
+    SsdpSearchWorkerThread worker(vireon_.get(), nullptr, nullptr, NPT_TimeInterval(1.0));
+    worker.Close();
+    worker.Close();
+}
+
+}  // namespace
