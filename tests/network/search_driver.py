@@ -46,19 +46,21 @@ class Client(object):
         self.seconds = 0
 
     def __call__(self, *arguments, **keywords):
+        # What it is told from here on is meant for the next call.
+        behaviour, seconds = self.behaviour, self.seconds
         event, found = None, None
         if len(arguments) == 2 and type(arguments[1]) is dict:
             event = described(arguments[0])
             found = [[described(key), described(value)] for key, value in arguments[1].items()]
         emit(event='found', time=time.time(), name=event, entries=found,
              arguments=len(arguments), keywords=len(keywords))
-        if self.behaviour == 'raise':
+        if behaviour == 'raise':
             raise ValueError('the callable failed on purpose')
-        if self.behaviour == 'exit':
+        if behaviour == 'exit':
             raise SystemExit(7)
-        if self.behaviour == 'sleep':
-            time.sleep(self.seconds)
-        if self.behaviour == 'stop':
+        if behaviour == 'sleep':
+            time.sleep(seconds)
+        if behaviour == 'stop':
             self.behaviour = None
             emit(event='stopped', seconds=timed(_vireon.Vireon_Stop, engine))
 
