@@ -5,6 +5,7 @@ vireon_folder(interpreter_lock
         binding/interpreter_lock.cpp
     TESTS
         binding/interpreter_lock_test.cpp
+        engine/testing/interpreter_leaks.cpp
 )
 target_link_libraries(vireon_interpreter_lock PUBLIC vireon_python)
 if(TARGET interpreter_lock_test)

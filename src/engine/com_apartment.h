@@ -6,13 +6,18 @@
 // all on platforms without COM. Destroyed on the thread that made it.
 class ComApartment {
   public:
-    ComApartment();
+    ComApartment() : is_inside_(Enter()) {}
     ComApartment(const ComApartment&) = delete;
     ComApartment& operator=(const ComApartment&) = delete;
-    ~ComApartment();
+    ~ComApartment() {
+        if (is_inside_) Leave();
+    }
 
   private:
-    bool is_initialized_ = false;
+    static bool Enter();
+    static void Leave();
+
+    const bool is_inside_;
 };
 
 #endif

@@ -1,5 +1,7 @@
 #include "engine/com_apartment.h"
 
-ComApartment::ComApartment() = default;
+bool ComApartment::Enter() {
+    return false;
+}
 
-ComApartment::~ComApartment() = default;
+void ComApartment::Leave() {}

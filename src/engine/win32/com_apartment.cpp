@@ -22,18 +22,18 @@ Function FindEntry(HMODULE library, const char* name) {
 
 }  // namespace
 
-ComApartment::ComApartment() {
+bool ComApartment::Enter() {
     const HMODULE library = FindComLibrary();
     if (!library) DiagnosticsLog::Get().Narrow("couldn't locate ole32.dll");
     const auto initialize =
         FindEntry<HRESULT(WINAPI*)(void* reserved, DWORD)>(library, "CoInitializeEx");
     const HRESULT status = initialize ? initialize(nullptr, kDisableOle1Dde) : E_FAIL;
-    is_initialized_ = SUCCEEDED(status);
-    if (!is_initialized_) DiagnosticsLog::Get().Narrow("CoInitializeEx failed.");
+    if (SUCCEEDED(status)) return true;
+    DiagnosticsLog::Get().Narrow("CoInitializeEx failed.");
+    return false;
 }
 
-ComApartment::~ComApartment() {
-    if (!is_initialized_) return;
+void ComApartment::Leave() {
     const auto uninitialize = FindEntry<void(WINAPI*)()>(FindComLibrary(), "CoUninitialize");
     if (uninitialize) uninitialize();
 }
