@@ -40,7 +40,7 @@ extern "C" int LLVMFuzzerTestOneInput(const NPT_UInt8* data, std::size_t size) {
     const std::size_t delivered = piece == 0 ? PieceStream::kWhole : piece;
     const std::string text = input.TakeRest();
 
-    const ReadOutcome whole = Decode(text, PieceStream::kWhole, 65536);
+    const ReadOutcome whole = Decode(text, PieceStream::kWhole, 4096);
     const ReadOutcome pieces = Decode(text, delivered, count);
     Require(NPT_Failed(whole.end) && whole.end == pieces.end, "pieces end the same way");
     Require(OneBeginsTheOther(whole.data, pieces.data), "pieces give the same data");

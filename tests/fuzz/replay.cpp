@@ -15,20 +15,21 @@ namespace {
 std::vector<std::filesystem::path> FilesOf(const std::filesystem::path& place) {
     if (!std::filesystem::is_directory(place)) return {place};
     std::vector<std::filesystem::path> files;
+    // Whatever stands there: an input that cannot be read must not pass as one that was replayed.
     for (const auto& entry : std::filesystem::directory_iterator(place))
-        if (entry.is_regular_file()) files.push_back(entry.path());
+        files.push_back(entry.path());
     std::sort(files.begin(), files.end());
     return files;
 }
 
 bool Replay(const std::filesystem::path& file) {
     std::ifstream stream(file, std::ios::binary);
-    const std::string bytes{std::istreambuf_iterator<char>(stream),
-                            std::istreambuf_iterator<char>()};
-    if (!stream.is_open() || stream.bad()) {
+    if (!stream.is_open() || !std::filesystem::is_regular_file(file)) {
         std::fprintf(stderr, "cannot read: %s\n", file.string().c_str());
         return false;
     }
+    const std::string bytes{std::istreambuf_iterator<char>(stream),
+                            std::istreambuf_iterator<char>()};
     // Told first: when the target aborts, this is the input that did it.
     std::printf("%s\n", file.filename().string().c_str());
     std::fflush(stdout);
