@@ -533,7 +533,6 @@ TEST_F(VireonTest, SurvivesEverythingAtOnce) {
     });
     run([this] { StartDispatchOnly(); });
     run([this] { vireon_->Stop(); });
-    run([this] { vireon_->isClosed = false; });
     run([this] { vireon_->SetCallback(script::Get("record")); });
     run([this] { vireon_->SetCallback(Py_None); });
     run([this] { Process(Complete()); });
@@ -541,7 +540,12 @@ TEST_F(VireonTest, SurvivesEverythingAtOnce) {
         while (!is_done)
             Process(Complete());
     });
-    LetScriptsRun(milliseconds(1500));
+    // Last to come and first to go: a Stop waits for whoever is told to go on meanwhile.
+    const Clock::time_point start = Clock::now();
+    while (Clock::now() - start < milliseconds(1500)) {
+        vireon_->isClosed = false;
+        LetScriptsRun(milliseconds(1));
+    }
     is_done = true;
     vireon_->Stop();
     PyAutoUnlock2 unlocked;

@@ -5,13 +5,26 @@
 
 namespace {
 
-// The registry key of the switches, made for one test and removed again.
+// The switches' part of the registry, in a key of the test's own: for this process it takes the
+// place of the machine's, which stays as it is.
 class RegistrySwitch : public testing::Test {
   protected:
+    static constexpr const wchar_t* kStandIn = L"Software\\VireonRegistryTest";
     static constexpr const wchar_t* kKey = L"Software\\Zorvane\\Lumora20";
 
-    void SetUp() override { RegDeleteKeyW(HKEY_LOCAL_MACHINE, kKey); }
-    void TearDown() override { RegDeleteKeyW(HKEY_LOCAL_MACHINE, kKey); }
+    void SetUp() override {
+        RegDeleteTreeW(HKEY_CURRENT_USER, kStandIn);
+        HKEY stand_in = nullptr;
+        ASSERT_EQ(RegCreateKeyExW(HKEY_CURRENT_USER, kStandIn, 0, nullptr, 0, KEY_ALL_ACCESS,
+                                  nullptr, &stand_in, nullptr),
+                  ERROR_SUCCESS);
+        ASSERT_EQ(RegOverridePredefKey(HKEY_LOCAL_MACHINE, stand_in), ERROR_SUCCESS);
+        RegCloseKey(stand_in);
+    }
+    void TearDown() override {
+        RegOverridePredefKey(HKEY_LOCAL_MACHINE, nullptr);
+        RegDeleteTreeW(HKEY_CURRENT_USER, kStandIn);
+    }
     static void Write(const wchar_t* name, DWORD type, const void* data, DWORD size) {
         HKEY key = nullptr;
         ASSERT_EQ(RegCreateKeyExW(HKEY_LOCAL_MACHINE, kKey, 0, nullptr, 0, KEY_WRITE, nullptr, &key,
