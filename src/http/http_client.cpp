@@ -35,10 +35,26 @@ void SetEntityHeaders(NPT_HttpHeaders& headers, const NPT_HttpEntity& entity) {
     SetUnlessEmpty(headers, http_protocol::kTransferEncoding, entity.GetTransferEncoding());
 }
 
+// Whoever writes a head looks at no result, so the buffer remembers the first failure: half a head
+// must not be sent.
+class HeadBuffer : public NPT_MemoryStream {
+  public:
+    NPT_Result Write(const void* buffer, NPT_UInt32 count, NPT_UInt32* written = nullptr) override {
+        const NPT_Result result = NPT_MemoryStream::Write(buffer, count, written);
+        if (NPT_Failed(result) && NPT_Succeeded(result_)) result_ = result;
+        return result;
+    }
+    NPT_Result GetResult() const { return result_; }
+
+  private:
+    NPT_Result result_ = NPT_SUCCESS;
+};
+
 // In one piece, so that a datagram stream sees one write.
 NPT_Result WriteHead(NPT_OutputStream& stream, const NPT_HttpRequest& request, bool use_proxy) {
-    NPT_MemoryStream head;
+    HeadBuffer head;
     request.Emit(head, use_proxy);
+    if (NPT_Failed(head.GetResult())) return head.GetResult();
     return stream.WriteFully(head.GetData(), head.GetDataSize());
 }
 

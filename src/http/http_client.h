@@ -13,7 +13,8 @@ class NPT_HttpClient {
     // Completes the request's headers (Connection, Host, those of its entity) and writes head and
     // body. The head goes out in one write, and the stream is flushed once, behind everything: to a
     // datagram stream each request is one datagram. Nothing is flushed when the head cannot be
-    // written. Gives the result of the last write or copy.
+    // written, and nothing written when there is no memory for it. Gives the result of the last
+    // write or copy.
     static NPT_Result WriteRequest(NPT_OutputStream& stream, NPT_HttpRequest& request,
                                    bool should_persist, bool use_proxy = false);
 

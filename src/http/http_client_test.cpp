@@ -7,8 +7,8 @@
 #include <utility>
 #include <vector>
 
-#include "core/memory_stream.h"
 #include "core/string_output_stream.h"
+#include "core/testing/failing_allocation.h"
 #include "http/testing/message_streams.h"
 
 namespace {
@@ -187,6 +187,15 @@ TEST(WriteRequestFailure, ARefusedHeadIsReportedAndNotFlushed) {
     RecordingOutputStream stream(0);
     EXPECT_EQ(NPT_ERROR_WRITE_FAILED, NPT_HttpClient::WriteRequest(stream, request, kPersist));
     EXPECT_EQ(1U, stream.writes.size());
+    EXPECT_TRUE(stream.datagrams.empty());
+}
+
+TEST(WriteRequestFailure, WithoutMemoryForTheHeadNothingIsSent) {
+    NPT_HttpRequest request = MakeRequest("http://h/");
+    RecordingOutputStream stream;
+    const FailingAllocation failing;
+    EXPECT_EQ(NPT_ERROR_NO_MEMORY, NPT_HttpClient::WriteRequest(stream, request, kPersist));
+    EXPECT_TRUE(stream.writes.empty());
     EXPECT_TRUE(stream.datagrams.empty());
 }
 
@@ -373,6 +382,14 @@ TEST(ReadResponseFailure, LeavesNoResponse) {
     EXPECT_EQ(NPT_ERROR_LINE_TOO_LONG, result);
     Read(MakePieces({"NOTIFY * HTTP/1.1\r\n\r\n"}), false, false, result);
     EXPECT_EQ(NPT_ERROR_HTTP_BAD_STATUS_LINE, result);
+}
+
+TEST(ReadResponseFailure, ReportsThatThereIsNoMemoryForTheBuffer) {
+    const NPT_InputStreamReference stream = MakePieces({"HTTP/1.1 200 OK\r\n\r\n"});
+    const FailingAllocation failing;
+    NPT_Result result = NPT_SUCCESS;
+    Read(stream, false, false, result);
+    EXPECT_EQ(NPT_ERROR_NO_MEMORY, result);
 }
 
 TEST(ReadResponseFailure, ATimeoutInTheHeadersStillGivesTheResponse) {
