@@ -205,6 +205,11 @@ class Natives(object):
             'PyAutoLock2 *': None, 'PyAutoUnlock2 *': None,
         }
 
+    def disown(self):
+        """Lets the objects go without a leak report; the process ends soon."""
+        for wrapped in (self.engine, self.device, self.worker, self.searcher):
+            wrapped.disown()
+
     def arguments(self, name, kinds):
         if name.startswith('delete_'):
             return (None,)

@@ -15,7 +15,6 @@ for folder in (HELPERS_DIR, MODULE_DIR):
 import _vireon  # noqa: E402
 
 ON_WINDOWS = sys.platform == 'win32'
-ON_DEBUG = hasattr(sys, 'gettotalrefcount')
 
 pointer = ctypes.c_void_p
 
@@ -124,14 +123,14 @@ def interpreter():
     return [os.environ.get('VIREON_PYTHON') or sys.executable]
 
 
-def run_script(text, command=None, environment=None):
+PROLOGUE = 'import sys; sys.path.insert(0, %r); import support\n' % TESTS_DIR
+
+
+def run_script(text, command=None, prologue=PROLOGUE):
     """Runs a script in an interpreter of its own: (exit code, standard output, standard error)."""
-    variables = dict(os.environ)
-    variables.update(environment or {})
-    prologue = 'import sys; sys.path.insert(0, %r); import support\n' % TESTS_DIR
     # The interpreter itself on Windows, where the wrapper is for the other system's shell.
     command = (command or []) + ([sys.executable] if ON_WINDOWS else interpreter())
-    process = subprocess.Popen(command + ['-B', '-c', prologue + text], env=variables,
+    process = subprocess.Popen(command + ['-B', '-c', prologue + text],
                                stdout=subprocess.PIPE, stderr=subprocess.PIPE)
     output, errors = process.communicate()
     return process.returncode, output.replace('\r\n', '\n'), errors.replace('\r\n', '\n')

@@ -43,6 +43,10 @@ class ContractTest(unittest.TestCase):
     def setUpClass(cls):
         cls.natives = contract.Natives()
 
+    @classmethod
+    def tearDownClass(cls):
+        cls.natives.disown()
+
     def refuse(self, exception, message, name, arguments):
         with support.Quiet():
             try:
@@ -131,7 +135,6 @@ class Calls(ContractTest):
             self.assertIs(None, getattr(_vireon, 'delete_' + class_name)(None))
 
     def test_every_result_is_of_its_kind_and_ownership(self):
-        device = _vireon.new_ZoSsdpDeviceInfo()
         for name, kinds, expected in plain_functions():
             if name in (contract.ISOLATED_ONLY, 'Vireon__Callback', 'new_PyAutoUnlock2',
                         'new_PyAutoLock2') or name.endswith('_swigregister'):
@@ -140,15 +143,16 @@ class Calls(ContractTest):
             if name == 'CallbackTaskWorkerThread_getTask':
                 engine = self.natives.engine
                 worker = _vireon.new_CallbackTaskWorkerThread(engine)
-                _vireon.CallbackTaskWorkerThread_addTask(worker, device)
+                _vireon.CallbackTaskWorkerThread_addTask(worker, self.natives.device)
+                worker.disown()
                 arguments = (worker,)
             if name == 'CallbackTaskWorkerThread_m_pVireon_get':
-                arguments = (_vireon.new_CallbackTaskWorkerThread(self.natives.engine),)
+                worker = _vireon.new_CallbackTaskWorkerThread(self.natives.engine)
+                worker.disown()
+                arguments = (worker,)
             with support.Quiet():
                 result = getattr(_vireon, name)(*arguments)
                 self.check_result(name, expected, result)
-                if name == 'new_CallbackTaskWorkerThread':
-                    _vireon.delete_CallbackTaskWorkerThread(result)
                 del result, arguments
 
     def test_search_devices_gives_an_owned_number(self):

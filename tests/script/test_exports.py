@@ -1,0 +1,33 @@
+"""What the module's file shows to the system."""
+import subprocess
+import unittest
+
+import support
+
+
+def output_of(*command):
+    try:
+        return subprocess.check_output(command)
+    except OSError as error:
+        support.missing('%s: %s' % (command[0], error))
+
+
+@unittest.skipIf(support.ON_WINDOWS, 'the .pyd is examined from Linux by a test of its own')
+class SharedObject(unittest.TestCase):
+    PATH = support._vireon.__file__
+
+    def test_the_entry_function_is_its_only_export(self):
+        lines = output_of('nm', '--dynamic', '--defined-only', self.PATH).splitlines()
+        # A sanitizer's own marks aside.
+        names = [line.split()[-1] for line in lines]
+        self.assertEqual(['init_vireon'], [name for name in names if 'asan' not in name])
+
+    def test_it_does_not_link_the_interpreter(self):
+        lines = output_of('objdump', '-p', self.PATH).splitlines()
+        needed = [line.split()[1] for line in lines if 'NEEDED' in line]
+        self.assertNotEqual([], needed)
+        self.assertEqual([], [name for name in needed if 'python' in name])
+
+
+if __name__ == '__main__':
+    unittest.main()
