@@ -33,7 +33,9 @@ TEST(VireonProcessDeathTest, IsSilentAtLevelFour) {
 }
 
 void SearchWithoutDescriptors() {
-    rlimit none{};
+    rlimit usual{};
+    getrlimit(RLIMIT_NOFILE, &usual);
+    const rlimit none{0, usual.rlim_max};
     setrlimit(RLIMIT_NOFILE, &none);
     NPT_NetworkInterface loopback(
         "if00", NPT_MacAddress(),
@@ -46,6 +48,7 @@ void SearchWithoutDescriptors() {
     Vireon vireon;
     const zorvane::Int32 result = vireon.SearchInterfaces(interfaces);
     vireon.Stop();
+    setrlimit(RLIMIT_NOFILE, &usual);  // a sanitizer may want to look at the process
     exit(result == 0 ? 0 : 2);
 }
 
