@@ -205,10 +205,11 @@ class Natives(object):
             'PyAutoLock2 *': None, 'PyAutoUnlock2 *': None,
         }
 
-    def disown(self):
-        """Lets the objects go without a leak report; the process ends soon."""
-        for wrapped in (self.engine, self.device, self.worker, self.searcher):
-            wrapped.disown()
+    def delete(self):
+        _vireon.delete_SsdpSearchWorkerThread(self.searcher)
+        _vireon.delete_CallbackTaskWorkerThread(self.worker)
+        _vireon.delete_Vireon(self.engine)
+        _vireon.delete_ZoSsdpDeviceInfo(self.device)
 
     def arguments(self, name, kinds):
         if name.startswith('delete_'):

@@ -302,7 +302,9 @@ print len(support.text_at(_vireon.ZoSsdpDeviceInfo_GetUUID(dressed)))
 del dressed, Device
 gc.collect()
 print gone()
+address = int(owned)
 del owned
+_vireon.delete_ZoSsdpDeviceInfo(probe.wrap(address, '_p_ZoSsdpDeviceInfo'))
 class Device(object):
     __swig_destroy__ = _vireon.delete_ZoSsdpDeviceInfo
 _vireon.ZoSsdpDeviceInfo_swigregister(Device)

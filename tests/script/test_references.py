@@ -35,7 +35,7 @@ class References(unittest.TestCase):
     @classmethod
     def tearDownClass(cls):
         sys.stdout = cls.stdout
-        cls.natives.disown()
+        cls.natives.delete()
 
     def growth(self, action):
         for _ in range(10):

@@ -93,12 +93,14 @@ def show():
     _vireon.ZoSsdpDeviceInfo_SetBootId(device, wrapped)
     number = _vireon.ZoSsdpDeviceInfo_GetBootId(device)
     print support.uint32_at(number)
-    number.disown()
+    with support.Quiet():
+        del number
     text = ctypes.create_string_buffer('sibling.example')
     url = _vireon.ZoSsdpDeviceInfo_GetDescriptionUrl(
         device, sibling.wrap(ctypes.addressof(text), '_p_char'))
     print support.text_at(url)
-    url.disown()
+    with support.Quiet():
+        del url
     engine.append(wrapped)
     print repr(engine) == ''.join(
         "<Swig Object of type '%s *' at 0x%x>" % each

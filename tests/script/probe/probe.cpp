@@ -3,17 +3,14 @@
 // constants, documentation, implicit conversion).
 #include <Python.h>
 
-#include <cstring>
 #include <memory>
-#include <string>
+#include <unordered_set>
 
 #include "binding/constants.h"
 #include "binding/conversion_result.h"
 #include "binding/module_types.h"
 #include "binding/packed_value.h"
 #include "binding/pointer_conversion.h"
-#include "core/memory_stream.h"
-#include "http/http_client.h"
 #include "http/http_response.h"
 #include "net/udp_socket.h"
 
@@ -21,9 +18,16 @@ namespace {
 
 using binding::DescriptorOf;
 
-// Borrowed pointers: the tests end the objects with the function below, or never.
+// Most natives are never deleted; known here they are no leak.
+std::unordered_set<void*>& Natives() {
+    static auto& natives = *new std::unordered_set<void*>;
+    return natives;
+}
+
+// A borrowed pointer: tests delete the native object themselves, hand it over or leave it.
 template <typename Type>
 PyObject* Wrap(typename Type::Native* native) {
+    Natives().insert(native);
     return binding::NewPointerObject(native, DescriptorOf<Type>(), binding::kBorrowed);
 }
 
@@ -37,15 +41,18 @@ typename Type::Native* Unwrap(PyObject* object) {
     return static_cast<typename Type::Native*>(converted.address);
 }
 
+template <typename Type>
+PyObject* Delete(PyObject*, PyObject* object) {
+    typename Type::Native* native = Unwrap<Type>(object);
+    Natives().erase(native);
+    delete native;
+    return native ? binding::NewNone() : nullptr;
+}
+
 PyObject* NewString(PyObject*, PyObject* arguments) {
     const char* text = nullptr;
     if (!PyArg_ParseTuple(arguments, "s", &text)) return nullptr;
     return Wrap<binding::type::String>(new NPT_String(text));
-}
-
-PyObject* DeleteString(PyObject*, PyObject* object) {
-    delete Unwrap<binding::type::String>(object);
-    Py_RETURN_NONE;
 }
 
 PyObject* ReadString(PyObject*, PyObject* object) {
@@ -94,11 +101,6 @@ PyObject* NewSocket(PyObject*, PyObject*) {
 
 PyObject* NewElement(PyObject*, PyObject*) {
     return Wrap<binding::type::Element>(new NPT_XmlElementNode("parent"));
-}
-
-PyObject* DeleteElement(PyObject*, PyObject* object) {
-    delete Unwrap<binding::type::Element>(object);
-    Py_RETURN_NONE;
 }
 
 PyObject* CountChildren(PyObject*, PyObject* object) {
@@ -184,17 +186,21 @@ PyObject* NumberAddress(PyObject*, PyObject*) {
     return PyLong_FromVoidPtr(&number);
 }
 
-// What becomes of a function's documentation. Completed texts are never freed: the test gives few.
+// What becomes of a function's documentation.
 PyObject* Documentation(PyObject*, PyObject* arguments) {
     const char* text = nullptr;
     if (!PyArg_ParseTuple(arguments, "z", &text)) return nullptr;
     PyMethodDef methods[] = {{"f", nullptr, METH_VARARGS, text}, {nullptr, nullptr, 0, nullptr}};
     binding::CompleteDocumentation(methods, Constants());
-    return Py_BuildValue("z", methods[0].ml_doc);
+    const char* completed = methods[0].ml_doc;
+    PyObject* result = Py_BuildValue("z", completed);
+    // A method table would keep the new text for good.
+    if (completed != text) PyMem_Free(const_cast<char*>(completed));
+    return result;
 }
 
 PyMethodDef methods[] = {{"string", NewString, METH_VARARGS, nullptr},
-                         {"delete_string", DeleteString, METH_O, nullptr},
+                         {"delete_string", Delete<binding::type::String>, METH_O, nullptr},
                          {"read_string", ReadString, METH_O, nullptr},
                          {"url", NewUrl, METH_VARARGS, nullptr},
                          {"read_url", ReadUrl, METH_O, nullptr},
@@ -204,7 +210,7 @@ PyMethodDef methods[] = {{"string", NewString, METH_VARARGS, nullptr},
                          {"message", MessageOf, METH_O, nullptr},
                          {"socket", NewSocket, METH_NOARGS, nullptr},
                          {"element", NewElement, METH_NOARGS, nullptr},
-                         {"delete_element", DeleteElement, METH_O, nullptr},
+                         {"delete_element", Delete<binding::type::Element>, METH_O, nullptr},
                          {"count_children", CountChildren, METH_O, nullptr},
                          {"wrap", WrapAddress, METH_VARARGS, nullptr},
                          {"query", Query, METH_VARARGS, nullptr},
