@@ -1,13 +1,20 @@
 #include "engine/testing/embedded_interpreter.h"
 
+#include <errno.h>
+#include <linux/filter.h>
+#include <linux/seccomp.h>
 #include <stdlib.h>
-#include <sys/resource.h>
+#include <sys/prctl.h>
+#include <sys/syscall.h>
+
+#include <cstddef>
+#include <iterator>
 
 #include "engine/vireon.h"
 
 namespace {
 
-// Each in a process of its own, whose switches nobody has read yet and whose limits may be spent.
+// Each in a process of its own, whose switches nobody has read yet and which may be crippled.
 
 TEST(VireonProcessDeathTest, LogsItsLifeAtLevelFive) {
     EXPECT_EXIT(
@@ -32,11 +39,20 @@ TEST(VireonProcessDeathTest, IsSilentAtLevelFour) {
         testing::ExitedWithCode(0), "^$");
 }
 
-void SearchWithoutDescriptors() {
-    rlimit usual{};
-    getrlimit(RLIMIT_NOFILE, &usual);
-    const rlimit none{0, usual.rlim_max};
-    setrlimit(RLIMIT_NOFILE, &none);
+// From now on every bind of this thread fails as if the port were taken.
+bool TakeAllPorts() {
+    sock_filter instructions[] = {
+        BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr)),
+        BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, __NR_bind, 0, 1),
+        BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ERRNO | EADDRINUSE),
+        BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW),
+    };
+    const sock_fprog program = {std::size(instructions), instructions};
+    return prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) == 0 &&
+           prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &program) == 0;
+}
+
+void SearchWithoutPorts() {
     NPT_NetworkInterface loopback(
         "if00", NPT_MacAddress(),
         NPT_NETWORK_INTERFACE_FLAG_BROADCAST | NPT_NETWORK_INTERFACE_FLAG_MULTICAST);
@@ -46,14 +62,16 @@ void SearchWithoutDescriptors() {
     NPT_List<NPT_NetworkInterface*> interfaces;
     interfaces.Add(&loopback);
     Vireon vireon;
+    vireon.SetInterVal(0.1f);
+    if (vireon.SearchInterfaces(interfaces) != Vireon::kSearchStarted) exit(2);
+    if (!TakeAllPorts()) exit(3);
     const zorvane::Int32 result = vireon.SearchInterfaces(interfaces);
     vireon.Stop();
-    setrlimit(RLIMIT_NOFILE, &usual);  // a sanitizer may want to look at the process
-    exit(result == 0 ? 0 : 2);
+    exit(result == 0 ? 0 : 4);
 }
 
 TEST(VireonProcessDeathTest, ReportsZeroWhenAMulticastSenderFindsNoPort) {
-    EXPECT_EXIT(SearchWithoutDescriptors(), testing::ExitedWithCode(0), "");
+    EXPECT_EXIT(SearchWithoutPorts(), testing::ExitedWithCode(0), "");
 }
 
 }  // namespace
