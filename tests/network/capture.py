@@ -10,14 +10,17 @@ import threading
 import time
 
 _ETH_P_ALL = 3
+_ETH_P_IP = 0x0800
 _SO_TIMESTAMPNS = 35
 _SO_ATTACH_FILTER = 26
 
-# Classic BPF over the IP packet: keeps what goes out (not what comes in) and is UDP, so that a
-# flood towards the searcher costs the capture nothing.
+# Classic BPF over the packet: keeps what goes out (not what comes in) and is UDP over IPv4, so that
+# a flood towards the searcher costs the capture nothing.
 _OUTGOING_UDP = [
     (0x28, 0, 0, 0xfffff000 + 4),            # A = packet type
-    (0x15, 0, 3, socket.PACKET_OUTGOING),    # this one, else drop
+    (0x15, 0, 5, socket.PACKET_OUTGOING),    # this one, else drop
+    (0x28, 0, 0, 0xfffff000),                # A = protocol of the frame
+    (0x15, 0, 3, _ETH_P_IP),                 # this one, else drop
     (0x30, 0, 0, 9),                         # A = protocol in the IP header
     (0x15, 0, 1, socket.IPPROTO_UDP),        # this one, else drop
     (0x06, 0, 0, 0x40000),                   # keep whole
@@ -47,6 +50,26 @@ def wait_for_either(source, wake):
     return any(fd == wake for fd, _ in poll.poll())
 
 
+class LoudThread:
+    """A thread whose failure is the failure of whoever joins it."""
+
+    def __init__(self, run):
+        self._failure = None
+
+        def guarded():
+            try:
+                run()
+            except BaseException as failure:
+                self._failure = failure
+        self._thread = threading.Thread(target=guarded, daemon=True)
+        self._thread.start()
+
+    def join(self):
+        self._thread.join()
+        if self._failure is not None:
+            raise self._failure
+
+
 class Capture:
     """Collects from construction until close. Times are the kernel's, in seconds of the clock."""
 
@@ -64,8 +87,7 @@ class Capture:
         self._datagrams = []
         self._changed = threading.Condition()
         self._wake, self._woken = os.pipe()
-        self._thread = threading.Thread(target=self._run, daemon=True)
-        self._thread.start()
+        self._thread = LoudThread(self._run)
 
     def _run(self):
         while True:
@@ -73,7 +95,8 @@ class Capture:
                 return
             packet, control, _, address = self._socket.recvmsg(65536, 64)
             # The first ones may have come in before the filter.
-            if address[2] != socket.PACKET_OUTGOING or packet[9] != socket.IPPROTO_UDP:
+            if (address[2] != socket.PACKET_OUTGOING or address[1] != _ETH_P_IP
+                    or packet[9] != socket.IPPROTO_UDP):
                 continue
             seconds, nanoseconds = struct.unpack('qq', control[0][2][:16])
             datagram = _parse(packet, seconds + nanoseconds / 1e9, address[0])
@@ -83,10 +106,12 @@ class Capture:
 
     def close(self):
         os.write(self._woken, b'x')
-        self._thread.join()
-        for fd in (self._wake, self._woken):
-            os.close(fd)
-        self._socket.close()
+        try:
+            self._thread.join()
+        finally:
+            for fd in (self._wake, self._woken):
+                os.close(fd)
+            self._socket.close()
 
     def datagrams(self):
         with self._changed:

@@ -129,11 +129,12 @@ class NetworkCase(unittest.TestCase):
         self.assertEqual(self.client.search(), STARTED)
 
     def _finish(self, searcher):
-        """Every test ends with a clean stop, exit code 0 and nothing printed, unless it says so."""
+        """Every test that says nothing else ends with a stop, the engine's end and a clean exit."""
         if searcher.process.returncode is not None:
             return
         try:
             searcher.stop()
+            searcher.call('delete')
             code = searcher.end()
         except BaseException:
             searcher.kill()
@@ -145,6 +146,7 @@ class NetworkCase(unittest.TestCase):
         """Waits for a print to the errors and ends the search, which must be clean otherwise."""
         errors = searcher.wait_errors(text, count)
         searcher.stop()
+        searcher.call('delete')
         self.assertEqual(searcher.end(), 0)
         return errors
 

@@ -10,7 +10,7 @@ import struct
 import threading
 import time
 
-from capture import wait_for_either
+from capture import LoudThread, wait_for_either
 
 PORT = 31288
 GROUP = '239.255.255.250'
@@ -112,8 +112,7 @@ class Responder:
         self._requests = []
         self._changed = threading.Condition()
         self._wake, self._woken = os.pipe()
-        self._thread = threading.Thread(target=self._run, daemon=True)
-        self._thread.start()
+        self._thread = LoudThread(self._run)
 
     def _run(self):
         while True:
@@ -130,10 +129,12 @@ class Responder:
 
     def close(self):
         os.write(self._woken, b'x')
-        self._thread.join()
-        for fd in (self._wake, self._woken):
-            os.close(fd)
-        self._socket.close()
+        try:
+            self._thread.join()
+        finally:
+            for fd in (self._wake, self._woken):
+                os.close(fd)
+            self._socket.close()
 
     def send(self, payload, to):
         self._socket.sendto(payload, to)
@@ -170,8 +171,7 @@ class Stream:
             while not self._ended.wait(pace):
                 responder.send(make(self.sent), to)
                 self.sent += 1
-        self._thread = threading.Thread(target=run, daemon=True)
-        self._thread.start()
+        self._thread = LoudThread(run)
 
     def close(self):
         self._ended.set()

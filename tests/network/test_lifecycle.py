@@ -276,6 +276,7 @@ class ExitTest(NetworkCase):
         self.standard_search(reply=lambda request: [answer()])
         self.client.wait_found(lambda found: found, 'a call')
         self.client.stop()
+        self.client.call('delete')
         self.assertEqual(self.client.end(), 0)
         self.assertEqual(self.client.errors(), b'')
 
