@@ -74,6 +74,8 @@ target_include_directories(vireon_python SYSTEM INTERFACE
 if(VIREON_PYTHON_DEBUG)
     # Debian's headers for its debug interpreter leave this one to whoever compiles.
     target_compile_definitions(vireon_python INTERFACE Py_DEBUG)
+    # Its macros cast what they are given, in the line of whoever uses them.
+    target_compile_options(vireon_python INTERFACE -Wno-old-style-cast)
 endif()
 if(python_LIBRARY)
     separate_arguments(system_libraries UNIX_COMMAND "${python_SYSTEM_LIBRARIES}")

@@ -140,8 +140,11 @@ def platform_sources_mirror_each_other(root):
 
 
 def sources_have_tests(root):
+    """What tests themselves use (testing/) is tried by them."""
     faults = {}
     for path in sources(root, ".cpp"):
+        if "testing" in path.parts:
+            continue
         test = path.stem + "_test.cpp"
         # A platform's source is tested by its neutral unit's test.
         places = {path.parent, pathlib.Path("src", folder_of(path) or "")}
@@ -152,13 +155,14 @@ def sources_have_tests(root):
 
 
 def sources_are_built(root):
-    """A source that no CMakeLists.txt names is one that nobody compiles."""
+    """A source that its folder's build description does not name is one that nobody compiles."""
     complaints = []
     for path in sources(root, ".cpp"):
         folder = root / "src" / (folder_of(path) or "")
-        lists = [file.read_text(encoding="utf-8") for file in folder.rglob("CMakeLists.txt")]
+        lists = [file.read_text(encoding="utf-8") for pattern in ("CMakeLists.txt", "*.cmake")
+                 for file in folder.rglob(pattern)]
         if not any(re.search(rf"(?<![\w-]){re.escape(path.name)}\b", text) for text in lists):
-            complaints.append(f"{path}: is named in no CMakeLists.txt of its folder")
+            complaints.append(f"{path}: is named in no build description of its folder")
     return complaints
 
 
