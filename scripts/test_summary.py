@@ -110,7 +110,7 @@ def count_program(case):
     if not succeeded and not count.failed:
         reason = case.find("failure")
         said = reason.get("message") if reason is not None else case.get("status")
-        count.failed.append(said or "failed")
+        count.failed.append(f"ended badly: {said or 'failed'}")
     count.failed = [f"{name}: {what}" for what in count.failed]
     count.skipped = [f"{name}: {what}" for what in count.skipped]
     return count
