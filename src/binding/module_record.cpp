@@ -16,14 +16,15 @@ namespace {
 char runtime_module_name[] = "swig_runtime_data3";
 char record_name[] = "type_pointer";
 
-// Calls visit for each record of the ring, start first, until it returns true.
+// Calls visit for each record of the ring, start first, until it returns true. A sibling may have
+// left its ring of one open.
 template <typename Visit>
 bool AnyRecord(ModuleRecord& start, Visit visit) {
     ModuleRecord* record = &start;
     do {
         if (visit(*record)) return true;
         record = record->next;
-    } while (record != &start);
+    } while (record && record != &start);
     return false;
 }
 
@@ -127,6 +128,8 @@ ModuleRecord* PublishedRecord() {
     return record;
 }
 
+// The opaque object is a CObject, not a capsule: siblings import it by the older calls, which read
+// both, and a CObject's destructor gets the record itself.
 void Publish(ModuleRecord& module) {
     static PyMethodDef no_methods[] = {{nullptr, nullptr, 0, nullptr}};
     PyObject* runtime =
@@ -152,6 +155,7 @@ void JoinFamily(ModuleRecord& module) {
     if (!head) {
         Publish(module);
     } else if (!AnyRecord(*head, [&module](ModuleRecord& other) { return &other == &module; })) {
+        if (!head->next) head->next = head;
         // Two rings that exchange a link are one: this puts a lone record behind the head, and
         // joins the rings of a family that has lost its runtime module in between.
         std::swap(module.next, head->next);

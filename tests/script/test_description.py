@@ -97,7 +97,8 @@ class Description(unittest.TestCase):
             try:
                 os.write(handle, document)
                 os.close(handle)
-                read = subprocess.check_output(['xmllint', '--nonet', '--xpath', query, path])
+                read = subprocess.check_output(['xmllint', '--nonet', '--xpath', query, path],
+                                               env=support.ENVIRONMENT)
             except OSError as error:
                 support.missing('xmllint: %s' % error)
             finally:

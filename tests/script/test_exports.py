@@ -7,7 +7,7 @@ import support
 
 def output_of(*command):
     try:
-        return subprocess.check_output(command)
+        return subprocess.check_output(command, env=support.ENVIRONMENT)
     except OSError as error:
         support.missing('%s: %s' % (command[0], error))
 

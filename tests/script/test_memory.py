@@ -70,5 +70,30 @@ class Memory(unittest.TestCase):
         _vireon.delete_ZoSsdpDeviceInfo(device)
 
 
+class Exhaustion(unittest.TestCase):
+    def test_native_memory_that_runs_out_is_a_memory_error(self):
+        code, output, errors = support.run_script('''
+import resource, _vireon, vireon_probe as probe
+device, text = _vireon.new_ZoSsdpDeviceInfo(), probe.string(50000000 * 'x')
+with open('/proc/self/statm') as counts:
+    pages = int(counts.read().split()[0])
+limit = pages * resource.getpagesize() + 120000000
+resource.setrlimit(resource.RLIMIT_AS, (limit, limit))
+failed = []
+for field in ('Manufacturer', 'ModelName', 'ModelURL', 'Version'):
+    try:
+        getattr(_vireon, 'ZoSsdpDeviceInfo_m_%s_set' % field)(device, text)
+    except MemoryError:
+        failed.append(field)
+try:
+    _vireon.ZoSsdpDeviceInfo_m_Manufacturer_get(device)
+except MemoryError:
+    failed.append('get')
+print failed
+_vireon.delete_ZoSsdpDeviceInfo(device)
+''')
+        self.assertEqual((0, "['ModelURL', 'Version', 'get']\n", ''), (code, output, errors))
+
+
 if __name__ == '__main__':
     unittest.main()

@@ -159,6 +159,21 @@ for module in (first, second, third):
 first.delete_ZoSsdpDeviceInfo(pointer)
 ''')
 
+    def test_a_ring_that_a_sibling_left_open_is_closed(self):
+        code, output, errors = support.run_script('print len(ring())\n', prologue='''
+import sys; sys.path[:0] = [%r, %r]
+import ctypes, vireon_sibling as sibling
+ctypes.c_void_p.from_address(sibling.record() + 16).value = None
+import support
+def ring():
+    records, record = [], support.head_record()
+    while ctypes.addressof(record) not in records:
+        records.append(ctypes.addressof(record))
+        record = record.next.contents
+    return records
+''' % (support.HELPERS_DIR, support.TESTS_DIR))
+        self.assertEqual((0, '2\n', ''), (code, output, errors))
+
     def test_loading_the_same_module_again_changes_nothing(self):
         self.expect('True 1\nTrue 1\n', '''
 import ctypes, imp, os, _vireon

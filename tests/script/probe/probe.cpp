@@ -105,7 +105,7 @@ PyObject* NewElement(PyObject*, PyObject*) {
 
 PyObject* CountChildren(PyObject*, PyObject* object) {
     NPT_XmlElementNode* element = Unwrap<binding::type::Element>(object);
-    return element ? PyInt_FromLong(element->GetChildren().GetItemCount()) : nullptr;
+    return element ? PyInt_FromSize_t(element->GetChildren().GetItemCount()) : nullptr;
 }
 
 // A wrapped pointer of any type of the module, by its mangled name.
