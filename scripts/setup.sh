@@ -1,8 +1,9 @@
 #!/usr/bin/env bash
-# setup.sh build|test
+# setup.sh build|test|windows
 #
-# Installs what building the module, or testing it as well, needs and is not there yet. Safe to run
-# again: what is in place is left alone, and a machine that has everything is not asked for root.
+# Installs what building the module, testing it, or building and testing it for Windows needs and is
+# not there yet. Safe to run again: what is in place is left alone, and a machine that has everything
+# is not asked for root.
 #
 # Everything comes from Debian 12 but Python 2.7, which Debian 12 no longer has. Unless a Python 2.7
 # with headers is on PATH already, it comes from Debian 11's suite of the mirror this machine uses
@@ -23,6 +24,7 @@ readonly kTestPackages=(
     googletest libbenchmark-dev
     libxml2-utils
 )
+readonly kWindowsPackages=(g++-mingw-w64-x86-64-posix wine wine64 patch)
 
 say() { printf '==> %s\n' "$*"; }
 die() {
@@ -88,15 +90,6 @@ install_packages() {
     }
 }
 
-# The mirrors that this machine's apt gets Debian 12's main component from, in its own order.
-debian_mirrors() {
-    # shellcheck disable=SC2016 # apt's own fields, not variables
-    apt-get indextargets --format '$(CODENAME)|$(ORIGIN)|$(COMPONENT)|$(REPO_URI)' \
-        'Identifier: Packages' |
-        awk -F'|' '$1 == "bookworm" && $2 == "Debian" && $3 == "main" && $4 !~ /^cdrom:/ \
-            && !seen[$4]++ { print $4 }'
-}
-
 # Reads only our own list, so that a fault there never touches what apt knows of the other sources.
 read_python_list() {
     apt_get update -o Dir::Etc::SourceList="$kSourceList" -o Dir::Etc::SourceParts=/dev/null \
@@ -121,15 +114,16 @@ forget_python_source() {
     as_root rm -f "$kSourceList" "$kPreferences"
 }
 
+# Where nothing was read yet apt cannot tell which of its sources are Debian 12's.
+know_mirrors() {
+    "$kScripts/debian-mirrors.sh" >/dev/null 2>&1 || update_once
+}
+
 # Makes Debian 11's Python 2.7 known to apt: the first of the machine's mirrors that has it.
 add_python_source() {
     local mirror mirrors
-    mirrors=$(debian_mirrors)
-    if [ -z "$mirrors" ]; then
-        update_once
-        mirrors=$(debian_mirrors)
-    fi
-    [ -n "$mirrors" ] || die "apt's configuration names no mirror of Debian 12 (bookworm, main)"
+    know_mirrors
+    mirrors=$("$kScripts/debian-mirrors.sh")
 
     write_preferences
     while IFS= read -r mirror; do
@@ -173,6 +167,12 @@ command -v apt-get >/dev/null || die 'only Debian 12 is set up by this script (n
 case ${1-} in
     build) set_up_packages "${kBuildPackages[@]}" ;;
     test) set_up_packages "${kBuildPackages[@]}" "${kTestPackages[@]}" ;;
-    *) die 'usage: setup.sh build|test' ;;
+    windows)
+        set_up_packages "${kBuildPackages[@]}" "${kTestPackages[@]}" "${kWindowsPackages[@]}"
+        # The sources of Windows' interpreter come from the same mirrors.
+        know_mirrors
+        exit
+        ;;
+    *) die 'usage: setup.sh build|test|windows' ;;
 esac
 set_up_python "$1"

@@ -16,7 +16,8 @@ say() { printf '%s\n' "$*" >&2; }
 # The source package, from Debian 11's archive on the mirror that this machine's apt already names.
 fetch_source() {
     local folder=$1 mirror
-    mirror=$("$here/../debian-mirror.sh")
+    mirror=$("$here/../debian-mirrors.sh")
+    mirror=${mirror%%$'\n'*}
     mkdir -p "$folder/lists/partial" "$folder/package"
     printf 'deb-src [signed-by=/usr/share/keyrings/debian-archive-keyring.gpg] %s bullseye main\n' \
         "$mirror" > "$folder/sources.list"
