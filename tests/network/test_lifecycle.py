@@ -119,6 +119,7 @@ class RestartTest(NetworkCase):
         self.standard_search()
         self.server.sender(GROUP)
         self.client.stop()
+        time.sleep(SLACK)  # the capture may be behind what was sent
         before = len(self.wire.datagrams())
         self.assertEqual(self.client.search(), STARTED)
         time.sleep(2 * INTERVAL + SLACK)
