@@ -17,6 +17,10 @@ target_link_libraries(vireon_python_embed INTERFACE vireon_python)
 
 if(WIN32)
     set(VIREON_WINDOWS_PYTHON "" CACHE PATH "Python 2.7 for 64-bit Windows: include/ and libs/")
+    if(NOT VIREON_WINDOWS_PYTHON AND CMAKE_CROSSCOMPILING)
+        execute_process(COMMAND ${PROJECT_SOURCE_DIR}/scripts/windows/build-python.sh
+            OUTPUT_VARIABLE VIREON_WINDOWS_PYTHON OUTPUT_STRIP_TRAILING_WHITESPACE)
+    endif()
     if(NOT EXISTS "${VIREON_WINDOWS_PYTHON}/include/Python.h")
         message(FATAL_ERROR "VIREON_WINDOWS_PYTHON names no folder with include/Python.h: "
             "'${VIREON_WINDOWS_PYTHON}'")
@@ -26,10 +30,12 @@ if(WIN32)
     target_link_libraries(vireon_python INTERFACE ${VIREON_WINDOWS_PYTHON}/libs/libpython27.a)
     # The headers know 64-bit Windows by this name alone; only Microsoft's compiler sets it itself.
     target_compile_definitions(vireon_python INTERFACE MS_WIN64)
+    foreach(name python python-isolated)
+        configure_file(${PROJECT_SOURCE_DIR}/cmake/windows-${name}.sh.in ${PROJECT_BINARY_DIR}/${name}
+            @ONLY FILE_PERMISSIONS OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE
+                WORLD_READ WORLD_EXECUTE)
+    endforeach()
     set(VIREON_PYTHON_EXECUTABLE ${PROJECT_BINARY_DIR}/python)
-    configure_file(${PROJECT_SOURCE_DIR}/cmake/windows-python.sh.in ${VIREON_PYTHON_EXECUTABLE}
-        @ONLY FILE_PERMISSIONS OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE
-            WORLD_READ WORLD_EXECUTE)
     return()
 endif()
 

@@ -1,0 +1,17 @@
+#!/usr/bin/env bash
+# wine.sh in a prefix of its own, which goes with the program: for programs in a network namespace,
+# since a prefix's sockets live where its server was started. The program keeps this process's number,
+# so whoever started it can signal it, time it and wait for it.
+set -euo pipefail
+here=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
+prefix=$(mktemp -d "${TMPDIR:-/tmp}/vireon-wine.XXXXXX")
+"$here/wine-prefix.sh" clone "$prefix"
+export WINEPREFIX=$prefix
+program=$$
+(
+    # However the program ends, by a kill as well, what it leaves behind ends here.
+    tail "--pid=$program" -f /dev/null
+    wineserver -k
+    rm -rf "$prefix"
+) </dev/null >/dev/null 2>&1 &
+exec "$here/wine.sh" "$@"
