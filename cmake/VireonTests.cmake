@@ -21,15 +21,20 @@ function(vireon_script_test name file)
         set(TEST_TIMEOUT 300)
     endif()
     set(interpreter ${VIREON_PYTHON_EXECUTABLE})
+    set(environment "VIREON_PYTHON=${VIREON_PYTHON_EXECUTABLE}" "VIREON_MODULE_DIR=${PROJECT_BINARY_DIR}")
     if(TEST_PYTHON3)
         set(interpreter ${Python3_EXECUTABLE})
+    elseif(WIN32)
+        # Wine's sockets live in one namespace, so a test that may search is in its own from the start.
+        set(interpreter ${PROJECT_SOURCE_DIR}/tests/script/isolated.sh ${PROJECT_BINARY_DIR}/python-isolated)
+        list(APPEND environment VIREON_ISOLATED=1)
     endif()
     cmake_path(ABSOLUTE_PATH file)
     add_test(NAME ${name} COMMAND ${interpreter} -B ${file} --verbose ${TEST_ARGS})
     set_tests_properties(${name} PROPERTIES
         LABELS ${TEST_LABEL}
         TIMEOUT ${TEST_TIMEOUT}
-        ENVIRONMENT "VIREON_PYTHON=${VIREON_PYTHON_EXECUTABLE};VIREON_MODULE_DIR=${PROJECT_BINARY_DIR}")
+        ENVIRONMENT "${environment}")
     if(TEST_SERIAL)
         set_tests_properties(${name} PROPERTIES RUN_SERIAL ON)
     endif()

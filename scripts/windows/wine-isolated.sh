@@ -14,4 +14,6 @@ program=$$
     wineserver -k
     rm -rf "$prefix"
 ) </dev/null >/dev/null 2>&1 &
+# Wine's own background programs start with the first one; their errors are not this program's.
+"$here/wine.sh" cmd /c exit </dev/null >/dev/null 2>&1 || true
 exec "$here/wine.sh" "$@"

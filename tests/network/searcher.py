@@ -60,7 +60,7 @@ class Searcher:
             environment['LD_PRELOAD'] = os.environ['VIREON_DRIVER_PRELOAD']
         with namespace.entered():
             self.process = subprocess.Popen(
-                driver_command() + [_DRIVER], env=environment, stdin=subprocess.PIPE,
+                driver_command() + ['-u', _DRIVER], env=environment, stdin=subprocess.PIPE,
                 stdout=subprocess.PIPE, stderr=subprocess.PIPE, preexec_fn=_die_with_parent)
         self._changed = threading.Condition()
         self._replies = {}

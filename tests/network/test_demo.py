@@ -22,7 +22,7 @@ class DemoTest(unittest.TestCase):
     def setUp(self):
         reason = missing_namespaces() or missing_module()
         if not reason and 'VIREON_DRIVER_PYTHON' in os.environ:
-            self.skipTest('the demonstration runs the module on this platform only')
+            self.skipTest('platform: the demonstration runs the module on this platform only')
         if reason:
             unmet(reason)
 

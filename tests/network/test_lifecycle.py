@@ -20,7 +20,7 @@ class StopTest(NetworkCase):
     def test_stop_leaves_no_thread_behind(self):
         self.standard_network()
         client = self.searcher(self.here, 1.5)
-        self.on_posix_only(client, 'Wine runs threads of its own in the process')
+        self.on_posix_only(client, 'platform: Wine runs threads of its own in the process')
         # The first thread of all may bring a sanitizer's own with it.
         client.search()
         client.stop()

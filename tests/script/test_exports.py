@@ -12,7 +12,7 @@ def output_of(*command):
         support.missing('%s: %s' % (command[0], error))
 
 
-@unittest.skipIf(support.ON_WINDOWS, 'the .pyd is examined from Linux by a test of its own')
+@unittest.skipIf(support.ON_WINDOWS, 'platform: tests/windows/test_module_file.py examines the .pyd')
 class SharedObject(unittest.TestCase):
     PATH = support._vireon.__file__
 

@@ -278,4 +278,11 @@ TEST(PosixSignalTest, SignalsDoNotEndAnInfiniteWait) {
     later.join();
 }
 
+// On this platform only: Wine binds to any address, whether the machine has it or not.
+TEST(PosixSocketTest, AForeignAddressIsRefused) {
+    NPT_BsdUdpSocket socket;
+    EXPECT_LT(socket.Bind(NPT_SocketAddress(NPT_IpAddress(192, 0, 2, 1), 0), false),
+              NPT_ERROR_SYSTEM_BASE);
+}
+
 }  // namespace

@@ -1,0 +1,9 @@
+#!/bin/sh
+# Runs a command in a network namespace of its own, with one interface that leads nowhere.
+exec unshare --net sh -c '
+    ip link set lo up &&
+    ip link add here type veth peer name there &&
+    ip address add 10.77.0.1/24 brd + dev here &&
+    ip link set here up && ip link set there up &&
+    exec "$@"
+' sh "$@"
