@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <map>
+#include <memory>
 #include <random>
 #include <thread>
 #include <vector>
@@ -15,10 +16,10 @@ using ThreadId = NPT_Thread::ThreadId;
 
 // Descriptors to tell apart; the table only keeps their addresses.
 const NPT_BsdSocketFd& Descriptor(std::size_t number) {
-    static const std::vector<NPT_BsdSocketFd*> descriptors = [] {
-        std::vector<NPT_BsdSocketFd*> made;
+    static const std::vector<std::unique_ptr<NPT_BsdSocketFd>> descriptors = [] {
+        std::vector<std::unique_ptr<NPT_BsdSocketFd>> made;
         for (int count = 0; count < 8; ++count)
-            made.push_back(new NPT_BsdSocketFd(socket_platform::kInvalidHandle, 0));
+            made.push_back(std::make_unique<NPT_BsdSocketFd>(socket_platform::kInvalidHandle, 0));
         return made;
     }();
     return *descriptors[number % descriptors.size()];

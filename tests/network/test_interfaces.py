@@ -164,6 +164,7 @@ class InterfaceTest(NetworkCase):
         client = self.searcher(self.here)
         client.search()
         client.wait_found(lambda found: found, 'the first call')
+        wire.wait(lambda sent: len(by_sender(sent)) == 2, 10)
         self.here.ip('link set eth0 down')
         time.sleep(2 * INTERVAL)
         self.here.ip('link set eth0 up')
