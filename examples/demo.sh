@@ -92,12 +92,12 @@ demo: './dev demo --lan' needs neither, and searches the network that this machi
 }
 make_namespace "$server"
 make_namespace "$client"
-ip -n "$server" link add name eth0 type veth peer name eth0 netns "$client" ||
+"${in_server[@]}" ip link add name eth0 type veth peer name eth0 netns "$client" ||
     die 'the two namespaces cannot be joined: the kernel has no veth interfaces'
-ip -n "$server" address add 10.31.28.2/24 broadcast + dev eth0
-ip -n "$client" address add 10.31.28.1/24 broadcast + dev eth0
-ip -n "$server" link set eth0 up
-ip -n "$client" link set eth0 up
+"${in_server[@]}" ip address add 10.31.28.2/24 broadcast + dev eth0
+"${in_client[@]}" ip address add 10.31.28.1/24 broadcast + dev eth0
+"${in_server[@]}" ip link set eth0 up
+"${in_client[@]}" ip link set eth0 up
 
 work=$(mktemp -d)
 await() { # FILE: until a program that runs in the background has said that it is ready

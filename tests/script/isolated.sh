@@ -5,6 +5,7 @@
 PRELOAD=${LD_PRELOAD-}
 export PRELOAD
 unset LD_PRELOAD
+# shellcheck disable=SC2016 # the inner shell expands these
 exec unshare --net sh -c '
     ip link set lo up &&
     ip link add here type veth peer name there &&
