@@ -2,14 +2,14 @@
 
 #include <utility>
 
-#include "binding/script_reference.h"
+#include "engine/script_object.h"
 
 namespace binding {
 
 namespace {
 
-ScriptReference OptionalAttribute(PyObject* object, const char* name) {
-    ScriptReference value = ScriptReference::Take(PyObject_GetAttrString(object, name));
+ScriptObject OptionalAttribute(PyObject* object, const char* name) {
+    ScriptObject value = ScriptObject::Steal(PyObject_GetAttrString(object, name));
     if (!value) PyErr_Clear();
     return value;
 }
@@ -19,20 +19,20 @@ bool IsBuiltinOfOneObject(PyObject* function) {
 }
 
 // The old object goes when the record is whole again.
-void Store(PyObject*& field, ScriptReference& value) {
-    value = ScriptReference::Take(std::exchange(field, value.Release()));
+void Store(PyObject*& field, ScriptObject& value) {
+    value = ScriptObject::Steal(std::exchange(field, value.Release()));
 }
 
 }  // namespace
 
 bool FillClassRecord(ClassRecord& record, PyObject* script_class) {
-    ScriptReference own_class = ScriptReference::Share(script_class);
-    ScriptReference constructor;
+    ScriptObject own_class = ScriptObject::Borrow(script_class);
+    ScriptObject constructor;
     if (!PyClass_Check(script_class)) constructor = OptionalAttribute(script_class, "__new__");
-    ScriptReference arguments = constructor ? ScriptReference::Take(PyTuple_Pack(1, script_class))
-                                            : ScriptReference::Share(script_class);
+    ScriptObject arguments = constructor ? ScriptObject::Steal(PyTuple_Pack(1, script_class))
+                                         : ScriptObject::Borrow(script_class);
     if (!arguments) return false;
-    ScriptReference destructor = OptionalAttribute(script_class, "__swig_destroy__");
+    ScriptObject destructor = OptionalAttribute(script_class, "__swig_destroy__");
 
     record.destructor_takes_wrapped = !(destructor && IsBuiltinOfOneObject(destructor.Get()));
     Store(record.script_class, own_class);
@@ -43,7 +43,7 @@ bool FillClassRecord(ClassRecord& record, PyObject* script_class) {
 }
 
 void ClearClassRecord(ClassRecord& record) {
-    ScriptReference script_class, constructor, arguments, destructor;
+    ScriptObject script_class, constructor, arguments, destructor;
     Store(record.script_class, script_class);
     Store(record.constructor, constructor);
     Store(record.raw_arguments, arguments);

@@ -6,7 +6,7 @@
 #include "binding/hex_text.h"
 #include "binding/packed_value.h"
 #include "binding/pointer_conversion.h"
-#include "binding/script_reference.h"
+#include "engine/script_object.h"
 
 namespace binding {
 
@@ -48,7 +48,7 @@ const char* NewText(std::string_view head, const Constant& constant) {
 void InstallConstants(PyObject* dictionary, const Constant* constants) {
     for (const Constant* constant = constants; constant->kind; ++constant) {
         if (constant->kind != kPointerConstant && constant->kind != kPackedConstant) continue;
-        const auto object = ScriptReference::Take(NewObject(*constant));
+        const auto object = ScriptObject::Steal(NewObject(*constant));
         if (!object || PyDict_SetItemString(dictionary, constant->name, object.Get()) != 0)
             PyErr_Clear();
     }

@@ -106,7 +106,7 @@ struct VariadicFunction {
 
     PyObject* Call(PyObject* arguments) const {
         const auto used =
-            ScriptReference::Take(PyTuple_GetSlice(arguments, 0, Wrapper<Signature>::kArity));
+            ScriptObject::Steal(PyTuple_GetSlice(arguments, 0, Wrapper<Signature>::kArity));
         return used ? Wrapper<Signature>::Call(name, native, used.Get()) : nullptr;
     }
 };

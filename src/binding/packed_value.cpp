@@ -3,7 +3,7 @@
 #include <cstring>
 
 #include "binding/hex_text.h"
-#include "binding/script_reference.h"
+#include "engine/script_object.h"
 
 namespace binding {
 
@@ -37,7 +37,7 @@ PyObject* Represent(PyObject* object) {
 
 // The interpreter writes to its own C runtime's file; here the pointer is only passed on.
 int Print(PyObject* object, FILE* file, int) {
-    const auto text = ScriptReference::Take(Represent(object));
+    const auto text = ScriptObject::Steal(Represent(object));
     return text ? PyObject_Print(text.Get(), file, Py_PRINT_RAW) : -1;
 }
 

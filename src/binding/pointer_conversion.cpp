@@ -26,25 +26,25 @@ bool AdoptThis(PyObject* instance, PyObject* wrapped) {
            PyDict_SetItem(*dictionary, ThisName(), wrapped) == 0;
 }
 
-ScriptReference DressAsInstance(PyObject* constructor, PyObject* arguments, PyObject* wrapped) {
-    auto instance = ScriptReference::Take(PyObject_Call(constructor, arguments, nullptr));
-    if (instance && !AdoptThis(instance.Get(), wrapped)) return ScriptReference();
+ScriptObject DressAsInstance(PyObject* constructor, PyObject* arguments, PyObject* wrapped) {
+    auto instance = ScriptObject::Steal(PyObject_Call(constructor, arguments, nullptr));
+    if (instance && !AdoptThis(instance.Get(), wrapped)) return ScriptObject();
     return instance;
 }
 
-ScriptReference DressAsOldStyleInstance(PyObject* script_class, PyObject* wrapped) {
-    const auto dictionary = ScriptReference::Take(PyDict_New());
+ScriptObject DressAsOldStyleInstance(PyObject* script_class, PyObject* wrapped) {
+    const auto dictionary = ScriptObject::Steal(PyDict_New());
     if (!dictionary || !ThisName() || PyDict_SetItem(dictionary.Get(), ThisName(), wrapped) != 0) {
-        return ScriptReference();
+        return ScriptObject();
     }
-    return ScriptReference::Take(PyInstance_NewRaw(script_class, dictionary.Get()));
+    return ScriptObject::Steal(PyInstance_NewRaw(script_class, dictionary.Get()));
 }
 
 // None, and no exception, when the class does not give an instance.
-ScriptReference Dress(const ClassRecord& record, PyObject* wrapped) {
-    const auto constructor = ScriptReference::Share(record.constructor);
-    const auto arguments = ScriptReference::Share(record.raw_arguments);
-    ScriptReference instance;
+ScriptObject Dress(const ClassRecord& record, PyObject* wrapped) {
+    const auto constructor = ScriptObject::Borrow(record.constructor);
+    const auto arguments = ScriptObject::Borrow(record.raw_arguments);
+    ScriptObject instance;
     if (constructor && arguments) {
         instance = DressAsInstance(constructor.Get(), arguments.Get(), wrapped);
     } else if (arguments) {
@@ -56,30 +56,30 @@ ScriptReference Dress(const ClassRecord& record, PyObject* wrapped) {
 
 // The way to "this"
 
-ScriptReference FollowThis(PyObject* object) {
+ScriptObject FollowThis(PyObject* object) {
     PyObject* name = ThisName();
-    if (!name) return ScriptReference();
-    if (PyInstance_Check(object)) return ScriptReference::Share(_PyInstance_Lookup(object, name));
+    if (!name) return ScriptObject();
+    if (PyInstance_Check(object)) return ScriptObject::Borrow(_PyInstance_Lookup(object, name));
     if (PyObject** dictionary = _PyObject_GetDictPtr(object)) {
-        const auto held = ScriptReference::Share(*dictionary);
-        return ScriptReference::Share(held ? PyDict_GetItem(held.Get(), name) : nullptr);
+        const auto held = ScriptObject::Borrow(*dictionary);
+        return ScriptObject::Borrow(held ? PyDict_GetItem(held.Get(), name) : nullptr);
     }
     if (PyWeakref_CheckProxy(object)) {
         PyObject* referent = PyWeakref_GET_OBJECT(object);
-        return ScriptReference::Share(referent == Py_None ? nullptr : referent);
+        return ScriptObject::Borrow(referent == Py_None ? nullptr : referent);
     }
-    return ScriptReference::Take(PyObject_GetAttr(object, name));
+    return ScriptObject::Steal(PyObject_GetAttr(object, name));
 }
 
 // The wrapped pointer that the object is or leads to, or none.
-ScriptReference FindWrappedPointer(PyObject* object) {
-    auto current = ScriptReference::Share(object);
+ScriptObject FindWrappedPointer(PyObject* object) {
+    auto current = ScriptObject::Borrow(object);
     for (int step = 0; current && step < kMaxSteps; ++step) {
         if (IsWrappedPointer(current.Get())) return current;
         current = FollowThis(current.Get());
         if (!current) PyErr_Clear();
     }
-    return ScriptReference();
+    return ScriptObject();
 }
 
 // Matching
@@ -107,10 +107,10 @@ int ConvertByClass(PyObject* object, TypeDescriptor& wanted, ConvertedPointer& r
     if (!record || record->implicit_conversion_running || !record->script_class) {
         return kConversionFailed;
     }
-    const auto script_class = ScriptReference::Share(record->script_class);
+    const auto script_class = ScriptObject::Borrow(record->script_class);
     record->implicit_conversion_running = 1;
     const auto converted =
-        ScriptReference::Take(PyObject_CallFunctionObjArgs(script_class.Get(), object, nullptr));
+        ScriptObject::Steal(PyObject_CallFunctionObjArgs(script_class.Get(), object, nullptr));
     record->implicit_conversion_running = 0;
     if (!converted) {
         PyErr_Clear();
@@ -126,9 +126,9 @@ PyObject* NewPointerObject(void* address, TypeDescriptor* type, int flags, Nativ
     constexpr int kBare = kNewlyConstructed & ~kOwned;
     if (!address) return NewNone();
     auto wrapped =
-        ScriptReference::Take(NewWrappedPointer(address, type, (flags & kOwned) != 0, release));
+        ScriptObject::Steal(NewWrappedPointer(address, type, (flags & kOwned) != 0, release));
     if (wrapped && type && type->client_data && !(flags & kBare)) {
-        ScriptReference instance = Dress(*type->client_data, wrapped.Get());
+        ScriptObject instance = Dress(*type->client_data, wrapped.Get());
         if (instance) return instance.Release();
     }
     return wrapped.Release();
@@ -145,7 +145,7 @@ int ConvertPointer(PyObject* object, TypeDescriptor* wanted, int flags, Converte
     result = ConvertedPointer();
     if (!object) return kConversionFailed;
     if (object == Py_None) return kConverted;
-    ScriptReference wrapped = FindWrappedPointer(object);
+    ScriptObject wrapped = FindWrappedPointer(object);
     if (wrapped) {
         void* address = nullptr;
         WrappedPointer* entry = FindEntry(AsWrappedPointer(wrapped.Get()), wanted, address);

@@ -3,9 +3,9 @@
 
 #include <Python.h>
 
-#include "binding/script_reference.h"
 #include "binding/type_descriptor.h"
 #include "binding/wrapped_pointer.h"
+#include "engine/script_object.h"
 
 namespace binding {
 
@@ -35,7 +35,7 @@ struct ConvertedPointer {
     void* address = nullptr;
     // Keeps the wrapped pointer, and with it what it owns, for as long as the address is used: a
     // property may have made it for this one look.
-    ScriptReference holder;
+    ScriptObject holder;
 };
 
 // The address of the wanted type (null: of any type) that object stands for: None is the null

@@ -11,7 +11,8 @@
 
 #include "binding/class_record.h"
 #include "binding/hex_text.h"
-#include "binding/script_reference.h"
+#include "binding/pending_exception.h"
+#include "engine/script_object.h"
 
 namespace binding {
 
@@ -61,7 +62,7 @@ bool CallWithDying(PyObject* destructor, WrappedPointer& self) {
     auto* object = reinterpret_cast<PyObject*>(&self);
     Py_REFCNT(object) = 1;
     const PyCFunction function = PyCFunction_GetFunction(destructor);
-    ScriptReference::Take(function(PyCFunction_GetSelf(destructor), object));
+    ScriptObject::Steal(function(PyCFunction_GetSelf(destructor), object));
     const Py_ssize_t kept = --Py_REFCNT(object);
     if (kept == 0) return false;
     // The interpreter already counted this object as gone; it has to learn of it anew.
@@ -72,9 +73,9 @@ bool CallWithDying(PyObject* destructor, WrappedPointer& self) {
 }
 
 void CallWithTemporary(PyObject* destructor, const WrappedPointer& self) {
-    const auto temporary = ScriptReference::Take(NewWrappedPointer(self.address, self.type, false));
+    const auto temporary = ScriptObject::Steal(NewWrappedPointer(self.address, self.type, false));
     if (!temporary) return;
-    ScriptReference::Take(PyObject_CallFunctionObjArgs(destructor, temporary.Get(), nullptr));
+    ScriptObject::Steal(PyObject_CallFunctionObjArgs(destructor, temporary.Get(), nullptr));
 }
 
 // Ends the native object as its class says. True when the script object has to live on.
@@ -82,7 +83,7 @@ bool DestroyNative(WrappedPointer& self) {
     const PendingException pending;
     self.own = 0;
     const ClassRecord* record = self.type ? self.type->client_data : nullptr;
-    const auto destructor = ScriptReference::Share(record ? record->destructor : nullptr);
+    const auto destructor = ScriptObject::Borrow(record ? record->destructor : nullptr);
     bool revived = false;
     if (!destructor) {
         ReportLeak(self.type);
@@ -141,7 +142,7 @@ PyObject* Text(PyObject* object) {
 
 // The interpreter writes to its own C runtime's file; here the pointer is only passed on.
 int Print(PyObject* object, FILE* file, int) {
-    const auto text = ScriptReference::Take(Represent(object));
+    const auto text = ScriptObject::Steal(Represent(object));
     return text ? PyObject_Print(text.Get(), file, Py_PRINT_RAW) : -1;
 }
 
@@ -221,7 +222,7 @@ PyObject* Append(PyObject* object, PyObject* next) {
 
 PyObject* Next(PyObject* object, PyObject*) {
     PyObject* next = AsWrappedPointer(object).next;
-    return next ? ScriptReference::Share(next).Release() : None();
+    return next ? ScriptObject::Borrow(next).Release() : None();
 }
 
 PyMethodDef methods[] = {
