@@ -69,7 +69,8 @@ updated=
 update_once() {
     [ -z "$updated" ] || return 0
     say 'reading the package lists (apt-get update)'
-    apt_get update
+    # One bad source among the machine's own says nothing about the others.
+    apt_get update || say 'some package lists could not be read, going on with the others'
     updated=yes
 }
 
