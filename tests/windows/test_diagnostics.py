@@ -31,8 +31,10 @@ class Registry:
         subprocess.run(["wineserver", "-p"], env=self.environment, check=True)
 
     def run(self, *command):
+        # No pipes: Wine's own programs would hold them open long after this one has ended.
         return subprocess.run([SCRIPTS / "wine.sh", *map(str, command)], env=self.environment,
-                              stdout=subprocess.PIPE, stderr=subprocess.PIPE, timeout=60)
+                              stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL,
+                              stderr=subprocess.DEVNULL, timeout=120)
 
     def clear(self):
         self.run("reg", "delete", KEY, "/f")
