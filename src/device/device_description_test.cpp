@@ -5,7 +5,7 @@
 #include <string>
 
 #include "core/string_output_stream.h"
-#include "xml/testing/nth_allocation_failure.h"
+#include "core/testing/failing_allocation.h"
 #include "xml/xml_writer.h"
 
 namespace {
@@ -237,7 +237,7 @@ TEST(DeviceDescription, DocumentSurvivesEveryFailingAllocation) {
         NPT_Result result;
         bool has_failed;
         {
-            const NthAllocationFailure failure(failing);
+            const FailingAllocation failure(failing);
             result = record.GetDescription(text);
             has_failed = failure.HasHappened();
         }
@@ -267,7 +267,7 @@ TEST(DeviceDescription, ElementFormSurvivesEveryFailingAllocation) {
         NPT_Result result;
         bool has_failed;
         {
-            const NthAllocationFailure failure(failing);
+            const FailingAllocation failure(failing);
             result = record.GetDescription(&parent, &device);
             has_failed = failure.HasHappened();
         }

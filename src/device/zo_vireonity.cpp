@@ -1,38 +1,25 @@
 #include "device/zo_vireonity.h"
 
+#include "net/owned_interfaces.h"
+
 namespace zorvane {
 
 namespace {
 
-// The interfaces of one enumeration, deleted unless they were handed on.
-class OwnedInterfaces {
-  public:
-    OwnedInterfaces() = default;
-    OwnedInterfaces(const OwnedInterfaces&) = delete;
-    OwnedInterfaces& operator=(const OwnedInterfaces&) = delete;
-    ~OwnedInterfaces() {
-        for (NPT_NetworkInterface* entry : list_)
-            delete entry;
-    }
-
-    NPT_List<NPT_NetworkInterface*>& AsList() { return list_; }
-
-    // Moves those that pass the test to the end of kept, in list order.
-    template <typename Test>
-    void MoveTo(NPT_List<NPT_NetworkInterface*>& kept, Test test) {
-        for (auto entry = list_.begin(); entry;) {
-            if (*entry && test(**entry)) {
-                kept.Add(*entry);
-                entry = list_.Erase(entry);
-            } else {
-                ++entry;
-            }
+// Moves those that pass the test to the end of kept, in list order. One that cannot be added is
+// still owned by where it was found.
+template <typename Test>
+void MoveTo(NPT_List<NPT_NetworkInterface*>& kept, OwnedInterfaces& owner, Test test) {
+    NPT_List<NPT_NetworkInterface*>& found = owner.AsList();
+    for (auto entry = found.begin(); entry;) {
+        if (*entry && test(**entry)) {
+            kept.Add(*entry);
+            entry = found.Erase(entry);
+        } else {
+            ++entry;
         }
     }
-
-  private:
-    NPT_List<NPT_NetworkInterface*> list_;
-};
+}
 
 bool HasFlag(const NPT_NetworkInterface& entry, NPT_UInt32 flag) {
     return (entry.GetFlags() & flag) != 0;
@@ -65,7 +52,7 @@ NPT_Result ZoVireonity::GetNetworkInterfaces(NPT_List<NPT_NetworkInterface*>& in
         OwnedInterfaces found;
         const NPT_Result result = enumerate(found.AsList());
         if (NPT_Failed(result)) return result;
-        found.MoveTo(interfaces, [](const NPT_NetworkInterface& entry) {
+        MoveTo(interfaces, found, [](const NPT_NetworkInterface& entry) {
             return IsUsable(entry) && !IsLoopback(entry) && IsConfigured(entry);
         });
     }
@@ -74,9 +61,8 @@ NPT_Result ZoVireonity::GetNetworkInterfaces(NPT_List<NPT_NetworkInterface*>& in
     OwnedInterfaces found;
     const NPT_Result result = enumerate(found.AsList());
     if (NPT_Failed(result)) return result;
-    found.MoveTo(interfaces, [](const NPT_NetworkInterface& entry) {
-        return IsUsable(entry) && IsLoopback(entry);
-    });
+    MoveTo(interfaces, found,
+           [](const NPT_NetworkInterface& entry) { return IsUsable(entry) && IsLoopback(entry); });
     return NPT_SUCCESS;
 }
 

@@ -22,7 +22,8 @@ class ZoVireonity {
 
     // Appends the machine's usable interfaces to a list that is not cleared first; those it holds
     // already count as found. The caller deletes what was appended. Fails only as the enumeration
-    // does; no usable interface at all is a success.
+    // does, with nothing appended; no usable interface at all is a success. Throws std::bad_alloc;
+    // what was appended by then stays in the list.
     static NPT_Result GetNetworkInterfaces(NPT_List<NPT_NetworkInterface*>& interfaces);
     // The same choice from what enumerate lists. It is called once or, for the loopback fallback,
     // twice.

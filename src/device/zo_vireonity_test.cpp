@@ -8,6 +8,9 @@
 #include <string>
 #include <vector>
 
+#include "core/testing/failing_allocation.h"
+#include "net/owned_interfaces.h"
+
 namespace {
 
 using zorvane::ZoVireonity;
@@ -54,24 +57,20 @@ struct Enumeration {
 // The caller's list. Whatever is missing from it was deleted, or the sanitized build reports it.
 class InterfaceList {
   public:
-    ~InterfaceList() {
-        for (NPT_NetworkInterface* entry : list_)
-            delete entry;
-    }
     NPT_Result Fill(Enumeration& enumeration) {
-        return ZoVireonity::GetNetworkInterfaces(list_, std::ref(enumeration));
+        return ZoVireonity::GetNetworkInterfaces(AsList(), std::ref(enumeration));
     }
-    void Add(const Interface& description) { list_.Add(New(description)); }
-    NPT_List<NPT_NetworkInterface*>& AsList() { return list_; }
+    void Add(const Interface& description) { AsList().Add(New(description)); }
+    NPT_List<NPT_NetworkInterface*>& AsList() { return owner_.AsList(); }
     std::vector<std::string> Names() const {
         std::vector<std::string> names;
-        for (const NPT_NetworkInterface* entry : list_)
+        for (const NPT_NetworkInterface* entry : owner_.AsList())
             names.push_back(entry->GetName().GetChars());
         return names;
     }
 
   private:
-    NPT_List<NPT_NetworkInterface*> list_;
+    OwnedInterfaces owner_;
 };
 
 using Names = std::vector<std::string>;

@@ -15,33 +15,12 @@
 #include "engine/script_call.h"
 #include "engine/search_answer.h"
 #include "engine/search_plan.h"
+#include "net/owned_interfaces.h"
 #include "net/udp_multicast_socket.h"
 
 namespace {
 
 constexpr NPT_Int32 kLifecycleLogLevel = 5;
-
-// The machine's interfaces for a search; deletes them at the end.
-class LocalInterfaces {
-  public:
-    LocalInterfaces() {
-        if (NPT_Failed(zorvane::ZoVireonity::GetNetworkInterfaces(interfaces_))) Clear();
-    }
-    LocalInterfaces(const LocalInterfaces&) = delete;
-    LocalInterfaces& operator=(const LocalInterfaces&) = delete;
-    ~LocalInterfaces() { Clear(); }
-
-    const NPT_List<NPT_NetworkInterface*>& Get() const { return interfaces_; }
-
-  private:
-    void Clear() {
-        for (NPT_NetworkInterface* interface : interfaces_)
-            delete interface;
-        interfaces_.Clear();
-    }
-
-    NPT_List<NPT_NetworkInterface*> interfaces_;
-};
 
 // Null when it finds no port.
 std::unique_ptr<NPT_UdpSocket> OpenMulticastSocket(const NPT_IpAddress& outgoing_interface) {
@@ -120,7 +99,10 @@ void Vireon::SetCallback(PyObject* callback) {
 }
 
 zorvane::Int32 Vireon::SearchDevices() {
-    return SearchInterfaces(LocalInterfaces().Get());
+    OwnedInterfaces interfaces;
+    // A machine that cannot be asked has no interface to search on.
+    zorvane::ZoVireonity::GetNetworkInterfaces(interfaces.AsList());
+    return SearchInterfaces(interfaces.AsList());
 }
 
 zorvane::Int32 Vireon::SearchInterfaces(const NPT_List<NPT_NetworkInterface*>& interfaces) {

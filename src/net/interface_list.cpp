@@ -35,6 +35,9 @@ void AppendInterfaces(const NPT_List<Entry>& entries, NPT_List<NPT_NetworkInterf
     NPT_UInt32 kept = 0;
     for (const Entry& entry : entries) {
         if (looked_at++ == interface_platform::kMaxEntries) return;
-        if (entry.is_up) interfaces.Add(MakeInterface(entry, kept++).release());
+        if (!entry.is_up) continue;
+        std::unique_ptr<NPT_NetworkInterface> made = MakeInterface(entry, kept++);
+        interfaces.Add(made.get());
+        made.release();
     }
 }

@@ -2,7 +2,10 @@
 
 #include <gtest/gtest.h>
 
-#include "net/testing/owned_interfaces.h"
+#include <new>
+
+#include "core/testing/failing_allocation.h"
+#include "net/testing/interface_at.h"
 
 namespace {
 
@@ -26,16 +29,16 @@ TEST(InterfaceListTest, AnEntryBecomesAnInterfaceWithOneAddress) {
     NPT_List<Entry> entries;
     entries.Add(Up(NPT_IpAddress(192, 168, 1, 20), NPT_IpAddress(255, 255, 255, 0)));
     OwnedInterfaces interfaces;
-    AppendInterfaces(entries, interfaces.list);
-    ASSERT_EQ(interfaces.list.GetItemCount(), 1u);
-    const NPT_NetworkInterface& made = interfaces.At(0);
+    AppendInterfaces(entries, interfaces.AsList());
+    ASSERT_EQ(interfaces.AsList().GetItemCount(), 1u);
+    const NPT_NetworkInterface& made = InterfaceAt(interfaces, 0);
     EXPECT_EQ(made.GetName(), "if00");
     EXPECT_EQ(made.GetFlags(), 0u);
     EXPECT_EQ(made.GetMacAddress().type, 0u);
     EXPECT_EQ(made.GetMacAddress().length, 0u);
     EXPECT_EQ(made.GetMacAddress().bytes, (std::array<NPT_UInt8, 8>{}));
     ASSERT_EQ(made.GetAddresses().GetItemCount(), 1u);
-    const NPT_NetworkInterfaceAddress& address = interfaces.AddressAt(0);
+    const NPT_NetworkInterfaceAddress& address = AddressAt(interfaces, 0);
     EXPECT_EQ(address.GetPrimaryAddress(), NPT_IpAddress(192, 168, 1, 20));
     EXPECT_EQ(address.GetBroadcastAddress(), NPT_IpAddress(192, 168, 1, 255));
     EXPECT_EQ(address.GetDestinationAddress(), NPT_IpAddress());
@@ -54,8 +57,8 @@ TEST_P(InterfaceBroadcastTest, FollowsFromAddressAndNetmask) {
     NPT_List<Entry> entries;
     entries.Add(Up(GetParam().address, GetParam().netmask));
     OwnedInterfaces interfaces;
-    AppendInterfaces(entries, interfaces.list);
-    EXPECT_EQ(interfaces.AddressAt(0).GetBroadcastAddress(), GetParam().broadcast);
+    AppendInterfaces(entries, interfaces.AsList());
+    EXPECT_EQ(AddressAt(interfaces, 0).GetBroadcastAddress(), GetParam().broadcast);
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -81,8 +84,8 @@ TEST_P(InterfaceFlagTest, IsSetByWhatThePlatformReportsAlone) {
     NPT_List<Entry> entries;
     entries.Add(entry);
     OwnedInterfaces interfaces;
-    AppendInterfaces(entries, interfaces.list);
-    EXPECT_EQ(interfaces.At(0).GetFlags(), GetParam().flag);
+    AppendInterfaces(entries, interfaces.AsList());
+    EXPECT_EQ(InterfaceAt(interfaces, 0).GetFlags(), GetParam().flag);
 }
 
 INSTANTIATE_TEST_SUITE_P(InterfaceListTest, InterfaceFlagTest,
@@ -98,8 +101,8 @@ TEST(InterfaceListTest, FlagsAddUp) {
     NPT_List<Entry> entries;
     entries.Add(entry);
     OwnedInterfaces interfaces;
-    AppendInterfaces(entries, interfaces.list);
-    EXPECT_EQ(interfaces.At(0).GetFlags(), 0x1Du);
+    AppendInterfaces(entries, interfaces.AsList());
+    EXPECT_EQ(InterfaceAt(interfaces, 0).GetFlags(), 0x1Du);
 }
 
 TEST(InterfaceListTest, ADownInterfaceIsSkippedAndTakesNoNumber) {
@@ -107,29 +110,29 @@ TEST(InterfaceListTest, ADownInterfaceIsSkippedAndTakesNoNumber) {
     for (NPT_UInt32 number = 0; number < 6; ++number)
         entries.Add(Numbered(number, number % 2 == 1));
     OwnedInterfaces interfaces;
-    AppendInterfaces(entries, interfaces.list);
-    ASSERT_EQ(interfaces.list.GetItemCount(), 3u);
-    EXPECT_EQ(interfaces.At(0).GetName(), "if00");
-    EXPECT_EQ(interfaces.At(1).GetName(), "if01");
-    EXPECT_EQ(interfaces.At(2).GetName(), "if02");
-    EXPECT_EQ(interfaces.AddressAt(0).GetPrimaryAddress(), NPT_IpAddress(10, 0, 0, 1));
-    EXPECT_EQ(interfaces.AddressAt(2).GetPrimaryAddress(), NPT_IpAddress(10, 0, 0, 5));
+    AppendInterfaces(entries, interfaces.AsList());
+    ASSERT_EQ(interfaces.AsList().GetItemCount(), 3u);
+    EXPECT_EQ(InterfaceAt(interfaces, 0).GetName(), "if00");
+    EXPECT_EQ(InterfaceAt(interfaces, 1).GetName(), "if01");
+    EXPECT_EQ(InterfaceAt(interfaces, 2).GetName(), "if02");
+    EXPECT_EQ(AddressAt(interfaces, 0).GetPrimaryAddress(), NPT_IpAddress(10, 0, 0, 1));
+    EXPECT_EQ(AddressAt(interfaces, 2).GetPrimaryAddress(), NPT_IpAddress(10, 0, 0, 5));
 }
 
 TEST(InterfaceListTest, NumbersBeginAnewBehindWhatTheListHeld) {
     NPT_List<Entry> entries;
     entries.Add(Numbered(1, true));
     OwnedInterfaces interfaces;
-    AppendInterfaces(entries, interfaces.list);
-    AppendInterfaces(entries, interfaces.list);
-    ASSERT_EQ(interfaces.list.GetItemCount(), 2u);
-    EXPECT_EQ(interfaces.At(1).GetName(), "if00");
+    AppendInterfaces(entries, interfaces.AsList());
+    AppendInterfaces(entries, interfaces.AsList());
+    ASSERT_EQ(interfaces.AsList().GetItemCount(), 2u);
+    EXPECT_EQ(InterfaceAt(interfaces, 1).GetName(), "if00");
 }
 
 TEST(InterfaceListTest, NoEntriesAddNothing) {
     OwnedInterfaces interfaces;
-    AppendInterfaces(NPT_List<Entry>(), interfaces.list);
-    EXPECT_TRUE(interfaces.list.IsEmpty());
+    AppendInterfaces(NPT_List<Entry>(), interfaces.AsList());
+    EXPECT_TRUE(interfaces.AsList().IsEmpty());
 }
 
 TEST(InterfaceListTest, LooksAtTheFirst32EntriesUpOrDown) {
@@ -137,10 +140,29 @@ TEST(InterfaceListTest, LooksAtTheFirst32EntriesUpOrDown) {
     for (NPT_UInt32 number = 0; number < 40; ++number)
         entries.Add(Numbered(number, number >= 20));
     OwnedInterfaces interfaces;
-    AppendInterfaces(entries, interfaces.list);
-    ASSERT_EQ(interfaces.list.GetItemCount(), 12u);
-    EXPECT_EQ(interfaces.At(11).GetName(), "if11");
-    EXPECT_EQ(interfaces.AddressAt(11).GetPrimaryAddress(), NPT_IpAddress(10, 0, 0, 31));
+    AppendInterfaces(entries, interfaces.AsList());
+    ASSERT_EQ(interfaces.AsList().GetItemCount(), 12u);
+    EXPECT_EQ(InterfaceAt(interfaces, 11).GetName(), "if11");
+    EXPECT_EQ(AddressAt(interfaces, 11).GetPrimaryAddress(), NPT_IpAddress(10, 0, 0, 31));
+}
+
+TEST(InterfaceListTest, LosesNoInterfaceToARefusedAllocation) {
+    NPT_List<Entry> entries;
+    entries.Add(Numbered(1, true));
+    entries.Add(Numbered(2, true));
+    bool refused = true;
+    for (long nth = 1; refused; ++nth) {
+        // Whatever is in neither this list nor deleted, the sanitized build reports.
+        OwnedInterfaces interfaces;
+        const FailingAllocation failing(nth);
+        try {
+            AppendInterfaces(entries, interfaces.AsList());
+            EXPECT_EQ(interfaces.AsList().GetItemCount(), 2u);
+        } catch (const std::bad_alloc&) {
+            EXPECT_LT(interfaces.AsList().GetItemCount(), 2u);
+        }
+        refused = failing.HasHappened();
+    }
 }
 
 TEST(InterfaceListTest, All32MayBeUp) {
@@ -148,9 +170,9 @@ TEST(InterfaceListTest, All32MayBeUp) {
     for (NPT_UInt32 number = 0; number < 33; ++number)
         entries.Add(Numbered(number, true));
     OwnedInterfaces interfaces;
-    AppendInterfaces(entries, interfaces.list);
-    ASSERT_EQ(interfaces.list.GetItemCount(), 32u);
-    EXPECT_EQ(interfaces.At(31).GetName(), "if31");
+    AppendInterfaces(entries, interfaces.AsList());
+    ASSERT_EQ(interfaces.AsList().GetItemCount(), 32u);
+    EXPECT_EQ(InterfaceAt(interfaces, 31).GetName(), "if31");
 }
 
 }  // namespace

@@ -53,7 +53,8 @@ class NPT_NetworkInterface {
     // order; the caller owns and deletes them. Only the first 32 addresses that the platform lists
     // are looked at. The broadcast address is computed from address and netmask, the destination
     // address is 0.0.0.0, the names are "if00", "if01", ... without gaps. Any thread may call it.
-    // NPT_FAILURE, with nothing appended, when the platform cannot be asked.
+    // NPT_FAILURE, with nothing appended, when the platform cannot be asked. Throws std::bad_alloc;
+    // what was appended by then stays in the list.
     static NPT_Result GetNetworkInterfaces(NPT_List<NPT_NetworkInterface*>& interfaces);
 
     const NPT_String& GetName() const { return name_; }

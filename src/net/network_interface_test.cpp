@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include "net/testing/owned_interfaces.h"
+#include "net/owned_interfaces.h"
 
 namespace {
 
@@ -18,9 +18,9 @@ TEST(NetworkInterfaceTest, KeepsItsAddressesInOrder) {
 
 TEST(NetworkInterfaceTest, ThisHostsLoopbackIsListed) {
     OwnedInterfaces interfaces;
-    ASSERT_EQ(NPT_NetworkInterface::GetNetworkInterfaces(interfaces.list), NPT_SUCCESS);
+    ASSERT_EQ(NPT_NetworkInterface::GetNetworkInterfaces(interfaces.AsList()), NPT_SUCCESS);
     bool found = false;
-    for (const NPT_NetworkInterface* listed : interfaces.list) {
+    for (const NPT_NetworkInterface* listed : interfaces.AsList()) {
         ASSERT_EQ(listed->GetAddresses().GetItemCount(), 1u);
         const NPT_NetworkInterfaceAddress& address = *listed->GetAddresses().begin();
         if (address.GetPrimaryAddress() != NPT_IpAddress(127, 0, 0, 1)) continue;

@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "xml/testing/nth_allocation_failure.h"
+#include "core/testing/failing_allocation.h"
 #include "xml/xml_text_node.h"
 
 namespace {
@@ -262,7 +262,7 @@ TEST(XmlElementNode, AFailedAdditionLeavesTheChildWhereItWas) {
     NPT_XmlElementNode* child = AddElement(former, "child");
     NPT_XmlElementNode latter("latter");
     {
-        const NthAllocationFailure failure(1);
+        const FailingAllocation failure(1);
         EXPECT_THROW(latter.AddChild(child), std::bad_alloc);
     }
     EXPECT_TRUE(latter.GetChildren().IsEmpty());

@@ -1,36 +1,75 @@
 #include "core/testing/failing_allocation.h"
 
 #include <cstddef>
+#include <cstdlib>
 #include <new>
 
 namespace {
 
-thread_local int failing_depth = 0;
+thread_local bool fails_without_exception = false;
+// 0 when no failure is due, 1 when the very next allocation is to fail.
+thread_local long allocations_until_failure = 0;
+thread_local bool has_happened = false;
+
+void* Refuse() {
+    has_happened = true;
+    return nullptr;
+}
+
+void* Allocate(std::size_t size) {
+    if (allocations_until_failure > 0 && --allocations_until_failure == 0) return Refuse();
+    return std::malloc(size ? size : 1);
+}
 
 }  // namespace
 
 FailingAllocation::FailingAllocation() {
-    ++failing_depth;
+    has_happened = false;
+    fails_without_exception = true;
+}
+
+FailingAllocation::FailingAllocation(long nth) {
+    has_happened = false;
+    allocations_until_failure = nth;
 }
 
 FailingAllocation::~FailingAllocation() {
-    --failing_depth;
+    fails_without_exception = false;
+    allocations_until_failure = 0;
 }
 
+bool FailingAllocation::HasHappened() const {
+    return has_happened;
+}
+
+void* operator new(std::size_t size) {
+    if (void* block = Allocate(size)) return block;
+    throw std::bad_alloc();
+}
+void* operator new[](std::size_t size) {
+    return operator new(size);
+}
 void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
-    if (failing_depth) return nullptr;
-    try {
-        return ::operator new(size);
-    } catch (const std::bad_alloc&) {
-        return nullptr;
-    }
+    return fails_without_exception ? Refuse() : Allocate(size);
 }
-
 void* operator new[](std::size_t size, const std::nothrow_t&) noexcept {
-    if (failing_depth) return nullptr;
-    try {
-        return ::operator new[](size);
-    } catch (const std::bad_alloc&) {
-        return nullptr;
-    }
+    return operator new(size, std::nothrow);
+}
+void operator delete(void* block) noexcept {
+    std::free(block);
+}
+void operator delete[](void* block) noexcept {
+    std::free(block);
+}
+void operator delete(void* block, std::size_t) noexcept {
+    std::free(block);
+}
+void operator delete[](void* block, std::size_t) noexcept {
+    std::free(block);
+}
+void operator delete(void* block, const std::nothrow_t&) noexcept {
+    std::free(block);
+}
+void operator delete[](void* block, const std::nothrow_t&) noexcept {
+    std::free(block);
 }

@@ -10,7 +10,7 @@
 
 #include "net/interface_list.h"
 #include "net/posix/interface_entries.h"
-#include "net/testing/owned_interfaces.h"
+#include "net/testing/interface_at.h"
 
 namespace {
 
@@ -99,8 +99,8 @@ TEST(PosixInterfaceTest, AWrongBroadcastAddressOfTheSystemIsNotUsed) {
     Chain chain;
     chain.Add(IFF_UP | IFF_BROADCAST, &kAddress, &kNetmask).ifa_broadaddr = chain.Convert(&wrong);
     OwnedInterfaces interfaces;
-    AppendInterfaces(ToInterfaceEntries(chain.Get()), interfaces.list);
-    EXPECT_EQ(interfaces.AddressAt(0).GetBroadcastAddress(), NPT_IpAddress(192, 168, 1, 255));
+    AppendInterfaces(ToInterfaceEntries(chain.Get()), interfaces.AsList());
+    EXPECT_EQ(AddressAt(interfaces, 0).GetBroadcastAddress(), NPT_IpAddress(192, 168, 1, 255));
 }
 
 TEST(PosixInterfaceTest, OnlyIpv4RecordsCountTowardsTheLimit) {
@@ -111,9 +111,9 @@ TEST(PosixInterfaceTest, OnlyIpv4RecordsCountTowardsTheLimit) {
         chain.Add(number == 0 ? 0 : IFF_UP, &address, &kNetmask);
     }
     OwnedInterfaces interfaces;
-    AppendInterfaces(ToInterfaceEntries(chain.Get()), interfaces.list);
-    ASSERT_EQ(interfaces.list.GetItemCount(), 31u);
-    EXPECT_EQ(interfaces.AddressAt(30).GetPrimaryAddress(), NPT_IpAddress(10, 0, 0, 31));
+    AppendInterfaces(ToInterfaceEntries(chain.Get()), interfaces.AsList());
+    ASSERT_EQ(interfaces.AsList().GetItemCount(), 31u);
+    EXPECT_EQ(AddressAt(interfaces, 30).GetPrimaryAddress(), NPT_IpAddress(10, 0, 0, 31));
 }
 
 TEST(PosixInterfaceTest, AQueryReplacesWhatTheListHeld) {

@@ -5,7 +5,7 @@
 #include <ws2tcpip.h>
 
 #include "net/interface_list.h"
-#include "net/testing/owned_interfaces.h"
+#include "net/testing/interface_at.h"
 #include "net/win32/interface_entries.h"
 
 namespace {
@@ -53,11 +53,11 @@ TEST(WindowsInterfaceTest, AWrongBroadcastAddressOfTheSystemIsNotUsed) {
     INTERFACE_INFO record = Record(IFF_UP | IFF_BROADCAST);
     Assign(record.iiBroadcastAddress, NPT_IpAddress(255, 255, 255, 255));
     OwnedInterfaces interfaces;
-    AppendInterfaces(ToInterfaceEntries(&record, 1), interfaces.list);
-    ASSERT_EQ(interfaces.list.GetItemCount(), 1u);
-    EXPECT_EQ(interfaces.AddressAt(0).GetPrimaryAddress(), kAddress);
-    EXPECT_EQ(interfaces.AddressAt(0).GetNetMask(), kNetmask);
-    EXPECT_EQ(interfaces.AddressAt(0).GetBroadcastAddress(), NPT_IpAddress(192, 168, 1, 255));
+    AppendInterfaces(ToInterfaceEntries(&record, 1), interfaces.AsList());
+    ASSERT_EQ(interfaces.AsList().GetItemCount(), 1u);
+    EXPECT_EQ(AddressAt(interfaces, 0).GetPrimaryAddress(), kAddress);
+    EXPECT_EQ(AddressAt(interfaces, 0).GetNetMask(), kNetmask);
+    EXPECT_EQ(AddressAt(interfaces, 0).GetBroadcastAddress(), NPT_IpAddress(192, 168, 1, 255));
 }
 
 TEST(WindowsInterfaceTest, NoRecordsAreNoEntries) {
