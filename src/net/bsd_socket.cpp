@@ -2,8 +2,17 @@
 
 #include "net/bsd_socket_stream.h"
 
+namespace {
+
+// Lets go of the handle only when the descriptor is there to take it: its memory comes first.
+NPT_BsdSocketFd* MakeDescriptor(UniqueSocket handle, NPT_UInt32 flags) {
+    return new NPT_BsdSocketFd(handle.Release(), flags);
+}
+
+}  // namespace
+
 NPT_BsdSocket::NPT_BsdSocket(socket_platform::Handle handle, NPT_UInt32 flags)
-    : descriptor_(new NPT_BsdSocketFd(handle, flags)) {
+    : descriptor_(MakeDescriptor(UniqueSocket(handle), flags)) {
     RefreshInfo();
 }
 

@@ -9,7 +9,8 @@
 // NPT_ERROR_NOT_SUPPORTED here.
 class NPT_BsdSocket : public NPT_SocketInterface {
   public:
-    // Takes ownership of handle, which may be invalid: then every operation fails.
+    // Takes ownership of handle, which may be invalid: then every operation fails. Closes it when
+    // it throws std::bad_alloc.
     NPT_BsdSocket(socket_platform::Handle handle, NPT_UInt32 flags);
     NPT_BsdSocket(const NPT_BsdSocket&) = delete;
     NPT_BsdSocket& operator=(const NPT_BsdSocket&) = delete;

@@ -2,6 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include <new>
+
+#include "core/testing/failing_allocation.h"
 #include "net/socket_pair.h"
 #include "net/testing/loopback.h"
 
@@ -27,6 +30,23 @@ TEST(BsdSocketTest, KnowsBothEndsOfItsConnection) {
     EXPECT_NE(socket_info.local_address.GetPort(), 0);
     EXPECT_EQ(socket_info.local_address, peer_info.remote_address);
     EXPECT_EQ(socket_info.remote_address, peer_info.local_address);
+}
+
+TEST(BsdSocketTest, ClosesItsHandleWhenItCannotBeMade) {
+    bool refused = true;
+    for (long nth = 1; refused; ++nth) {
+        socket_platform::Handle handle = socket_platform::kInvalidHandle;
+        ASSERT_EQ(socket_platform::Open(socket_platform::Transport::kDatagram, handle),
+                  NPT_SUCCESS);
+        const FailingAllocation failing(nth);
+        try {
+            const NPT_BsdSocket socket(handle, 0);
+            EXPECT_FALSE(failing.HasHappened());
+        } catch (const std::bad_alloc&) {
+        }
+        refused = failing.HasHappened();
+        EXPECT_NE(socket_platform::SetNonBlocking(handle), NPT_SUCCESS);
+    }
 }
 
 TEST(BsdSocketTest, LeavesConnectingToDerivedClasses) {
