@@ -11,6 +11,7 @@ class Event {
   public:
     enum class Mode { kManualReset, kAutoReset };
 
+    // Throws std::bad_alloc when the system has no event to give.
     explicit Event(Mode mode);
     Event(const Event&) = delete;
     Event& operator=(const Event&) = delete;

@@ -5,7 +5,10 @@
 #include <atomic>
 #include <chrono>
 #include <list>
+#include <new>
 #include <thread>
+
+#include "core/testing/failing_allocation.h"
 
 namespace {
 
@@ -94,6 +97,11 @@ TEST(Event, AutoResetKeepsOneSetForTheNextWaiter) {
     event.Wait();
     const Waiters waiters(event, 1);
     EXPECT_EQ(waiters.GetThroughCount(), 0);
+}
+
+TEST(Event, ThatCannotBeMadeThrows) {
+    const FailingAllocation failing(1);
+    EXPECT_THROW(Event event(Event::Mode::kAutoReset), std::bad_alloc);
 }
 
 }  // namespace

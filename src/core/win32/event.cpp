@@ -2,14 +2,17 @@
 
 #include <windows.h>
 
+#include <new>
+
 struct Event::State {
     explicit State(Mode mode)
-        : handle(CreateEventA(nullptr, mode == Mode::kManualReset, FALSE, nullptr)) {}
+        : handle(CreateEventA(nullptr, mode == Mode::kManualReset, FALSE, nullptr)) {
+        // A wait for no handle returns at once: a loop around it would spin.
+        if (!handle) throw std::bad_alloc();
+    }
     State(const State&) = delete;
     State& operator=(const State&) = delete;
-    ~State() {
-        if (handle) CloseHandle(handle);
-    }
+    ~State() { CloseHandle(handle); }
 
     const HANDLE handle;
 };
