@@ -2,20 +2,23 @@
 #define VIREON_CORE_MUTEX_H
 
 #include <memory>
+#include <new>
 
 #include "core/result.h"
 
 class NPT_MutexInterface {
   public:
     virtual ~NPT_MutexInterface() = default;
-    // Waits without a time limit; NPT_FAILURE when the wait did not end in ownership.
+    // Waits without a time limit; NPT_FAILURE when the wait did not end in ownership: the caller
+    // holds nothing then.
     virtual NPT_Result Lock() = 0;
     // Always NPT_SUCCESS; does nothing on a thread that does not hold the lock.
     virtual NPT_Result Unlock() = 0;
 };
 
 // A recursive lock over the platform's recursive mutex. Any thread may lock; the thread that locked
-// unlocks, once for each Lock. Copies make no sense and are refused.
+// unlocks, once for each Lock. Copies make no sense and are refused. One that could not be made,
+// for lack of memory or of handles, exists all the same, and its Lock always fails.
 class NPT_Mutex : public NPT_MutexInterface {
   public:
     NPT_Mutex();
@@ -30,10 +33,14 @@ class NPT_Mutex : public NPT_MutexInterface {
     std::unique_ptr<NPT_MutexInterface> delegate_;
 };
 
-// Holds a mutex for a scope.
+// Holds a mutex for a scope. Throws std::bad_alloc when the mutex is not to be had, so that nothing
+// runs unguarded. Whatever lives on a mutex of its own holds it once in its constructor: where that
+// went well no later guard fails for want of a mutex, in a destructor least of all.
 class NPT_AutoLock {
   public:
-    explicit NPT_AutoLock(NPT_MutexInterface& mutex) : mutex_(mutex) { mutex_.Lock(); }
+    explicit NPT_AutoLock(NPT_MutexInterface& mutex) : mutex_(mutex) {
+        if (NPT_Failed(mutex_.Lock())) throw std::bad_alloc();
+    }
     NPT_AutoLock(const NPT_AutoLock&) = delete;
     NPT_AutoLock& operator=(const NPT_AutoLock&) = delete;
     ~NPT_AutoLock() { mutex_.Unlock(); }

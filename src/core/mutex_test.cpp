@@ -111,4 +111,13 @@ TEST(Mutex, WithoutADelegateLockFails) {
     EXPECT_EQ(mutex->Unlock(), NPT_SUCCESS);
 }
 
+TEST(Mutex, AutoLockDoesNotGoOnWithoutADelegate) {
+    const auto make = [] {
+        const FailingAllocation failing;
+        return std::make_unique<NPT_Mutex>();
+    };
+    const std::unique_ptr<NPT_Mutex> mutex = make();
+    EXPECT_THROW(const NPT_AutoLock lock(*mutex), std::bad_alloc);
+}
+
 }  // namespace

@@ -9,6 +9,9 @@
 
 // The count behind every NPT_Reference to one object, whatever base class they see it through.
 struct NPT_ReferenceCounter {
+    // Throws std::bad_alloc when the mutex cannot be made.
+    NPT_ReferenceCounter() { const NPT_AutoLock usable(mutex); }
+
     NPT_Mutex mutex;
     NPT_UInt32 count = 1;
 };
@@ -22,7 +25,7 @@ class NPT_Reference {
 
   public:
     NPT_Reference() = default;
-    // Takes ownership of object, which may be null.
+    // Takes ownership of object, which may be null. Deletes it when it throws std::bad_alloc.
     explicit NPT_Reference(T* object) {
         std::unique_ptr<T> owned(object);
         if (object) counter_ = new Counter;
@@ -59,7 +62,8 @@ class NPT_Reference {
         Counter* counter = std::exchange(counter_, nullptr);
         T* object = std::exchange(object_, nullptr);
         if (!counter) return;
-        counter->mutex.Lock();
+        // Uncounted, it is kept for good: nobody can tell who else uses it.
+        if (NPT_Failed(counter->mutex.Lock())) return;
         const bool last = --counter->count == 0;
         counter->mutex.Unlock();
         if (!last) return;

@@ -6,6 +6,8 @@
 #include <utility>
 #include <vector>
 
+#include "core/testing/failing_allocation.h"
+
 namespace {
 
 struct Base {
@@ -94,6 +96,15 @@ TEST(Reference, CountsAcrossThreads) {
     for (std::thread& thread : threads)
         thread.join();
     threads.clear();
+    EXPECT_EQ(deleted, 1);
+}
+
+// One that nothing guards would be counted by several threads at once.
+TEST(Reference, WithoutAMutexThereIsNone) {
+    int deleted = 0;
+    auto* object = new Base(deleted);
+    const FailingAllocation failing;
+    EXPECT_THROW(const NPT_Reference<Base> reference(object), std::bad_alloc);
     EXPECT_EQ(deleted, 1);
 }
 

@@ -52,6 +52,8 @@ void CallWithArguments(PyObject* callable, const char* format, ...) {
 
 Vireon::Vireon()
     : m_interval(protocol::kDefaultIntervalSeconds), life_(std::make_shared<VireonLife>(this)) {
+    // No engine without its lock: std::bad_alloc.
+    const NPT_AutoLock usable(m_lock);
     DiagnosticsLog::Get().Wide(kLifecycleLogLevel,
                                L"[vireon] Vireon::Vireon Construct object in thread: %d",
                                static_cast<int>(NPT_Thread::GetCurrentThreadId()));

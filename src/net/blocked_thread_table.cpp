@@ -14,7 +14,9 @@ BlockedThreadTable& BlockedThreadTable::Shared() {
     return *table;
 }
 
-BlockedThreadTable::BlockedThreadTable() : slots_(kInitialSlots) {}
+BlockedThreadTable::BlockedThreadTable() : slots_(kInitialSlots) {
+    const NPT_AutoLock usable(mutex_);
+}
 
 void BlockedThreadTable::Put(NPT_Thread::ThreadId thread, const NPT_BsdSocketFd* descriptor) {
     NPT_AutoLock lock(mutex_);

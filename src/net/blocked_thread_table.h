@@ -19,11 +19,13 @@ class BlockedThreadTable {
     // The table of this process. Never destroyed, since threads may outlive the static objects.
     static BlockedThreadTable& Shared();
 
+    // Throws std::bad_alloc, when the mutex cannot be made too.
     BlockedThreadTable();
     BlockedThreadTable(const BlockedThreadTable&) = delete;
     BlockedThreadTable& operator=(const BlockedThreadTable&) = delete;
 
-    // Replaces the thread's entry if there is one. descriptor is not null.
+    // Replaces the thread's entry if there is one. descriptor is not null. Throws std::bad_alloc,
+    // with nothing changed.
     void Put(NPT_Thread::ThreadId thread, const NPT_BsdSocketFd* descriptor);
     // NPT_ERROR_NOT_FOUND when the thread has no entry.
     NPT_Result Remove(NPT_Thread::ThreadId thread);

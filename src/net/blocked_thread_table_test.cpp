@@ -4,10 +4,12 @@
 
 #include <map>
 #include <memory>
+#include <new>
 #include <random>
 #include <thread>
 #include <vector>
 
+#include "core/testing/failing_allocation.h"
 #include "net/bsd_socket_fd.h"
 
 namespace {
@@ -92,6 +94,11 @@ TEST(BlockedThreadTableTest, AgreesWithAMapOverRandomOperations) {
     }
     for (const auto& [thread, descriptor] : expected)
         EXPECT_EQ(table.Find(thread), descriptor);
+}
+
+TEST(BlockedThreadTableTest, WithoutAMutexThereIsNone) {
+    const FailingAllocation failing;
+    EXPECT_THROW(BlockedThreadTable table, std::bad_alloc);
 }
 
 TEST(BlockedThreadTableTest, ThreadsComeAndGoAtTheSameTime) {

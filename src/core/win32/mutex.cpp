@@ -16,7 +16,10 @@ class NPT_Win32Mutex : public NPT_MutexInterface {
     }
 
     NPT_Result Lock() override {
-        return WaitForSingleObject(handle_, INFINITE) == WAIT_OBJECT_0 ? NPT_SUCCESS : NPT_FAILURE;
+        const DWORD result = WaitForSingleObject(handle_, INFINITE);
+        // Its owner died in the middle of something. The wait made it ours all the same.
+        if (result == WAIT_ABANDONED) ReleaseMutex(handle_);
+        return result == WAIT_OBJECT_0 ? NPT_SUCCESS : NPT_FAILURE;
     }
     // The system refuses, without any effect, a thread that is not the owner.
     NPT_Result Unlock() override {
