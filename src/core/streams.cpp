@@ -16,6 +16,8 @@ constexpr NPT_UInt32 kCopyBufferSize = 65536;  // bytes
 struct LoadTarget {
     bool is_known = false;
     NPT_UInt64 size = 0;
+    // What the stream says that it holds of it.
+    NPT_UInt64 expected = 0;
 
     NPT_UInt64 GetNextChunk(NPT_InputStream& stream, NPT_UInt64 loaded) const {
         NPT_UInt64 chunk = 0;
@@ -25,11 +27,12 @@ struct LoadTarget {
 };
 
 LoadTarget GetLoadTarget(NPT_InputStream& stream, NPT_UInt64 max_read) {
-    LoadTarget target{max_read != 0, max_read};
+    LoadTarget target{max_read != 0, max_read, 0};
     NPT_UInt64 size = 0;
     if (NPT_Succeeded(stream.GetSize(size))) {
         target.size = target.is_known ? std::min(size, max_read) : size;
         target.is_known = true;
+        target.expected = target.size;
     }
     return target;
 }
@@ -84,11 +87,9 @@ NPT_Result NPT_InputStream::Load(NPT_DataBuffer& buffer, NPT_UInt64 max_read) {
     buffer.SetDataSize(0);
     if (max_read > kLoadLimit) return NPT_ERROR_INVALID_ARGUMENT;
     const LoadTarget target = GetLoadTarget(*this, max_read);
-    if (target.is_known) {
-        if (target.size > kLoadLimit) return NPT_ERROR_OUT_OF_RANGE;
-        const NPT_Result result = buffer.Reserve(static_cast<NPT_UInt32>(target.size));
-        if (NPT_Failed(result)) return result;
-    }
+    if (target.expected > kLoadLimit) return NPT_ERROR_OUT_OF_RANGE;
+    const NPT_Result reserved = buffer.Reserve(static_cast<NPT_UInt32>(target.expected));
+    if (NPT_Failed(reserved)) return reserved;
     for (;;) {
         const NPT_UInt64 chunk = target.GetNextChunk(*this, buffer.GetDataSize());
         if (chunk == 0) return NPT_SUCCESS;

@@ -18,7 +18,8 @@ class NPT_InputStream {
     // Replaces the buffer's data by what the stream still holds, at most max_read bytes (0: no
     // limit). NPT_ERROR_INVALID_ARGUMENT for a max_read, NPT_ERROR_OUT_OF_RANGE for content above
     // 1 GiB (the buffer is then cleared), NPT_ERROR_NO_PROGRESS when a read succeeds with none. The
-    // end of the stream ends the load with success.
+    // end of the stream ends the load with success. The buffer grows to the size that the stream
+    // tells at once, otherwise with what arrives.
     virtual NPT_Result Load(NPT_DataBuffer& buffer, NPT_UInt64 max_read = 0);
     // Up to count bytes; NPT_ERROR_EOS at the end of the stream.
     virtual NPT_Result Read(void* buffer, NPT_UInt32 count, NPT_UInt32* read = nullptr) = 0;

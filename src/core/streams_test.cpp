@@ -135,6 +135,14 @@ TEST(Load, ReadsWhatIsAvailableAtOnce) {
     EXPECT_EQ(stream.GetReadCount(), 2);
 }
 
+TEST(Load, TakesNoRoomForWhatALimitOnlyAllows) {
+    ScriptedInputStream stream({"01234"});
+    NPT_DataBuffer buffer;
+    EXPECT_EQ(stream.Load(buffer, kGibibyte), NPT_SUCCESS);
+    EXPECT_EQ(Content(buffer), "01234");
+    EXPECT_LE(buffer.GetBufferSize(), 16384u);
+}
+
 TEST(Load, RefusesMoreThanAGibibyteBeforeItReads) {
     NPT_DataBuffer buffer;
     SizedInputStream limited({"abc"});

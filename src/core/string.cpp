@@ -334,12 +334,14 @@ void NPT_String::Trim() {
 NPT_List<NPT_String> NPT_String::Split(const char* separator) const {
     NPT_List<NPT_String> pieces;
     const NPT_UInt32 separator_length = LengthOf(separator);
+    if (separator_length == 0) {
+        pieces.Add(*this);  // a copy, not a range, which a NUL would end
+        return pieces;
+    }
     NPT_UInt32 first = 0;
-    if (separator_length) {
-        for (int found = Find(separator); found >= 0; found = Find(separator, first)) {
-            pieces.Add(SubString(first, static_cast<NPT_UInt32>(found) - first));
-            first = static_cast<NPT_UInt32>(found) + separator_length;
-        }
+    for (int found = Find(separator); found >= 0; found = Find(separator, first)) {
+        pieces.Add(SubString(first, static_cast<NPT_UInt32>(found) - first));
+        first = static_cast<NPT_UInt32>(found) + separator_length;
     }
     pieces.Add(SubString(first));
     return pieces;

@@ -81,7 +81,7 @@ class NPT_String {
     void TrimRight();
     void Trim();
     // The pieces between occurrences of separator; adjacent separators give empty pieces, an empty
-    // separator one piece with the whole string.
+    // separator one piece, a copy of the whole string with any NUL in it.
     NPT_List<NPT_String> Split(const char* separator) const;
 
     // The rules and results of NPT_ParseInteger (core/parse_integer.h).

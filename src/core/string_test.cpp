@@ -339,6 +339,14 @@ TEST(String, SplitKeepsEmptyPieces) {
     EXPECT_EQ(Texts(NPT_String("abc").Split(nullptr)), (Pieces{"abc"}));
 }
 
+TEST(String, SplitByNothingKeepsANulThatIsACharacter) {
+    NPT_String text;
+    text.Append("a\0b", 3);
+    const NPT_List<NPT_String> pieces = text.Split("");
+    ASSERT_EQ(pieces.GetItemCount(), 1u);
+    EXPECT_EQ(pieces.begin()->GetLength(), 3u);
+}
+
 TEST(String, FormatGrowsByDoubling) {
     EXPECT_EQ(NPT_String::Format("%s:%d", "host", 31288), "host:31288");
     EXPECT_EQ(NPT_String::Format("%s", Repeat(256).GetChars()).GetCapacity(), 256u);
