@@ -1,6 +1,9 @@
 #ifndef VIREON_NET_BSD_SOCKET_H
 #define VIREON_NET_BSD_SOCKET_H
 
+#include <memory>
+#include <utility>
+
 #include "net/bsd_socket_fd.h"
 #include "net/socket_interface.h"
 
@@ -24,6 +27,9 @@ class NPT_BsdSocket : public NPT_SocketInterface {
     NPT_Result SetReadTimeout(NPT_Timeout timeout) override;
     NPT_Result SetWriteTimeout(NPT_Timeout timeout) override;
     NPT_Result Cancel(bool shutdown) override;
+
+    // See NPT_BsdSocketFd::SetWaker.
+    void SetWaker(std::shared_ptr<SocketWaker> waker) { descriptor_->SetWaker(std::move(waker)); }
 
   protected:
     // Asks the platform for both addresses; one that it does not tell stays as it is.

@@ -2,11 +2,14 @@
 #define VIREON_NET_BSD_SOCKET_FD_H
 
 #include <atomic>
+#include <memory>
+#include <utility>
 
 #include "core/reference.h"
 #include "core/result.h"
 #include "core/types.h"
 #include "net/socket_platform.h"
+#include "net/socket_waker.h"
 #include "net/timeout.h"
 #include "net/unique_socket.h"
 
@@ -15,7 +18,7 @@ enum class SocketCondition { kReadable, kWritable, kReadableOrWritable };
 enum class PendingErrors { kIgnored, kReported };
 
 // The descriptor that a socket and the streams obtained from it share; the last of them closes it.
-// Owns the socket handle and, when cancellable, the pair of connected sockets that wakes a wait.
+// Owns the socket handle and, when cancellable, shares the waker that ends its waits.
 // One thread transfers in each direction; Cancel may come from any thread at any time.
 class NPT_BsdSocketFd {
   public:
@@ -27,8 +30,11 @@ class NPT_BsdSocketFd {
 
     bool IsOpen() const { return socket_.IsValid(); }
     socket_platform::Handle GetHandle() const { return socket_.Get(); }
-    bool IsCancellable() const { return wake_read_end_.IsValid(); }
-    bool IsCancelled() const { return cancelled_.load(); }
+    bool IsCancellable() const { return waker_ != nullptr; }
+    bool IsCancelled() const { return cancelled_.load() || (waker_ && waker_->IsAwake()); }
+    // Makes it cancellable by this waker, which sockets that are cancelled together share. Before
+    // the first wait.
+    void SetWaker(std::shared_ptr<SocketWaker> waker) { waker_ = std::move(waker); }
 
     NPT_Timeout GetReadTimeout() const { return read_timeout_.load(); }
     void SetReadTimeout(NPT_Timeout timeout) { read_timeout_.store(timeout); }
@@ -39,8 +45,8 @@ class NPT_BsdSocketFd {
     NPT_UInt64 GetTransferCount() const { return transfer_count_.load(); }
     void CountTransfer(NPT_UInt32 bytes) { transfer_count_.fetch_add(bytes); }
 
-    // For good: nothing clears it. Wakes the wait in progress; with shutdown the connection ends in
-    // both directions too.
+    // For good: nothing clears it. Wakes the wait in progress, and with it whatever shares the
+    // waker; with shutdown the connection ends in both directions too.
     void Cancel(bool shutdown);
 
     // Waits until the condition holds, for at most timeout milliseconds, measured on a clock that
@@ -55,12 +61,13 @@ class NPT_BsdSocketFd {
                        PendingErrors pending_errors = PendingErrors::kIgnored);
 
   private:
+    NPT_Result WaitUntilDeadline(const socket_platform::WaitRequest& request, NPT_Timeout timeout,
+                                 socket_platform::Readiness& readiness) const;
     NPT_Result TakePendingError();
 
-    // In the reverse of this order they are closed: first the pair, then the socket.
+    // In the reverse of this order they are closed: first the waker's pair, then the socket.
     UniqueSocket socket_;
-    UniqueSocket wake_read_end_;
-    UniqueSocket wake_write_end_;
+    std::shared_ptr<SocketWaker> waker_;
     std::atomic<NPT_Timeout> read_timeout_{NPT_TIMEOUT_INFINITE};
     std::atomic<NPT_Timeout> write_timeout_{NPT_TIMEOUT_INFINITE};
     std::atomic<NPT_UInt64> transfer_count_{0};

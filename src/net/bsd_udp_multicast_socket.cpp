@@ -8,6 +8,15 @@ NPT_BsdUdpMulticastSocket::NPT_BsdUdpMulticastSocket(NPT_UInt32 flags) : NPT_Bsd
                                &on, sizeof on);
 }
 
+NPT_Result NPT_BsdUdpMulticastSocket::Send(const NPT_DataBuffer& packet,
+                                           const NPT_SocketAddress* address) {
+    if (outgoing_interface_) {
+        const NPT_Result result = SetInterface(*outgoing_interface_);
+        if (NPT_Failed(result)) return result;
+    }
+    return NPT_BsdUdpSocket::Send(packet, address);
+}
+
 NPT_Result NPT_BsdUdpMulticastSocket::JoinGroup(const NPT_IpAddress& group,
                                                 const NPT_IpAddress& interface_ip) {
     return ChangeMembership(socket_platform::Option::kMulticastAddGroup, group, interface_ip);
@@ -25,6 +34,7 @@ NPT_Result NPT_BsdUdpMulticastSocket::SetTimeToLive(NPT_UInt8 time_to_live) {
 }
 
 NPT_Result NPT_BsdUdpMulticastSocket::SetInterface(const NPT_IpAddress& interface_ip) {
+    outgoing_interface_ = interface_ip;
     return socket_platform::SetOption(descriptor_->GetHandle(),
                                       socket_platform::Option::kMulticastInterface,
                                       interface_ip.AsBytes(), 4);

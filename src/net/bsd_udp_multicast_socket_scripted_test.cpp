@@ -41,6 +41,34 @@ TEST(UdpMulticastSocketScriptedTest, InterfaceIsFourBytesInNetworkOrder) {
     EXPECT_EQ(chosen->value, (Bytes{192, 168, 1, 20}));
 }
 
+// An interface that was removed and made again has another number behind the same address.
+TEST(UdpMulticastSocketScriptedTest, InterfaceIsNamedAnewBeforeEachDatagram) {
+    ScriptedPlatform platform;
+    NPT_BsdUdpMulticastSocket socket;
+    socket.SetInterface(kInterface);
+    const NPT_DataBuffer packet;
+    const NPT_SocketAddress group(kGroup, 31288);
+    platform.options_set.clear();
+    EXPECT_EQ(socket.Send(packet, &group), NPT_SUCCESS);
+    const auto* chosen = platform.FindOption(Option::kMulticastInterface);
+    ASSERT_NE(chosen, nullptr);
+    EXPECT_EQ(chosen->value, (Bytes{192, 168, 1, 20}));
+}
+
+TEST(UdpMulticastSocketScriptedTest, NothingIsSentWhileTheInterfaceIsNotThere) {
+    ScriptedPlatform platform;
+    NPT_BsdUdpMulticastSocket socket;
+    platform.failing_name = "SetOption";
+    socket.SetInterface(kInterface);
+    const NPT_DataBuffer packet;
+    const NPT_SocketAddress group(kGroup, 31288);
+    EXPECT_EQ(socket.Send(packet, &group), platform.failure);
+    EXPECT_EQ(platform.CountOf("SendTo"), 0);
+    platform.failing_name.clear();
+    EXPECT_EQ(socket.Send(packet, &group), NPT_SUCCESS);
+    EXPECT_EQ(platform.CountOf("SendTo"), 1);
+}
+
 TEST(UdpMulticastSocketScriptedTest, MembershipIsGroupThenInterface) {
     ScriptedPlatform platform;
     NPT_BsdUdpMulticastSocket socket;

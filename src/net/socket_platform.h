@@ -50,6 +50,9 @@ NPT_Result Receive(Handle socket, void* buffer, NPT_UInt32 size, NPT_UInt32& rec
 // consumed and gives the platform's "message too long".
 NPT_Result ReceiveDatagram(Handle socket, void* buffer, NPT_UInt32 size, NPT_SocketAddress* sender,
                            NPT_UInt32& received);
+// Whether the failure of a receive is about one datagram, which is gone with it: one that was too
+// long, or the report that one sent earlier did not arrive. Any other is the socket's own.
+bool IsAboutOneDatagram(NPT_Result result);
 // How many bytes can be read at once.
 NPT_Result GetAvailable(Handle socket, NPT_UInt32& available);
 

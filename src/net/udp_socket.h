@@ -1,7 +1,10 @@
 #ifndef VIREON_NET_UDP_SOCKET_H
 #define VIREON_NET_UDP_SOCKET_H
 
+#include <memory>
+
 #include "net/socket.h"
+#include "net/socket_waker.h"
 
 class NPT_BsdUdpSocket;
 
@@ -12,6 +15,10 @@ class NPT_UdpSocket : public NPT_Socket, public NPT_UdpSocketInterface {
     // flags: 0 or NPT_SOCKET_FLAG_CANCELLABLE
     explicit NPT_UdpSocket(NPT_UInt32 flags = 0);
 
+    // Makes it cancellable by a waker that it shares with others: waking that cancels them all.
+    // Before the first wait.
+    void SetWaker(std::shared_ptr<SocketWaker> waker);
+
     NPT_Result Send(const NPT_DataBuffer& packet,
                     const NPT_SocketAddress* address = nullptr) override;
     NPT_Result Receive(NPT_DataBuffer& packet, NPT_SocketAddress* address = nullptr) override;
@@ -21,7 +28,7 @@ class NPT_UdpSocket : public NPT_Socket, public NPT_UdpSocketInterface {
     explicit NPT_UdpSocket(NPT_BsdUdpSocket* delegate);
 
   private:
-    NPT_UdpSocketInterface& udp_delegate_;
+    NPT_BsdUdpSocket& udp_delegate_;
 };
 
 #endif

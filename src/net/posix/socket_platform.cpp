@@ -219,6 +219,11 @@ NPT_Result ReceiveDatagram(Handle socket, void* buffer, NPT_UInt32 size, NPT_Soc
     return NPT_SUCCESS;
 }
 
+bool IsAboutOneDatagram(NPT_Result result) {
+    return result == MapError(EMSGSIZE) || result == NPT_ERROR_CONNECTION_RESET ||
+           result == NPT_ERROR_CONNECTION_REFUSED;
+}
+
 NPT_Result GetAvailable(Handle socket, NPT_UInt32& available) {
     available = 0;
     int count = 0;

@@ -148,6 +148,10 @@ NPT_Result ReceiveDatagram(Handle, void* buffer, NPT_UInt32 size, NPT_SocketAddr
     return result;
 }
 
+bool IsAboutOneDatagram(NPT_Result result) {
+    return result == NPT_ERROR_CONNECTION_RESET;
+}
+
 NPT_Result GetAvailable(Handle, NPT_UInt32& available) {
     const NPT_Result result = ScriptedPlatform::Current().Enter("GetAvailable");
     available = NPT_Failed(result) ? 0 : ScriptedPlatform::Current().available;

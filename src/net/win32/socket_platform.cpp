@@ -232,6 +232,11 @@ NPT_Result ReceiveDatagram(Handle socket, void* buffer, NPT_UInt32 size, NPT_Soc
     return NPT_SUCCESS;
 }
 
+bool IsAboutOneDatagram(NPT_Result result) {
+    // An ICMP message about something that was sent fails the next receive (10054, 10052).
+    return result == MapError(WSAEMSGSIZE) || result == NPT_ERROR_CONNECTION_RESET;
+}
+
 NPT_Result GetAvailable(Handle socket, NPT_UInt32& available) {
     available = 0;
     u_long count = 0;

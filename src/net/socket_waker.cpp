@@ -1,0 +1,41 @@
+#include "net/socket_waker.h"
+
+#include <algorithm>
+#include <chrono>
+#include <thread>
+
+#include "net/socket_pair.h"
+
+SocketWaker::SocketWaker() {
+    if (NPT_Failed(ConnectSocketPair(write_end_, read_end_))) return;
+    // Nobody drains the pair: however often it is woken, whoever wakes must not block.
+    socket_platform::SetNonBlocking(write_end_.Get());
+}
+
+void SocketWaker::Wake() {
+    is_awake_.store(true);
+    if (!HasPair()) return;
+    const NPT_UInt8 byte = 0;
+    NPT_UInt32 sent = 0;
+    socket_platform::Send(write_end_.Get(), &byte, sizeof byte, sent);
+}
+
+bool SocketWaker::WaitFor(NPT_Timeout timeout) const {
+    using Clock = std::chrono::steady_clock;
+    using std::chrono::milliseconds;
+    const Clock::time_point deadline = Clock::now() + milliseconds(timeout);
+    while (!IsAwake()) {
+        const auto left = std::chrono::ceil<milliseconds>(deadline - Clock::now());
+        if (left.count() <= 0) return false;
+        const auto step = std::min<NPT_Timeout>(static_cast<NPT_Timeout>(left.count()), timeout);
+        socket_platform::WaitRequest request;
+        request.socket = GetHandle();
+        request.for_read = true;
+        socket_platform::Readiness readiness;
+        const NPT_Result result = socket_platform::Wait(request, step, readiness);
+        // Without a pair that can be waited on the time must pass all the same.
+        if (NPT_Failed(result) && result != NPT_ERROR_TIMEOUT)
+            std::this_thread::sleep_for(milliseconds(std::min(step, kLookInterval)));
+    }
+    return true;
+}
