@@ -79,10 +79,10 @@ bool IsClosed(Vireon* engine) {
 }
 
 void SetWorkerEngine(CallbackTaskWorkerThread* worker, Vireon* engine) {
-    worker->m_pVireon.store(engine);
+    worker->SetEngine(engine);
 }
 Vireon* GetWorkerEngine(CallbackTaskWorkerThread* worker) {
-    return worker->m_pVireon.load();
+    return worker->GetEngine();
 }
 
 // Fields of the device record

@@ -7,7 +7,8 @@
 #include "core/types.h"
 
 // A running system thread. Whoever holds the object joins it exactly once; the destructor of an
-// object that was never joined detaches the thread instead of ending the process.
+// object that was never joined detaches the thread instead of ending the process. In a forked
+// child, which has no such thread, both do nothing.
 class SystemThread {
   public:
     using Entry = NPT_UInt32 (*)(void* argument);

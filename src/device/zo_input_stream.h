@@ -22,6 +22,9 @@ class ZoInputStream : public NPT_InputStream {
     // before the first.
     const NPT_SocketInfo& GetInfo() const { return info_; }
 
+    // Whether the next read delivers bytes of the current datagram instead of receiving another.
+    bool HasUnreadBytes() const { return datagram_.GetDataSize() != 0; }
+
     // On an empty stream waits for a datagram as long as the socket's read time-out allows, also
     // when count is 0, and returns the socket's failures unchanged. NPT_FAILURE when receiving
     // threw. A failure leaves the stream empty.

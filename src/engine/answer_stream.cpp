@@ -1,20 +1,12 @@
 #include "engine/answer_stream.h"
 
-#include <utility>
-
-AnswerStream::AnswerStream(NPT_InputStream& source, const Deadline& resend, StopTest is_stopped,
-                           LimitWait limit_wait)
-    : source_(source),
-      resend_(resend),
-      is_stopped_(std::move(is_stopped)),
-      limit_wait_(std::move(limit_wait)) {}
-
 NPT_Result AnswerStream::Read(void* buffer, NPT_UInt32 count, NPT_UInt32* read) {
     if (read) *read = 0;
-    if (has_received_ && (is_stopped_() || resend_.HasPassed())) return NPT_ERROR_TIMEOUT;
+    if (has_received_ && !datagrams_.HasUnreadBytes()) return NPT_ERROR_EOS;
+    const NPT_Result result = datagrams_.Read(buffer, count, read);
+    if (!has_received_) receive_result_ = result;
     has_received_ = true;
-    limit_wait_(resend_.GetMillisLeft());
-    return source_.Read(buffer, count, read);
+    return result;
 }
 
 NPT_Result AnswerStream::Seek(NPT_UInt64) {

@@ -1,25 +1,21 @@
 #ifndef VIREON_ENGINE_ANSWER_STREAM_H
 #define VIREON_ENGINE_ANSWER_STREAM_H
 
-#include <functional>
-
 #include "core/streams.h"
-#include "engine/deadline.h"
+#include "device/zo_input_stream.h"
 
-// The datagrams of one answer, from a source of which each read receives one. The first read always
-// receives; once that is done, whatever answer has not come to its end when the worker is stopped
-// or the next search is due is ended by NPT_ERROR_TIMEOUT. So an answer that is empty, unterminated
-// or endless holds nobody.
+// One answer: the first datagram that a stream of datagrams receives, and nothing behind it. SSDP
+// messages are single datagrams (UPnP Device Architecture 1.1, 1.3.3), so an answer that is cut
+// short must not take the next server's answer for its own end.
 //
-// Borrows source and deadline; used by one thread. Positioning and sizes give NPT_FAILURE.
+// Borrows the datagrams; used by one thread. Reads end with NPT_ERROR_EOS behind the datagram;
+// positioning and sizes give NPT_FAILURE.
 class AnswerStream : public NPT_InputStream {
   public:
-    using StopTest = std::function<bool()>;
-    // Called before each receive with the longest time that it may wait, in milliseconds.
-    using LimitWait = std::function<void(NPT_Timeout)>;
+    explicit AnswerStream(zorvane::ZoInputStream& datagrams) : datagrams_(datagrams) {}
 
-    AnswerStream(NPT_InputStream& source, const Deadline& resend, StopTest is_stopped,
-                 LimitWait limit_wait);
+    // The result of receiving the datagram; NPT_ERROR_INVALID_STATE before the first read.
+    NPT_Result GetReceiveResult() const { return receive_result_; }
 
     NPT_Result Read(void* buffer, NPT_UInt32 count, NPT_UInt32* read = nullptr) override;
     NPT_Result Seek(NPT_UInt64 offset) override;
@@ -29,11 +25,9 @@ class AnswerStream : public NPT_InputStream {
     NPT_Result GetAvailable(NPT_UInt64& available) override;
 
   private:
-    NPT_InputStream& source_;
-    const Deadline& resend_;
-    const StopTest is_stopped_;
-    const LimitWait limit_wait_;
+    zorvane::ZoInputStream& datagrams_;
     bool has_received_ = false;
+    NPT_Result receive_result_ = NPT_ERROR_INVALID_STATE;
 };
 
 #endif

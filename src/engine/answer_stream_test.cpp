@@ -2,112 +2,77 @@
 
 #include <gtest/gtest.h>
 
+#include <deque>
 #include <string>
-#include <vector>
+
+#include "engine/testing/scripted_udp_socket.h"
 
 namespace {
 
-// A source that delivers one text per read and then fails with a code.
-class Datagrams : public NPT_InputStream {
-  public:
-    explicit Datagrams(std::vector<std::string> texts, NPT_Result then = NPT_ERROR_EOS)
-        : texts_(std::move(texts)), then_(then) {}
-
-    NPT_Result Read(void* buffer, NPT_UInt32 count, NPT_UInt32* read) override {
-        if (next_ == texts_.size()) return then_;
-        const std::string& text = texts_[next_++];
-        *read = static_cast<NPT_UInt32>(text.copy(static_cast<char*>(buffer), count));
-        return NPT_SUCCESS;
-    }
-    NPT_Result Seek(NPT_UInt64) override { return NPT_FAILURE; }
-    NPT_Result Tell(NPT_UInt64&) override { return NPT_FAILURE; }
-    NPT_Result GetSize(NPT_UInt64&) override { return NPT_FAILURE; }
-    NPT_Result GetAvailable(NPT_UInt64&) override { return NPT_FAILURE; }
-
-  private:
-    const std::vector<std::string> texts_;
-    const NPT_Result then_;
-    std::size_t next_ = 0;
-};
-
 class AnswerStreamTest : public testing::Test {
   protected:
-    AnswerStream Listen(NPT_InputStream& source, const Deadline& resend) {
-        return AnswerStream(
-            source, resend, [this] { return is_stopped_; },
-            [this](NPT_Timeout limit) { limits_.push_back(limit); });
-    }
     // The text of one read, or the code of its failure.
-    static std::string ReadText(NPT_InputStream& stream) {
-        char buffer[64];
-        NPT_UInt32 read = 77;
-        const NPT_Result result = stream.Read(buffer, sizeof(buffer), &read);
-        if (NPT_Succeeded(result)) return std::string(buffer, read);
-        EXPECT_EQ(read, 0u);
-        return std::to_string(result);
+    std::string Read(NPT_UInt32 count = 4096) {
+        std::string text(count, '\0');
+        NPT_UInt32 read = 99;
+        const NPT_Result result = answer_.Read(text.data(), count, &read);
+        if (NPT_Failed(result)) return std::to_string(result) + " with " + std::to_string(read);
+        return text.substr(0, read);
     }
 
-    bool is_stopped_ = false;
-    std::vector<NPT_Timeout> limits_;
-    const Deadline far_ = Deadline::After(NPT_TimeInterval(1000.0));
-    const Deadline passed_ = Deadline::After(NPT_TimeInterval(-1.0));
+    ScriptedUdpSocket socket_;
+    zorvane::ZoInputStream datagrams_{&socket_, 2000};
+    AnswerStream answer_{datagrams_};
 };
 
-const std::string kTimeout = std::to_string(NPT_ERROR_TIMEOUT);
-
-TEST_F(AnswerStreamTest, DeliversWhatTheSourceDelivers) {
-    Datagrams source({"one", "two"}, NPT_ERROR_CONNECTION_RESET);
-    AnswerStream stream = Listen(source, far_);
-    EXPECT_EQ(ReadText(stream), "one");
-    EXPECT_EQ(ReadText(stream), "two");
-    EXPECT_EQ(ReadText(stream), std::to_string(NPT_ERROR_CONNECTION_RESET));
+TEST_F(AnswerStreamTest, EndsBehindTheFirstDatagram) {
+    socket_.LineUp("one");
+    socket_.LineUp("two");
+    EXPECT_EQ(Read(), "one");
+    EXPECT_EQ(Read(), "-20302 with 0");
+    EXPECT_EQ(Read(), "-20302 with 0");
+    EXPECT_EQ(socket_.GetReceiveCount(), 1);
 }
 
-TEST_F(AnswerStreamTest, ReceivesOnceEvenWhenTheSearchIsDue) {
-    Datagrams source({"one", "two"});
-    AnswerStream stream = Listen(source, passed_);
-    EXPECT_EQ(ReadText(stream), "one");
-    EXPECT_EQ(ReadText(stream), kTimeout);
-    EXPECT_EQ(ReadText(stream), kTimeout);
+TEST_F(AnswerStreamTest, DeliversADatagramInPieces) {
+    socket_.LineUp("one");
+    EXPECT_EQ(Read(2), "on");
+    EXPECT_EQ(Read(2), "e");
+    EXPECT_EQ(Read(2), "-20302 with 0");
 }
 
-TEST_F(AnswerStreamTest, EndsTheAnswerOnceStopped) {
-    Datagrams source({"one", "two", "three"});
-    AnswerStream stream = Listen(source, far_);
-    EXPECT_EQ(ReadText(stream), "one");
-    EXPECT_EQ(ReadText(stream), "two");
-    is_stopped_ = true;
-    EXPECT_EQ(ReadText(stream), kTimeout);
+TEST_F(AnswerStreamTest, IsNothingButItsEndForAnEmptyDatagram) {
+    socket_.LineUp("");
+    socket_.LineUp("two");
+    EXPECT_EQ(Read(), "");
+    EXPECT_EQ(Read(), "-20302 with 0");
 }
 
-TEST_F(AnswerStreamTest, LimitsEachWaitToWhatIsLeft) {
-    Datagrams source({"one", "two"});
-    const Deadline resend = Deadline::After(NPT_TimeInterval(100.0));
-    AnswerStream stream = Listen(source, resend);
-    ReadText(stream);
-    ReadText(stream);
-    ASSERT_EQ(limits_.size(), 2u);
-    EXPECT_LE(limits_[0], 100000u);
-    EXPECT_GT(limits_[0], 90000u);
-    EXPECT_LE(limits_[1], limits_[0]);
+TEST_F(AnswerStreamTest, TellsHowTheReceiveEnded) {
+    EXPECT_EQ(answer_.GetReceiveResult(), NPT_ERROR_INVALID_STATE);
+    socket_.LineUp("one");
+    Read();
+    Read();
+    EXPECT_EQ(answer_.GetReceiveResult(), NPT_SUCCESS);
 }
 
-TEST_F(AnswerStreamTest, LimitsTheWaitToNothingWhenTheSearchIsDue) {
-    Datagrams source({"one"});
-    AnswerStream stream = Listen(source, passed_);
-    ReadText(stream);
-    EXPECT_EQ(limits_, std::vector<NPT_Timeout>{0});
+TEST_F(AnswerStreamTest, PassesAFailureOn) {
+    socket_.LineUp(NPT_ERROR_CONNECTION_RESET);
+    EXPECT_EQ(Read(), "-20400 with 0");
+    EXPECT_EQ(answer_.GetReceiveResult(), NPT_ERROR_CONNECTION_RESET);
 }
 
-TEST_F(AnswerStreamTest, HasNoPositionsAndNoSize) {
-    Datagrams source({"one"});
-    AnswerStream stream = Listen(source, far_);
-    NPT_UInt64 value = 7;
-    EXPECT_EQ(stream.Seek(0), NPT_FAILURE);
-    EXPECT_EQ(stream.Skip(1), NPT_FAILURE);
-    EXPECT_EQ(stream.Tell(value), NPT_FAILURE);
-    EXPECT_EQ(stream.GetSize(value), NPT_FAILURE);
-    EXPECT_EQ(stream.GetAvailable(value), NPT_FAILURE);
+TEST_F(AnswerStreamTest, HasNoPositions) {
+    NPT_UInt64 value = 99;
+    EXPECT_EQ(answer_.Seek(0), NPT_FAILURE);
+    EXPECT_EQ(answer_.Skip(0), NPT_FAILURE);
+    EXPECT_EQ(answer_.Tell(value), NPT_FAILURE);
+    EXPECT_EQ(value, 0u);
+    value = 99;
+    EXPECT_EQ(answer_.GetSize(value), NPT_FAILURE);
+    EXPECT_EQ(value, 0u);
+    value = 99;
+    EXPECT_EQ(answer_.GetAvailable(value), NPT_FAILURE);
     EXPECT_EQ(value, 0u);
 }
 

@@ -1,16 +1,26 @@
 #include "engine/callback_task_worker_thread.h"
 
-#include <memory>
+#include <exception>
+#include <limits>
 #include <mutex>
+#include <utility>
 
 #include "binding/interpreter_lock.h"
 #include "core/system.h"
+#include "engine/diagnostics_log.h"
 #include "engine/vireon.h"
 
 namespace {
 
-// Between two looks whether a thread in getTask has left a worker that is being destroyed.
+constexpr NPT_Int32 kLossLogLevel = 3;
+
+// Between two looks at something that is seldom waited for and never for long: whether a thread in
+// getTask has left a worker that is being destroyed, and whether the old dispatch thread has left.
 constexpr double kLookIntervalSeconds = 0.001;
+
+void SleepUntilNextLook() {
+    NPT_System::Sleep(NPT_TimeInterval(kLookIntervalSeconds));
+}
 
 class CountInScope {
   public:
@@ -26,43 +36,62 @@ class CountInScope {
 }  // namespace
 
 CallbackTaskWorkerThread::CallbackTaskWorkerThread(Vireon* vireon)
+    : CallbackTaskWorkerThread(vireon, std::numeric_limits<std::size_t>::max(),
+                               std::make_shared<DeliveryTurn>(false)) {}
+
+CallbackTaskWorkerThread::CallbackTaskWorkerThread(Vireon* vireon, std::size_t limit,
+                                                   std::shared_ptr<DeliveryTurn> turn)
     : m_pVireon(vireon),
       m_tasks(std::make_shared<TaskQueue>()),
-      m_taskEvent(Event::Mode::kManualReset) {}
+      m_taskEvent(Event::Mode::kManualReset),
+      has_engine_(vireon != nullptr),
+      limit_(limit),
+      turn_(std::move(turn)) {}
 
 CallbackTaskWorkerThread::~CallbackTaskWorkerThread() {
+    // In a forked child those threads are not there.
+    if (process_ != CurrentProcess()) return;
     Close();
     PyAutoUnlock2 unlocked;
     while (takers_ > 0)
-        NPT_System::Sleep(NPT_TimeInterval(kLookIntervalSeconds));
+        SleepUntilNextLook();
 }
 
 void CallbackTaskWorkerThread::addTask(ZoSsdpDeviceInfo* device) {
-    if (!device) return;
     std::unique_ptr<ZoSsdpDeviceInfo> owned(device);
-    std::lock_guard<CriticalSection> guard(m_taskLock);
-    m_tasks->push_back(device);
-    owned.release();  // the queue's now
-    m_taskEvent.Set();
+    {
+        std::lock_guard<CriticalSection> guard(m_taskLock);
+        if (m_tasks->size() < limit_) {
+            m_tasks->push_back(device);
+            owned.release();  // the queue's now
+            m_taskEvent.Set();
+            return;
+        }
+    }
+    if (dropped_count_++ > 0) return;
+    DiagnosticsLog::Get().Wide(kLossLogLevel,
+                               L"[vireon] %d devices wait for the callable: the next are dropped",
+                               static_cast<int>(limit_));
 }
 
 ZoSsdpDeviceInfo* CallbackTaskWorkerThread::getTask() {
-    // In this order: whoever destroys the worker waits for the count, and this thread touches
-    // nothing of the worker while it takes the interpreter lock back.
-    PyAutoUnlock2 unlocked;
+    // Counted first: whoever destroys the worker holds the interpreter lock until here, and then
+    // waits for the count with the lock released.
     CountInScope counted(takers_);
+    PyAutoUnlock2 unlocked;
     while (!IsStopped()) {
-        if (ZoSsdpDeviceInfo* const device = PopTask()) return device;
-        // PopTask reset the event. Whoever stopped the worker before that is seen here, whoever
-        // does later sets the event again.
+        ZoSsdpDeviceInfo* device = nullptr;
+        if (PopTask(device)) return device;
         if (IsStopped()) break;
         m_taskEvent.Wait();
     }
     return nullptr;
 }
 
-void CallbackTaskWorkerThread::SignalEnd() {
-    m_pVireon.store(nullptr);
+void CallbackTaskWorkerThread::SetEngine(Vireon* vireon) {
+    std::lock_guard<CriticalSection> guard(m_taskLock);
+    m_pVireon.store(vireon);
+    has_engine_ = vireon != nullptr;
     m_taskEvent.Set();
 }
 
@@ -72,46 +101,67 @@ void CallbackTaskWorkerThread::Close() {
 }
 
 void CallbackTaskWorkerThread::TakeTasksFrom(CallbackTaskWorkerThread& other) {
-    TaskQueue taken;
+    auto taken = std::make_shared<TaskQueue>();
     {
         std::lock_guard<CriticalSection> guard(other.m_taskLock);
-        taken.swap(*other.m_tasks);
+        taken.swap(other.m_tasks);
     }
-    if (taken.empty()) return;
     std::lock_guard<CriticalSection> guard(m_taskLock);
-    m_tasks->insert(m_tasks->end(), taken.begin(), taken.end());
+    m_tasks.swap(taken);
     m_taskEvent.Set();
 }
 
 void CallbackTaskWorkerThread::DestroyTasks() {
-    while (const ZoSsdpDeviceInfo* const device = PopTask())
+    ZoSsdpDeviceInfo* device = nullptr;
+    while (PopTask(device))
         delete device;
 }
 
-ZoSsdpDeviceInfo* CallbackTaskWorkerThread::PopTask() {
+bool CallbackTaskWorkerThread::PopTask(ZoSsdpDeviceInfo*& device) {
     std::lock_guard<CriticalSection> guard(m_taskLock);
+    device = nullptr;
     if (m_tasks->empty()) {
-        m_taskEvent.Reset();
-        return nullptr;
+        if (has_engine_) m_taskEvent.Reset();
+        return false;
     }
-    ZoSsdpDeviceInfo* const device = m_tasks->front();
+    device = m_tasks->front();
     m_tasks->pop_front();
-    return device;
+    return true;
+}
+
+void CallbackTaskWorkerThread::ReturnTask(std::unique_ptr<ZoSsdpDeviceInfo> device) {
+    std::lock_guard<CriticalSection> guard(m_taskLock);
+    m_tasks->push_front(device.get());
+    device.release();  // the queue's again
 }
 
 zorvane::Int32 CallbackTaskWorkerThread::Run() {
+    if (!WaitForTurn()) return 0;
+    DeliverUntilStopped();
+    *turn_ = false;
+    return 0;
+}
+
+bool CallbackTaskWorkerThread::WaitForTurn() const {
+    while (!IsStopped()) {
+        if (!turn_->exchange(true)) return true;
+        SleepUntilNextLook();
+    }
+    return false;
+}
+
+void CallbackTaskWorkerThread::DeliverUntilStopped() {
     while (!IsStopped()) {
         std::unique_ptr<ZoSsdpDeviceInfo> device(getTask());
         if (!device) continue;
-        if (IsStopped()) {
+        try {
             // Stopped between taking and delivering: left over like the ones behind it.
-            std::lock_guard<CriticalSection> guard(m_taskLock);
-            m_tasks->push_front(device.release());
-            break;
+            if (IsStopped()) return ReturnTask(std::move(device));
+            Deliver(*device);
+        } catch (const std::exception&) {
+            // Out of memory, which costs this record.
         }
-        Deliver(*device);
     }
-    return 0;
 }
 
 void CallbackTaskWorkerThread::Deliver(ZoSsdpDeviceInfo& device) {

@@ -2,11 +2,14 @@
 #define VIREON_ENGINE_CALLBACK_TASK_WORKER_THREAD_H
 
 #include <atomic>
+#include <cstddef>
 #include <deque>
 #include <memory>
 
 #include "core/critical_section.h"
 #include "core/event.h"
+#include "core/process.h"
+#include "core/types.h"
 #include "device/zo_ssdp_device_info.h"
 #include "engine/vireon_link.h"
 #include "engine/worker_thread.h"
@@ -14,17 +17,27 @@
 // The queue of found devices and the thread that hands them to the script, one at a time, in the
 // order in which they were queued. Search threads only ever queue; this thread alone calls scripts.
 //
-// Any thread may call any operation. The queue never destroys records: getTask passes them to its
-// caller, the dispatch thread destroys what it delivered, and what is left over waits for the
-// engine or belongs to the script that queued it.
+// Any thread may call any operation. A record belongs to the queue from addTask to getTask, then to
+// whoever took it; the dispatch thread destroys what it delivered. What is left over when the
+// worker ends stays until DestroyTasks, or belongs to the script that queued it. Memory that runs
+// out during a delivery costs that record.
 class CallbackTaskWorkerThread : public ZOWorkerThreadEX {
   public:
     using TaskQueue = std::deque<ZoSsdpDeviceInfo*>;
+    // Held by the one dispatch thread of an engine that may deliver. A search that a script starts
+    // from its callable makes a new dispatch thread while the old one is still inside that call.
+    using DeliveryTurn = std::atomic<bool>;
 
+    // A worker of a script's own: without a limit, without others.
     explicit CallbackTaskWorkerThread(Vireon* vireon);
+    // The worker of a search: its queue holds at most limit records, and its thread delivers only
+    // while it has the turn, which is not null.
+    CallbackTaskWorkerThread(Vireon* vireon, std::size_t limit, std::shared_ptr<DeliveryTurn> turn);
     ~CallbackTaskWorkerThread() override;
 
-    // Takes ownership of the record; null is ignored.
+    // Takes ownership of the record, also when it throws because memory runs out. Null is queued as
+    // well; getTask gives it on, the dispatch thread passes over it. A record beyond the limit is
+    // destroyed and counted; the first one of a worker is said in the diagnostics, at level 3.
     void addTask(ZoSsdpDeviceInfo* device);
     // The oldest record, which then belongs to the caller. Waits without a time limit while there
     // is none, with the interpreter lock released; null once IsStopped.
@@ -34,26 +47,43 @@ class CallbackTaskWorkerThread : public ZOWorkerThreadEX {
     // released; on the thread itself it does not wait.
     void Close();
     // As Close, without the wait.
-    void SignalEnd();
-    // Moves what is left in the other worker's queue behind what is in this one.
+    void SignalEnd() { SetEngine(nullptr); }
+    // The engine whose callable is called; none or a closed one stops the worker.
+    void SetEngine(Vireon* vireon);
+    // Valid for as long as the caller knows by other means that the engine is not destroyed.
+    Vireon* GetEngine() const { return m_pVireon.load(); }
+    // Takes over what is left in the other worker's queue; this one's must still be empty. Changes
+    // nothing when memory runs out.
     void TakeTasksFrom(CallbackTaskWorkerThread& other);
     // Destroys what is left in the queue.
     void DestroyTasks();
+    // Records that found the queue full.
+    NPT_UInt64 GetDroppedCount() const { return dropped_count_; }
 
     zorvane::Int32 Run() override;
 
-    // The engine whose callable is called; null or a closed engine stops the worker.
-    VireonLink m_pVireon;
-
   private:
-    // Null when there is none.
-    ZoSsdpDeviceInfo* PopTask();
+    // False when there is none.
+    bool PopTask(ZoSsdpDeviceInfo*& device);
+    // Puts a record that was taken back where it was.
+    void ReturnTask(std::unique_ptr<ZoSsdpDeviceInfo> device);
+    // False when the worker was stopped meanwhile.
+    bool WaitForTurn() const;
+    void DeliverUntilStopped();
     void Deliver(ZoSsdpDeviceInfo& device);
 
+    VireonLink m_pVireon;
     std::shared_ptr<TaskQueue> m_tasks;
+    // Set while there may be something to take or the worker has no engine. Reset and set under the
+    // lock only, so that whoever resets it because the queue is empty misses no end.
     Event m_taskEvent;
     CriticalSection m_taskLock;
-    std::atomic<int> takers_{0};  // threads inside getTask
+    bool has_engine_;
+    const std::size_t limit_;
+    const std::shared_ptr<DeliveryTurn> turn_;
+    std::atomic<NPT_UInt64> dropped_count_{0};
+    const ProcessId process_ = CurrentProcess();
+    std::atomic<int> takers_{0};  // threads of that process inside getTask
 };
 
 #endif

@@ -2,12 +2,16 @@
 
 #include "engine/callback_task_worker_thread.h"
 
+#include <atomic>
 #include <chrono>
 #include <future>
+#include <memory>
 #include <string>
 #include <thread>
+#include <vector>
 
 #include "binding/interpreter_lock.h"
+#include "core/testing/failing_allocation.h"
 #include "engine/vireon.h"
 
 namespace {
@@ -34,8 +38,9 @@ class CallbackTaskWorker : public testing::Test {
     }
 
     void Add(const std::string& name) { worker_->addTask(MakeDevice(name).release()); }
-    std::string Take() {
-        const std::unique_ptr<ZoSsdpDeviceInfo> device(worker_->getTask());
+    std::string Take() { return TakeFrom(*worker_); }
+    static std::string TakeFrom(CallbackTaskWorkerThread& worker) {
+        const std::unique_ptr<ZoSsdpDeviceInfo> device(worker.getTask());
         return device ? device->GetFriendlyName().GetChars() : "null";
     }
     // Lets scripts run until the expression is true, for at most ten seconds.
@@ -48,6 +53,8 @@ class CallbackTaskWorker : public testing::Test {
     }
 
     std::unique_ptr<Vireon> vireon_ = std::make_unique<Vireon>();
+    const std::shared_ptr<CallbackTaskWorkerThread::DeliveryTurn> turn_ =
+        std::make_shared<CallbackTaskWorkerThread::DeliveryTurn>(false);
     std::shared_ptr<CallbackTaskWorkerThread> worker_;
 };
 
@@ -62,10 +69,39 @@ TEST_F(CallbackTaskWorker, GivesRecordsInTheOrderInWhichTheyCame) {
     EXPECT_EQ(Take(), "fourth");
 }
 
-TEST_F(CallbackTaskWorker, IgnoresANullRecord) {
+TEST_F(CallbackTaskWorker, GivesANullRecordLikeAnyOther) {
     worker_->addTask(nullptr);
     Add("first");
+    EXPECT_EQ(Take(), "null");
     EXPECT_EQ(Take(), "first");
+}
+
+TEST_F(CallbackTaskWorker, PassesOverANullRecordWhenItDelivers) {
+    vireon_->SetCallback(script::Get("collect"));
+    worker_->addTask(nullptr);
+    Add("first");
+    worker_->Start();
+    WaitUntil("names == ['first']");
+}
+
+TEST_F(CallbackTaskWorker, DestroysNullRecordsWithTheOthers) {
+    worker_->addTask(nullptr);
+    Add("first");
+    worker_->DestroyTasks();
+    Add("second");
+    EXPECT_EQ(Take(), "second");
+}
+
+TEST_F(CallbackTaskWorker, DestroysAndCountsWhatIsBeyondItsLimit) {
+    CallbackTaskWorkerThread limited(vireon_.get(), 2, turn_);
+    for (const char* name : {"first", "second", "third", "fourth"})
+        limited.addTask(MakeDevice(name).release());
+    EXPECT_EQ(limited.GetDroppedCount(), 2u);
+    EXPECT_EQ(TakeFrom(limited), "first");
+    limited.addTask(MakeDevice("fifth").release());
+    EXPECT_EQ(TakeFrom(limited), "second");
+    EXPECT_EQ(TakeFrom(limited), "fifth");
+    EXPECT_EQ(limited.GetDroppedCount(), 2u);
 }
 
 TEST_F(CallbackTaskWorker, GivesNothingOnceStopped) {
@@ -73,9 +109,9 @@ TEST_F(CallbackTaskWorker, GivesNothingOnceStopped) {
     vireon_->isClosed = true;
     EXPECT_EQ(Take(), "null");
     vireon_->isClosed = false;
-    worker_->m_pVireon.store(nullptr);
+    worker_->SetEngine(nullptr);
     EXPECT_EQ(Take(), "null");
-    worker_->m_pVireon.store(vireon_.get());
+    worker_->SetEngine(vireon_.get());
     EXPECT_EQ(Take(), "first");
 }
 
@@ -145,12 +181,56 @@ TEST_F(CallbackTaskWorker, IsNotDestroyedUnderAThreadThatTakes) {
     EXPECT_EQ(taken.get(), nullptr);
 }
 
+// Without a moment between the taker's way in and the end: whoever comes in is counted by then.
+TEST_F(CallbackTaskWorker, IsNotDestroyedUnderAThreadThatIsJustComing) {
+    for (int round = 0; round < 500; ++round) {
+        CallbackTaskWorkerThread* const raw = new CallbackTaskWorkerThread(vireon_.get());
+        std::atomic<bool> is_coming{false};
+        std::thread taker([raw, &is_coming] {
+            PyAutoLock2 lock;
+            is_coming = true;
+            EXPECT_EQ(raw->getTask(), nullptr);
+        });
+        while (!is_coming) {
+            PyAutoUnlock2 unlocked;
+            std::this_thread::yield();
+        }
+        delete raw;
+        PyAutoUnlock2 unlocked;
+        taker.join();
+    }
+}
+
+// Each taker that finds nothing resets the event; none may undo the signal of the end.
+TEST_F(CallbackTaskWorker, EndsTheWaitsOfAllTakersWheneverItIsClosed) {
+    PyAutoUnlock2 unlocked;
+    for (int round = 0; round < 3000; ++round) {
+        CallbackTaskWorkerThread worker(vireon_.get());
+        std::vector<std::thread> takers;
+        for (int taker = 0; taker < 3; ++taker)
+            takers.emplace_back([&worker] { worker.getTask(); });
+        for (int turns = round % 50; turns > 0; --turns)
+            std::this_thread::yield();
+        worker.Close();
+        for (std::thread& taker : takers)
+            taker.join();
+    }
+}
+
+TEST_F(CallbackTaskWorker, EndsTheWaitWhenItsEngineIsTaken) {
+    std::future<std::string> taken = std::async(std::launch::async, [this] { return Take(); });
+    std::this_thread::sleep_for(milliseconds(20));
+    worker_->SetEngine(nullptr);
+    PyAutoUnlock2 unlocked;
+    EXPECT_EQ(taken.get(), "null");
+}
+
 TEST_F(CallbackTaskWorker, CountsAsStoppedWhenItOutlivesItsEngine) {
     Add("first");
     EXPECT_FALSE(worker_->IsStopped());
     vireon_.reset();
     EXPECT_TRUE(worker_->IsStopped());
-    EXPECT_EQ(worker_->m_pVireon.load(), nullptr);
+    EXPECT_EQ(worker_->GetEngine(), nullptr);
     EXPECT_EQ(Take(), "null");
 }
 
@@ -160,16 +240,83 @@ TEST_F(CallbackTaskWorker, MayBeClosedTwiceAndWithoutAThread) {
     EXPECT_TRUE(worker_->IsStopped());
 }
 
-TEST_F(CallbackTaskWorker, MovesTheTasksOfAnotherBehindItsOwn) {
+TEST_F(CallbackTaskWorker, TakesTheTasksOfAnotherOver) {
     CallbackTaskWorkerThread other(vireon_.get());
+    other.addTask(MakeDevice("first").release());
     other.addTask(MakeDevice("second").release());
-    other.addTask(MakeDevice("third").release());
-    Add("first");
     worker_->TakeTasksFrom(other);
-    worker_->TakeTasksFrom(other);
+    Add("third");
     EXPECT_EQ(Take(), "first");
     EXPECT_EQ(Take(), "second");
     EXPECT_EQ(Take(), "third");
+    other.SetEngine(nullptr);
+    EXPECT_EQ(other.getTask(), nullptr);
+}
+
+TEST_F(CallbackTaskWorker, WakesWhoWaitsWhenItTakesTasksOver) {
+    CallbackTaskWorkerThread other(vireon_.get());
+    other.addTask(MakeDevice("first").release());
+    std::future<std::string> taken = std::async(std::launch::async, [this] { return Take(); });
+    std::this_thread::sleep_for(milliseconds(20));
+    worker_->TakeTasksFrom(other);
+    PyAutoUnlock2 unlocked;
+    EXPECT_EQ(taken.get(), "first");
+}
+
+TEST_F(CallbackTaskWorker, DeliversOnlyWhileItHasTheTurn) {
+    *turn_ = true;  // another one is inside the callable
+    vireon_->SetCallback(script::Get("collect"));
+    const auto second = std::make_shared<CallbackTaskWorkerThread>(vireon_.get(), 10, turn_);
+    second->addTask(MakeDevice("first").release());
+    second->Start();
+    {
+        PyAutoUnlock2 unlocked;
+        std::this_thread::sleep_for(milliseconds(50));
+    }
+    EXPECT_EQ(script::Evaluate("names"), "[]");
+    *turn_ = false;
+    WaitUntil("names == ['first']");
+    EXPECT_TRUE(*turn_);
+    second->Close();
+    EXPECT_FALSE(*turn_);
+}
+
+TEST_F(CallbackTaskWorker, EndsWhileItWaitsForTheTurn) {
+    *turn_ = true;
+    const auto second = std::make_shared<CallbackTaskWorkerThread>(vireon_.get(), 10, turn_);
+    second->Start();
+    second->Close();
+    EXPECT_TRUE(*turn_);
+}
+
+TEST_F(CallbackTaskWorker, LosesOneRecordAtMostToAnAllocationThatFails) {
+    vireon_->SetCallback(script::Get("collect"));
+    int lost = 0;
+    bool was_refused = true;
+    for (long nth = 1; was_refused; ++nth) {
+        SCOPED_TRACE(nth);
+        script::Run("del names[:]");
+        worker_->SetEngine(vireon_.get());
+        Add("first");
+        Add("second");
+        std::thread closer([this] {
+            std::this_thread::sleep_for(milliseconds(100));
+            worker_->SignalEnd();
+        });
+        {
+            const FailingAllocation failing(nth);
+            worker_->Run();
+            was_refused = failing.HasHappened();
+        }
+        closer.join();
+        const std::string names = script::Evaluate("names");
+        if (names == "['second']") {
+            ++lost;
+        } else {
+            EXPECT_EQ(names, was_refused ? "['first']" : "['first', 'second']");
+        }
+    }
+    EXPECT_GE(lost, 1);
 }
 
 TEST_F(CallbackTaskWorker, DeliversRecordsInOrder) {
@@ -257,7 +404,7 @@ TEST_F(CallbackTaskWorker, LeavesRecordsBehindWhenItIsClosed) {
     script::Run("may_leave.set()");
     worker_->Close();
     EXPECT_EQ(script::Evaluate("names"), "['first']");
-    worker_->m_pVireon.store(vireon_.get());
+    worker_->SetEngine(vireon_.get());
     EXPECT_EQ(Take(), "second");
 }
 

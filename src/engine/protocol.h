@@ -2,6 +2,8 @@
 #ifndef VIREON_ENGINE_PROTOCOL_H
 #define VIREON_ENGINE_PROTOCOL_H
 
+#include <cstddef>
+
 #include "core/types.h"
 #include "net/timeout.h"
 
@@ -50,8 +52,15 @@ constexpr NPT_Int64 kFallbackIntervalSeconds = 30;
 constexpr NPT_Timeout kSendTimeout = 10000;  // milliseconds
 // Passed to the resolver, which looks up without a limit.
 constexpr NPT_Timeout kResolveTimeout = 300000000;  // milliseconds
-// After a failed receive, so that a broken socket cannot spin the processor.
-constexpr double kPauseAfterErrorSeconds = 0.15;
+// After a failed receive, so that a broken socket cannot spin the processor; and after a datagram
+// that is no answer, so that a flood of them cannot either. Behind the latter the sender takes in
+// what arrived meanwhile, for as long again at most, and pauses for nothing of that: so a neighbour
+// that sends nonsense delays answers, but loses none.
+constexpr NPT_Timeout kPauseAfterError = 150;  // milliseconds
+
+// Records that wait for the script's callable, about 1 KB each: beyond that a flood of answers
+// would take the host's memory while the callable is busy.
+constexpr std::size_t kQueueLimit = 65536;
 
 // What the script callable gets as its first argument.
 constexpr const char* kUpdateEvent = "Update Service";

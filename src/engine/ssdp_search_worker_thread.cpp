@@ -1,24 +1,47 @@
 #include "engine/ssdp_search_worker_thread.h"
 
 #include <algorithm>
+#include <exception>
+#include <utility>
 
-#include "core/system.h"
 #include "device/zo_input_stream.h"
 #include "device/zo_output_stream.h"
 #include "engine/answer_stream.h"
 #include "engine/protocol.h"
 #include "engine/vireon.h"
 #include "http/http_client.h"
+#include "net/socket_platform.h"
+
+namespace {
+
+constexpr NPT_Int64 kNanosPerMilli = 1000000;
+
+Deadline DeadlineAfterMillis(NPT_Timeout milliseconds) {
+    return Deadline::After(NPT_TimeInterval::FromNanos(milliseconds * kNanosPerMilli));
+}
+
+}  // namespace
 
 SsdpSearchWorkerThread::SsdpSearchWorkerThread(Vireon* vireon, NPT_UdpSocket* socket,
                                                NPT_HttpRequest* request, NPT_TimeInterval interval)
+    : SsdpSearchWorkerThread(vireon, std::unique_ptr<NPT_UdpSocket>(socket),
+                             std::unique_ptr<NPT_HttpRequest>(request), interval,
+                             std::make_shared<SocketWaker>()) {}
+
+SsdpSearchWorkerThread::SsdpSearchWorkerThread(Vireon* vireon,
+                                               std::unique_ptr<NPT_UdpSocket> socket,
+                                               std::unique_ptr<NPT_HttpRequest> request,
+                                               NPT_TimeInterval interval,
+                                               std::shared_ptr<SocketWaker> waker)
     : m_pVireon(vireon),
-      m_request(request),
-      m_interval(interval == NPT_TimeInterval()
-                     ? NPT_TimeInterval::FromSeconds(protocol::kFallbackIntervalSeconds)
-                     : interval),
-      m_socket(socket) {
+      m_request(std::move(request)),
+      m_interval(NPT_TimeInterval() < interval
+                     ? interval
+                     : NPT_TimeInterval::FromSeconds(protocol::kFallbackIntervalSeconds)),
+      m_socket(std::move(socket)),
+      waker_(std::move(waker)) {
     if (!m_socket) return;
+    m_socket->SetWaker(waker_);
     m_socket->SetReadTimeout(TimeoutFromInterval(m_interval));
     m_socket->SetWriteTimeout(protocol::kSendTimeout);
 }
@@ -32,15 +55,19 @@ void SsdpSearchWorkerThread::Close() {
 }
 
 zorvane::Int32 SsdpSearchWorkerThread::Run() {
-    if (!m_socket || !m_request) return Vireon::kSearchStarted;
-    do {
-        if (!SendSearch()) break;
-        ListenUntil(Deadline::After(m_interval));
-    } while (!IsStopped());
+    if (m_socket && m_request) SearchUntilStopped();
+    m_socket.reset();  // not kept for as long as somebody keeps the worker
     return Vireon::kSearchStarted;
 }
 
-bool SsdpSearchWorkerThread::SendSearch() {
+void SsdpSearchWorkerThread::SearchUntilStopped() {
+    do {
+        if (!SendSearch()) return;
+        ListenUntil(Deadline::After(m_interval));
+    } while (!MustEnd());
+}
+
+bool SsdpSearchWorkerThread::SendSearch() try {
     const NPT_HttpUrl& url = m_request->GetUrl();
     NPT_IpAddress address;
     if (NPT_Failed(address.ResolveName(url.GetHost().GetChars(), protocol::kResolveTimeout)))
@@ -50,36 +77,57 @@ bool SsdpSearchWorkerThread::SendSearch() {
     for (int count = 0; count < protocol::kSearchesPerCycle; ++count)
         NPT_HttpClient::WriteRequest(stream, *m_request, false);
     return true;
+} catch (const std::exception&) {
+    return true;  // out of memory: the next cycle may have some
 }
 
 void SsdpSearchWorkerThread::ListenUntil(const Deadline& resend) {
-    while (!IsStopped()) {
-        if (!HandleAnswer(resend) || resend.HasPassed()) return;
+    const NPT_Timeout longest_wait = TimeoutFromInterval(m_interval);
+    while (!MustEnd()) {
+        const bool catches_up = catches_up_until_ && !catches_up_until_->HasPassed();
+        const NPT_Timeout limit = catches_up ? 0 : std::min(resend.GetMillisLeft(), longest_wait);
+        const Deadline waited = DeadlineAfterMillis(limit);
+        const Reception reception = Receive(limit);
+        if (reception == Reception::kFailure) {
+            Pause();
+        } else if (reception == Reception::kNothing) {
+            // Nothing before the time is over, for whatever reason, would spin the processor too.
+            if (!catches_up && (limit == 0 || !waited.HasPassed())) Pause();
+            catches_up_until_.reset();
+        } else if (reception == Reception::kBadDatagram && !catches_up) {
+            Pause();
+            catches_up_until_ = DeadlineAfterMillis(protocol::kPauseAfterError);
+        }
+        if (resend.HasPassed()) return;
     }
 }
 
-bool SsdpSearchWorkerThread::HandleAnswer(const Deadline& resend) {
-    const NPT_Timeout longest_wait = TimeoutFromInterval(m_interval);
+SsdpSearchWorkerThread::Reception SsdpSearchWorkerThread::Receive(NPT_Timeout limit) try {
+    m_socket->SetReadTimeout(limit);
     zorvane::ZoInputStream datagrams(m_socket.get(), protocol::kAnswerBufferSize);
-    const NPT_InputStreamReference stream(new AnswerStream(
-        datagrams, resend, [this] { return IsStopped(); },
-        [this, longest_wait](NPT_Timeout time_left) {
-            m_socket->SetReadTimeout(std::min(time_left, longest_wait));
-        }));
+    auto* const answer = new AnswerStream(datagrams);
+    const NPT_InputStreamReference stream(answer);
     NPT_HttpResponse* parsed = nullptr;
     const NPT_Result result = NPT_HttpClient::ReadResponse(stream, false, false, parsed);
     const std::unique_ptr<NPT_HttpResponse> response(parsed);
-    if (result == NPT_ERROR_TIMEOUT) return true;
-    if (NPT_Failed(result)) {
-        if (IsStopped()) return false;
-        NPT_System::Sleep(NPT_TimeInterval(protocol::kPauseAfterErrorSeconds));
-        return true;
-    }
-    if (IsStopped()) return false;
+    const NPT_Result received = answer->GetReceiveResult();
+    if (received == NPT_ERROR_TIMEOUT || received == NPT_ERROR_WOULD_BLOCK)
+        return Reception::kNothing;
+    if (NPT_Failed(received) && !socket_platform::IsAboutOneDatagram(received))
+        return Reception::kFailure;
+    if (NPT_Failed(result)) return Reception::kBadDatagram;
+    if (MustEnd()) return Reception::kAnswer;
     NPT_HttpRequestContext context;
     context.SetLocalAddress(datagrams.GetInfo().local_address);
     context.SetRemoteAddress(datagrams.GetInfo().remote_address);
-    return m_pVireon.Use([&](Vireon& vireon) {
+    m_pVireon.Use([&](Vireon& vireon) {
         vireon.ProcessSsdpSearchResponse(NPT_SUCCESS, *m_request, context, response.get());
     });
+    return Reception::kAnswer;
+} catch (const std::exception&) {
+    return Reception::kFailure;  // out of memory, which costs this answer
+}
+
+void SsdpSearchWorkerThread::Pause() const {
+    waker_->WaitFor(protocol::kPauseAfterError);
 }

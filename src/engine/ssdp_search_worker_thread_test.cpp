@@ -2,14 +2,18 @@
 
 #include "engine/ssdp_search_worker_thread.h"
 
+#include <atomic>
 #include <chrono>
 #include <functional>
 #include <limits>
+#include <memory>
 #include <string>
 #include <thread>
 #include <vector>
 
 #include "binding/interpreter_lock.h"
+#include "core/testing/failing_allocation.h"
+#include "engine/testing/scripted_udp_socket.h"
 #include "engine/testing/search_answers.h"
 #include "engine/vireon.h"
 
@@ -98,6 +102,15 @@ class SsdpSearchWorker : public testing::Test {
         }
         EXPECT_EQ(GetNames(), names);
     }
+    // For at most half a second after the last one was sent, on a machine that has time.
+    static void WaitForCount(int count) {
+        const std::string wanted = std::to_string(count);
+        for (int round = 0; round < 400 && script::Evaluate("len(devices)") != wanted; ++round) {
+            PyAutoUnlock2 unlocked;
+            std::this_thread::sleep_for(milliseconds(5));
+        }
+        EXPECT_EQ(script::Evaluate("len(devices)"), wanted);
+    }
     // How long it takes until both datagrams of the next cycle are there, while the test does
     // something over and over.
     Clock::duration WaitForNextSearch(const std::function<void()>& meanwhile) {
@@ -166,13 +179,26 @@ TEST_F(SsdpSearchWorker, KnowsTheSenderOfAnAnswer) {
     CloseAndWake();
 }
 
-TEST_F(SsdpSearchWorker, TakesAnAnswerWithoutAnEmptyLine) {
-    Start(0.3);
+TEST_F(SsdpSearchWorker, TakesAnAnswerWithoutAnEmptyLineAtOnce) {
+    Start(30);
     ReceiveSearch();
     std::string answer = Answer("Den");
     answer.resize(answer.size() - 2);
     server_.Send(answer);
     WaitForNames("['Den']");
+    CloseAndWake();
+}
+
+TEST_F(SsdpSearchWorker, TakesNoAnswerForTheRestOfAnother) {
+    Start(30);
+    ReceiveSearch();
+    const std::string whole = Answer("whole");
+    server_.Send("HTTP/1.1 200 OK\r\n");
+    server_.Send(whole);
+    server_.Send(whole.substr(0, whole.find("USN")));
+    server_.Send(Answer("second"));
+    WaitForNames("['whole', 'second']");
+    CloseAndWake();
 }
 
 TEST_F(SsdpSearchWorker, SkipsInterimAnswers) {
@@ -244,6 +270,31 @@ TEST_F(SsdpSearchWorker, StaysOnTimeUnderAFloodOfNonsense) {
     }
 }
 
+// How long until a good answer arrives in the middle of so many bad datagrams a second.
+constexpr int kBadDatagramRates[] = {10, 30, 300};
+
+TEST_F(SsdpSearchWorker, LosesNoAnswerToBadDatagrams) {
+    const std::string bad_datagrams[] = {"", "garbage", std::string(2001, 'x'),
+                                         "NOTIFY * HTTP/1.1\r\n\r\n"};
+    Start(30);
+    ReceiveSearch();
+    for (const int rate : kBadDatagramRates) {
+        SCOPED_TRACE(rate);
+        script::Run("del devices[:]");
+        int good = 0;
+        {
+            PyAutoUnlock2 unlocked;
+            for (int sent = 0; sent < rate; ++sent) {
+                server_.Send(bad_datagrams[sent % 4]);
+                if (sent % (rate / 10) == 0) server_.Send(Answer(std::to_string(good++)));
+                std::this_thread::sleep_for(std::chrono::microseconds(1000000 / rate));
+            }
+        }
+        WaitForCount(good);
+    }
+    CloseAndWake();
+}
+
 TEST_F(SsdpSearchWorker, EndsWithinOneIntervalWhenTheEngineIsClosed) {
     Start(0.5);
     ReceiveSearch();
@@ -274,8 +325,8 @@ TEST_F(SsdpSearchWorker, SendsOnePairAndEndsOnAClosedEngine) {
     EXPECT_EQ(server_.Receive(50), "");
 }
 
-TEST_F(SsdpSearchWorker, PausesInsteadOfWaitingForANegativeInterval) {
-    Start(-1);
+TEST_F(SsdpSearchWorker, PausesInsteadOfWaitingBelowAMillisecond) {
+    Start(0.0005);
     int searches = 0;
     const Clock::time_point start = Clock::now();
     while (Clock::now() - start < milliseconds(1000))
@@ -285,8 +336,9 @@ TEST_F(SsdpSearchWorker, PausesInsteadOfWaitingForANegativeInterval) {
     EXPECT_LE(searches, 16);
 }
 
-TEST_F(SsdpSearchWorker, WaitsLongForZeroNotANumberAndHugeIntervals) {
-    for (const double interval : {0.0, std::numeric_limits<double>::quiet_NaN(), 1e300,
+TEST_F(SsdpSearchWorker, WaitsLongForWhatIsNoTimeAndForHugeIntervals) {
+    for (const double interval : {0.0, -1.0, -std::numeric_limits<double>::infinity(),
+                                  std::numeric_limits<double>::quiet_NaN(), 1e300,
                                   std::numeric_limits<double>::infinity()}) {
         SCOPED_TRACE(interval);
         Start(interval);
@@ -334,6 +386,172 @@ TEST_F(SsdpSearchWorker, MayBeClosedWithoutAThread) {
     SsdpSearchWorkerThread worker(vireon_.get(), nullptr, nullptr, NPT_TimeInterval(1.0));
     worker.Close();
     worker.Close();
+}
+
+// A worker on a socket that a test scripts; its work runs on the test's thread or on its own.
+class ScriptedSearchWorker : public SsdpSearchWorker {
+  protected:
+    void Make() {
+        worker_ = std::make_shared<SsdpSearchWorkerThread>(
+            vireon_.get(), std::unique_ptr<NPT_UdpSocket>(socket_), MakeRequest(),
+            NPT_TimeInterval(30.0), waker_);
+    }
+    static std::unique_ptr<NPT_HttpRequest> MakeRequest() {
+        return std::make_unique<NPT_HttpRequest>(NPT_HttpUrl("127.0.0.1", 31288, "*"), "M-SEARCH",
+                                                 "HTTP/1.1");
+    }
+    // What the workers found was queued in order, so this comes behind all of it.
+    void WaitForDispatch() {
+        Make();
+        socket_->LineUp(Answer("end 0"));
+        LineUpTheEnd();
+        worker_->Run();
+        for (int round = 0;
+             round < 2000 &&
+             script::Evaluate("devices[-1:] and devices[-1]['friendlyName']") != "'end 0'";
+             ++round) {
+            PyAutoUnlock2 unlocked;
+            std::this_thread::sleep_for(milliseconds(5));
+        }
+        script::Run("devices.pop()");
+    }
+    Clock::duration Run() {
+        const Clock::time_point start = Clock::now();
+        worker_->Run();
+        return Clock::now() - start;
+    }
+    // Ends the worker when it comes to receive this.
+    void LineUpTheEnd() {
+        socket_->LineUp("", [this] { waker_->Wake(); });
+    }
+
+    ScriptedUdpSocket* const socket_ = new ScriptedUdpSocket;  // the worker's
+    const std::shared_ptr<SocketWaker> waker_ = std::make_shared<SocketWaker>();
+};
+
+TEST_F(ScriptedSearchWorker, EndsAtOnceWhenItIsWoken) {
+    Make();
+    waker_->Wake();
+    EXPECT_LT(Run(), milliseconds(1000));
+}
+
+TEST_F(ScriptedSearchWorker, IsWokenFromItsPause) {
+    Make();
+    for (int count = 0; count < 100; ++count)
+        socket_->LineUp(NPT_ERROR_NETWORK_DOWN);
+    worker_->Start();
+    PyAutoUnlock2 unlocked;
+    std::this_thread::sleep_for(milliseconds(20));
+    const Clock::time_point start = Clock::now();
+    waker_->Wake();
+    worker_->Close();
+    EXPECT_LT(Clock::now() - start, milliseconds(100));
+}
+
+TEST_F(ScriptedSearchWorker, PausesOnceForBadDatagramsThatArriveTogether) {
+    Make();
+    for (int count = 0; count < 100; ++count)
+        socket_->LineUp("garbage");
+    socket_->LineUp(Answer("Den"));
+    LineUpTheEnd();
+    const Clock::duration elapsed = Run();
+    EXPECT_GE(elapsed, milliseconds(140));
+    EXPECT_LT(elapsed, milliseconds(1500));
+    WaitForNames("['Den']");
+}
+
+// On Windows an ICMP message about something that was sent fails the next receive.
+TEST_F(ScriptedSearchWorker, CountsAReportOfALostDatagramAsABadOne) {
+    Make();
+    for (int count = 0; count < 100; ++count)
+        socket_->LineUp(NPT_ERROR_CONNECTION_RESET);
+    socket_->LineUp(Answer("Den"));
+    LineUpTheEnd();
+    EXPECT_LT(Run(), milliseconds(1500));
+    WaitForNames("['Den']");
+}
+
+TEST_F(ScriptedSearchWorker, PausesForEachFailureOfTheSocket) {
+    Make();
+    for (int count = 0; count < 4; ++count)
+        socket_->LineUp(NPT_ERROR_NETWORK_DOWN);
+    socket_->LineUp(Answer("Den"));
+    LineUpTheEnd();
+    EXPECT_GE(Run(), milliseconds(590));
+    WaitForNames("['Den']");
+}
+
+// A flood is answered by work for half of the time at most, whatever it consists of.
+TEST_F(ScriptedSearchWorker, PausesAgainWhenTheBadDatagramsGoOn) {
+    Make();
+    int received = 0;
+    const Clock::time_point start = Clock::now();
+    for (int count = 0; count < 1000; ++count) {
+        socket_->LineUp("garbage", [&received, start] {
+            if (Clock::now() - start < milliseconds(1000)) ++received;
+            std::this_thread::sleep_for(milliseconds(1));
+        });
+    }
+    LineUpTheEnd();
+    Run();
+    EXPECT_LT(received, 700);
+}
+
+TEST_F(ScriptedSearchWorker, DoesNotSpinWhenATimeOutComesBeforeItsTime) {
+    Make();
+    worker_->Start();
+    {
+        PyAutoUnlock2 unlocked;
+        std::this_thread::sleep_for(milliseconds(500));
+    }
+    EXPECT_LE(socket_->GetReceiveCount(), 10);
+    waker_->Wake();
+}
+
+TEST_F(ScriptedSearchWorker, ClosesItsSocketWhenItsThreadEnds) {
+    Make();
+    bool is_closed = false;
+    socket_->WhenClosed([&is_closed] { is_closed = true; });
+    waker_->Wake();
+    worker_->Run();
+    EXPECT_TRUE(is_closed);
+}
+
+// Each allocation of a search with two answers fails once, in a worker of its own.
+TEST_F(ScriptedSearchWorker, LosesOneAnswerAtMostToAnAllocationThatFails) {
+    constexpr long kMostAllocations = 600;
+    std::atomic<long> refused{0};
+    std::vector<std::thread> threads;
+    for (long nth = 1; nth <= kMostAllocations; ++nth) {
+        auto waker = std::make_shared<SocketWaker>();
+        auto socket = std::make_unique<ScriptedUdpSocket>();
+        socket->LineUp(Answer("first " + std::to_string(nth)));
+        socket->LineUp(Answer("last " + std::to_string(nth)));
+        socket->LineUp("", [waker] { waker->Wake(); });
+        auto worker = std::make_shared<SsdpSearchWorkerThread>(
+            vireon_.get(), std::move(socket), MakeRequest(), NPT_TimeInterval(30.0), waker);
+        threads.emplace_back([worker, nth, &refused] {
+            const FailingAllocation failing(nth);
+            worker->Run();
+            refused += failing.HasHappened();
+        });
+    }
+    {
+        PyAutoUnlock2 unlocked;
+        for (std::thread& thread : threads)
+            thread.join();
+    }
+    EXPECT_GT(refused, 50);
+    EXPECT_LT(refused, kMostAllocations);
+    script::Run("names = lambda: set(device['friendlyName'] for device in devices)");
+    WaitForDispatch();
+    // One of the two for each, and not more than one lost where an allocation failed.
+    EXPECT_EQ(script::Evaluate("len(set(name.split()[1] for name in names()))"),
+              std::to_string(kMostAllocations));
+    const std::string lost =
+        script::Evaluate(std::to_string(2 * kMostAllocations) + " - len(names())");
+    EXPECT_GE(std::stol(lost), 1);
+    EXPECT_LE(std::stol(lost), refused);
 }
 
 }  // namespace

@@ -2,7 +2,8 @@
 
 #include "engine/vireon.h"
 
-#include <mutex>
+#include <algorithm>
+#include <new>
 #include <utility>
 
 #include "core/system.h"
@@ -51,7 +52,9 @@ void CallWithArguments(PyObject* callable, const char* format, ...) {
 }  // namespace
 
 Vireon::Vireon()
-    : m_interval(protocol::kDefaultIntervalSeconds), life_(std::make_shared<VireonLife>(this)) {
+    : m_interval(protocol::kDefaultIntervalSeconds),
+      turn_(std::make_shared<CallbackTaskWorkerThread::DeliveryTurn>(false)),
+      life_(std::make_shared<VireonLife>(this)) {
     // No engine without its lock: std::bad_alloc.
     const NPT_AutoLock usable(m_lock);
     DiagnosticsLog::Get().Wide(kLifecycleLogLevel,
@@ -60,23 +63,48 @@ Vireon::Vireon()
 }
 
 Vireon::~Vireon() {
+    LeaveTheParentsThreads();
     ReleaseCallback();
     DiagnosticsLog::Get().Wide(kLifecycleLogLevel, L"[vireon] Vireon::~Vireon");
-    const std::shared_ptr<CallbackTaskWorkerThread> callback_thread = GetCallbackThread();
     // Nobody can stop a search any more when the interpreter exits, and waiting for one that runs
     // would keep the process from ending.
     const bool waits = !IsInterpreterEnding();
     if (waits) {
-        for (const auto& thread : GetSearchThreads())
+        for (const SearchThread& thread : TakeSearchThreads())
             thread->Close();
-        if (callback_thread) callback_thread->Close();
+        if (const DispatchThread thread = GetCallbackThread()) thread->Close();
     }
     // Threads that are still there, left behind or waited for by a Stop on another thread, are kept
     // by themselves; this takes the engine out of their sight.
     life_->End();
-    if (!callback_thread) return;
-    callback_thread->SignalEnd();
-    callback_thread->DestroyTasks();
+    const DispatchThread dispatch = GetCallbackThread();
+    if (!dispatch) return;
+    dispatch->SignalEnd();
+    dispatch->DestroyTasks();
+}
+
+void Vireon::LeaveTheParentsThreads() {
+    if (process_ == CurrentProcess()) return;
+    // The child has copies of the parent's locks, as they were held just then, but none of the
+    // threads that would let them go. So they stay as they are, with all that they guard.
+    struct Inherited {
+        DispatchThread dispatch;
+        std::vector<SearchThread> search;
+        std::shared_ptr<SocketWaker> waker;
+        std::shared_ptr<CallbackTaskWorkerThread::DeliveryTurn> turn;
+        std::shared_ptr<VireonLife> life;
+    };
+    auto turn = std::make_shared<CallbackTaskWorkerThread::DeliveryTurn>(false);
+    auto life = std::make_shared<VireonLife>(this);
+    auto inherited = std::make_unique<Inherited>();
+    new (&m_lock) NPT_Mutex;
+    inherited->dispatch.swap(m_callbackThread);
+    inherited->search.swap(m_searchThreads);
+    inherited->waker.swap(waker_);
+    inherited->turn = std::exchange(turn_, std::move(turn));
+    inherited->life = std::exchange(life_, std::move(life));
+    inherited.release();
+    process_ = CurrentProcess();
 }
 
 void Vireon::ReleaseCallback() {
@@ -102,74 +130,124 @@ void Vireon::SetCallback(PyObject* callback) {
 
 zorvane::Int32 Vireon::SearchDevices() {
     OwnedInterfaces interfaces;
-    // A machine that cannot be asked has no interface to search on.
+    // Without a list there is nothing to search on, which is no failure.
     zorvane::ZoVireonity::GetNetworkInterfaces(interfaces.AsList());
     return SearchInterfaces(interfaces.AsList());
 }
 
 zorvane::Int32 Vireon::SearchInterfaces(const NPT_List<NPT_NetworkInterface*>& interfaces) {
-    StartDispatch();
-    return StartSenders(interfaces);
-}
-
-void Vireon::StartDispatch() {
+    LeaveTheParentsThreads();
     OpenInterpreterToThreads();
-    const auto dispatch = std::make_shared<CallbackTaskWorkerThread>(this);
-    for (;;) {
-        const std::shared_ptr<CallbackTaskWorkerThread> old = GetCallbackThread();
-        if (old) old->Close();
-        NPT_AutoLock lock(m_lock);
-        if (m_callbackThread != old) continue;  // another search came first
-        if (old) dispatch->TakeTasksFrom(*old);
-        m_callbackThread = dispatch;
-        break;
-    }
-    dispatch->Start();
+    return StartDispatch() && StartSenders(interfaces) ? kSearchStarted : 0;
 }
 
-zorvane::Int32 Vireon::StartSenders(const NPT_List<NPT_NetworkInterface*>& interfaces) {
+bool Vireon::StartDispatch() {
+    const std::shared_ptr<VireonLife> life = life_;
+    const auto dispatch =
+        std::make_shared<CallbackTaskWorkerThread>(this, protocol::kQueueLimit, turn_);
+    if (dispatch->Start() == 0) return false;
+    try {
+        for (;;) {
+            const DispatchThread old = GetCallbackThread();
+            std::vector<SearchThread> ended = TakeEndedSearchThreads();
+            if (old) old->Close();
+            ended.clear();
+            // Both let other script threads run, and one of them may have destroyed the engine.
+            if (!life->Get()) break;
+            if (ReplaceDispatch(old, dispatch)) return true;
+        }
+        dispatch->SignalEnd();
+        return false;
+    } catch (...) {
+        dispatch->SignalEnd();
+        throw;
+    }
+}
+
+bool Vireon::ReplaceDispatch(const DispatchThread& old, const DispatchThread& dispatch) {
+    {
+        NPT_AutoLock lock(m_lock);
+        if (m_callbackThread != old) return false;  // another search came first
+        if (old && !was_stopped_) dispatch->TakeTasksFrom(*old);
+        was_stopped_ = false;
+        m_callbackThread = dispatch;
+    }
+    if (old) old->DestroyTasks();
+    return true;
+}
+
+bool Vireon::StartSenders(const NPT_List<NPT_NetworkInterface*>& interfaces) {
     for (const SenderPlan& sender : PlanSenders(interfaces)) {
         std::unique_ptr<NPT_UdpSocket> socket = sender.kind == SenderPlan::Kind::kBroadcast
                                                     ? std::make_unique<NPT_UdpSocket>()
                                                     : OpenMulticastSocket(sender.address);
-        if (!socket) return 0;
+        if (!socket) return false;
         StartSearchThread(std::move(socket), MakeSearchRequest(sender));
     }
-    return kSearchStarted;
+    return true;
 }
 
 void Vireon::StartSearchThread(std::unique_ptr<NPT_UdpSocket> socket,
                                std::unique_ptr<NPT_HttpRequest> request) {
     const NPT_TimeInterval interval(static_cast<double>(m_interval));
-    const auto thread = std::make_shared<SsdpSearchWorkerThread>(this, socket.release(),
-                                                                 request.release(), interval);
+    const auto thread = std::make_shared<SsdpSearchWorkerThread>(
+        this, std::move(socket), std::move(request), interval, GetWaker());
     {
-        std::lock_guard<CriticalSection> guard(search_threads_lock_);
+        NPT_AutoLock lock(m_lock);
         m_searchThreads.push_back(thread);
     }
     thread->Start();
 }
 
 void Vireon::Stop() {
+    LeaveTheParentsThreads();
     isClosed = true;
     // Taken while the interpreter lock is still held: once it is released another thread, whose own
     // Stop finds nobody to wait for, may destroy the engine.
-    const std::shared_ptr<CallbackTaskWorkerThread> callback_thread = GetCallbackThread();
-    const std::vector<std::shared_ptr<SsdpSearchWorkerThread>> search_threads = GetSearchThreads();
+    const DispatchThread dispatch = GetCallbackThread();
+    const std::vector<SearchThread> search_threads = TakeSearchThreads();
+    std::shared_ptr<SocketWaker> waker;
+    {
+        NPT_AutoLock lock(m_lock);
+        waker = waker_;
+        was_stopped_ = true;
+    }
     PyAutoUnlock2 unlocked;
-    if (callback_thread) callback_thread->Close();
-    for (const auto& thread : search_threads)
+    if (waker) waker->Wake();
+    if (dispatch) dispatch->Close();
+    for (const SearchThread& thread : search_threads)
         thread->Close();
 }
 
-std::shared_ptr<CallbackTaskWorkerThread> Vireon::GetCallbackThread() {
+Vireon::DispatchThread Vireon::GetCallbackThread() {
     NPT_AutoLock lock(m_lock);
     return m_callbackThread;
 }
 
-std::vector<std::shared_ptr<SsdpSearchWorkerThread>> Vireon::GetSearchThreads() {
-    std::lock_guard<CriticalSection> guard(search_threads_lock_);
-    return m_searchThreads;
+std::vector<Vireon::SearchThread> Vireon::TakeSearchThreads() {
+    NPT_AutoLock lock(m_lock);
+    return std::move(m_searchThreads);
+}
+
+std::vector<Vireon::SearchThread> Vireon::TakeEndedSearchThreads() {
+    NPT_AutoLock lock(m_lock);
+    const auto ended =
+        std::partition(m_searchThreads.begin(), m_searchThreads.end(),
+                       [](const SearchThread& thread) { return !thread->HasEnded(); });
+    std::vector<SearchThread> taken(ended, m_searchThreads.end());
+    m_searchThreads.erase(ended, m_searchThreads.end());
+    return taken;
+}
+
+std::shared_ptr<SocketWaker> Vireon::GetWaker() {
+    {
+        NPT_AutoLock lock(m_lock);
+        if (waker_ && !waker_->IsAwake()) return waker_;
+    }
+    auto waker = std::make_shared<SocketWaker>();
+    NPT_AutoLock lock(m_lock);
+    if (!waker_ || waker_->IsAwake()) waker_ = std::move(waker);
+    return waker_;
 }
 
 NPT_Result Vireon::ProcessSsdpSearchResponse(NPT_Result response_result, const NPT_HttpRequest&,
@@ -199,8 +277,8 @@ NPT_Result Vireon::InspectDevice(const NPT_HttpMessage& message, const NPT_HttpU
                                  const char* uuid, const NPT_String* usn,
                                  NPT_TimeInterval lease_time) {
     NPT_AutoLock lock(m_lock);
-    if (!usn) return NPT_ERROR_INVALID_ARGUMENT;
     if (!location.IsValid()) return NPT_FAILURE;
+    if (!usn) return NPT_ERROR_INVALID_ARGUMENT;
     std::unique_ptr<ZoSsdpDeviceInfo> device =
         MakeDeviceRecord(message, location, uuid, *usn, lease_time);
     if (!device) return NPT_FAILURE;

@@ -6,9 +6,9 @@
 #include <memory>
 #include <vector>
 
-#include "core/critical_section.h"
 #include "core/list.h"
 #include "core/mutex.h"
+#include "core/process.h"
 #include "core/time.h"
 #include "device/zo_ssdp_device_info.h"
 #include "engine/callback_task_worker_thread.h"
@@ -21,6 +21,7 @@
 #include "http/http_response.h"
 #include "http/http_url.h"
 #include "net/network_interface.h"
+#include "net/socket_waker.h"
 
 // The discovery engine: configured with an interval and a script callable, started with
 // SearchDevices, ended with Stop. Owns one dispatch thread and one search thread per sender.
@@ -29,6 +30,9 @@
 // threads call the three processing operations; the dispatch thread alone calls CallbacktoClient.
 // Locks are taken in the order interpreter lock, m_lock, the queue's lock; under the last two
 // nothing waits for a thread or for the interpreter.
+//
+// A forked child may stop, destroy and search with the engine that it inherited: it waits for none
+// of its parent's threads, and leaves to them what they may hold locked.
 class Vireon {
   public:
     // What SearchDevices reports unless a multicast sender found no port.
@@ -38,24 +42,26 @@ class Vireon {
     Vireon(const Vireon&) = delete;
     Vireon& operator=(const Vireon&) = delete;
     // Waits for all threads, with the interpreter lock released, but leaves stopping them to the
-    // client: without Stop this waits forever. Only while the interpreter exits it does not wait;
-    // the threads then end by themselves and use nothing of this object any more.
+    // client: without Stop this waits forever. Only while the interpreter exits and in a forked
+    // child it does not wait; the threads then use nothing of this object any more.
     virtual ~Vireon();
 
-    // Seconds between two searches, stored as given: 0 and NaN search every 30 s, a negative value
-    // does not wait.
+    // Seconds between two searches, stored as given: 0, what is negative and NaN search every 30 s,
+    // what is longer than the clock can hold never again.
     void SetInterVal(float seconds);
     // Replaces the callable; null and None leave none. It is not checked that it can be called.
     void SetCallback(PyObject* callback);
-    // Starts a search on the local interfaces: kSearchStarted, or 0 when a multicast sender found
-    // no port (what was started before keeps running). Does not reset isClosed: a search on a
-    // closed engine sends once and ends.
+    // Starts a search on the local interfaces: kSearchStarted, or 0 when the dispatch thread cannot
+    // be had (nothing is started then) or a multicast sender found no port (what was started before
+    // keeps running). Addresses that come later take a new search. Does not reset isClosed: a
+    // search on a closed engine sends once and ends. What an earlier search found and Stop left
+    // undelivered is destroyed; without a Stop in between it is handed on.
     zorvane::Int32 SearchDevices();
     // The same search on the interfaces given.
     zorvane::Int32 SearchInterfaces(const NPT_List<NPT_NetworkInterface*>& interfaces);
-    // Closes the engine and waits for its threads, with the interpreter lock released: at most one
-    // interval plus the callback that is running. On the dispatch thread it does not wait for that
-    // one. A second call finds nobody to wait for.
+    // Closes the engine, wakes its threads and waits for them, with the interpreter lock released:
+    // at most 50 ms plus the callback that is running. On the dispatch thread it does not wait for
+    // that one. A second call finds nobody to wait for.
     void Stop();
 
     // Checks an answer to a search and takes it in.
@@ -64,7 +70,8 @@ class Vireon {
     //   NPT_FAILURE                 a status that is not 2xx, a USN that is not made of a uuid and
     //                               the ST, an invalid location, no friendly name
     //   NPT_ERROR_INVALID_STATE     no search was ever started, so there is no queue
-    //   NPT_SUCCESS                 the record is queued, or the answer is another device's
+    //   NPT_SUCCESS                 the record is queued, or dropped since protocol::kQueueLimit
+    //                               records are waiting, or the answer is another device's
     NPT_Result ProcessSsdpSearchResponse(NPT_Result response_result, const NPT_HttpRequest& request,
                                          const NPT_HttpRequestContext& context,
                                          NPT_HttpResponse* response);
@@ -90,28 +97,46 @@ class Vireon {
 
     const std::shared_ptr<VireonLife>& GetLife() const { return life_; }
 
-    // Every worker polls it; Stop sets it and nothing resets it but the script.
+    // Every worker polls it, at least once per interval; Stop sets it and nothing resets it but the
+    // script.
     std::atomic<bool> isClosed{false};
 
   private:
-    void StartDispatch();
-    zorvane::Int32 StartSenders(const NPT_List<NPT_NetworkInterface*>& interfaces);
+    using DispatchThread = std::shared_ptr<CallbackTaskWorkerThread>;
+    using SearchThread = std::shared_ptr<SsdpSearchWorkerThread>;
+
+    // False when its thread cannot be had, then everything is as before; and when another thread
+    // destroyed the engine meanwhile.
+    bool StartDispatch();
+    bool ReplaceDispatch(const DispatchThread& old, const DispatchThread& dispatch);
+    // False when a multicast sender finds no port.
+    bool StartSenders(const NPT_List<NPT_NetworkInterface*>& interfaces);
     void StartSearchThread(std::unique_ptr<NPT_UdpSocket> socket,
                            std::unique_ptr<NPT_HttpRequest> request);
-    // Snapshots, whose threads stay alive whatever happens to the engine.
-    std::shared_ptr<CallbackTaskWorkerThread> GetCallbackThread();
-    std::vector<std::shared_ptr<SsdpSearchWorkerThread>> GetSearchThreads();
+    // In a forked child: replaces what the parent's threads share with the engine.
+    void LeaveTheParentsThreads();
+    // A snapshot, whose thread stays alive whatever happens to the engine.
+    DispatchThread GetCallbackThread();
+    std::vector<SearchThread> TakeSearchThreads();
+    std::vector<SearchThread> TakeEndedSearchThreads();
+    // The waker of the running search, made where there is none.
+    std::shared_ptr<SocketWaker> GetWaker();
     void ReleaseCallback();
 
     std::atomic<float> m_interval;
-    // Replaced under m_lock, so that no record is queued behind the back of a replacement.
-    std::shared_ptr<CallbackTaskWorkerThread> m_callbackThread;
     // Only touched with the interpreter lock held.
     ScriptObject m_pyCallback;
+
+    // Guards the next four; so no record is queued behind the back of a replacement.
     NPT_Mutex m_lock;
-    std::vector<std::shared_ptr<SsdpSearchWorkerThread>> m_searchThreads;
-    CriticalSection search_threads_lock_;
+    DispatchThread m_callbackThread;
+    std::vector<SearchThread> m_searchThreads;
+    std::shared_ptr<SocketWaker> waker_;
+    bool was_stopped_ = false;  // since the last search was started
+
+    std::shared_ptr<CallbackTaskWorkerThread::DeliveryTurn> turn_;
     std::shared_ptr<VireonLife> life_;
+    ProcessId process_ = CurrentProcess();
 };
 
 #endif

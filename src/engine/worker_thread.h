@@ -25,6 +25,8 @@ class ZOWorkerThreadEX : public std::enable_shared_from_this<ZOWorkerThreadEX> {
 
     // 1 when this call created the thread, 0 when there was one already or none could be had.
     NPT_Int32 Start();
+    // Whether its thread has done its work: it uses nothing of the worker any more.
+    bool HasEnded() const { return has_ended_; }
     // The body of the worker's thread: the result of Run, or the invalid-pointer status 0x80004003
     // for null. An exception that escapes from Run ends it with the general failure 0x80004005.
     static NPT_UInt32 RunInsideApartment(ZOWorkerThreadEX* worker);
@@ -32,8 +34,8 @@ class ZOWorkerThreadEX : public std::enable_shared_from_this<ZOWorkerThreadEX> {
   protected:
     ZOWorkerThreadEX() = default;
     // Takes the thread away, so that it is waited for once, and waits without a time limit, with
-    // the interpreter lock released. Returns at once when there is none, when somebody else took it
-    // and on the thread itself.
+    // the interpreter lock released. Returns at once when there is none, when somebody else took
+    // it, on the thread itself and in a forked child, which has no such thread.
     void JoinThread();
 
   private:
@@ -41,6 +43,7 @@ class ZOWorkerThreadEX : public std::enable_shared_from_this<ZOWorkerThreadEX> {
 
     CriticalSection start_lock_;
     std::atomic<SystemThread*> thread_{nullptr};
+    std::atomic<bool> has_ended_{false};
 };
 
 #endif

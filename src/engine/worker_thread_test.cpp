@@ -49,6 +49,17 @@ TEST(WorkerThread, IsStartedOnceOnly) {
     EXPECT_EQ(worker.runs, 1);
 }
 
+TEST(WorkerThread, TellsThatItsThreadHasEnded) {
+    Event done(Event::Mode::kManualReset);
+    Worker worker([&done] { done.Wait(); });
+    EXPECT_FALSE(worker.HasEnded());
+    worker.Start();
+    EXPECT_FALSE(worker.HasEnded());
+    done.Set();
+    worker.JoinThread();
+    EXPECT_TRUE(worker.HasEnded());
+}
+
 TEST(WorkerThread, IsStartedByOneOfManyThreads) {
     Event done(Event::Mode::kManualReset);
     Worker worker([&done] { done.Wait(); });

@@ -1,6 +1,10 @@
 #include "net/blocked_thread_table.h"
 
+#include <atomic>
+#include <memory>
 #include <utility>
+
+#include "core/process.h"
 
 namespace {
 
@@ -10,8 +14,19 @@ constexpr std::size_t kInitialSlots = 16;
 }  // namespace
 
 BlockedThreadTable& BlockedThreadTable::Shared() {
-    static BlockedThreadTable* const table = new BlockedThreadTable;
-    return *table;
+    struct Owned {
+        const ProcessId process = CurrentProcess();
+        Owned* inherited = nullptr;  // still there, and nobody's
+        BlockedThreadTable table;
+    };
+    static std::atomic<Owned*> shared{new Owned};
+    Owned* found = shared.load();
+    if (found->process == CurrentProcess()) return found->table;
+    // A forked child: what it has is a copy, which a thread that it has not may have held locked.
+    auto own = std::make_unique<Owned>();
+    own->inherited = found;
+    if (!shared.compare_exchange_strong(found, own.get())) return found->table;
+    return own.release()->table;
 }
 
 BlockedThreadTable::BlockedThreadTable() : slots_(kInitialSlots) {

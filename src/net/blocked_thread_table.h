@@ -16,7 +16,8 @@ class NPT_BsdSocketFd;
 // Any thread may call any operation.
 class BlockedThreadTable {
   public:
-    // The table of this process. Never destroyed, since threads may outlive the static objects.
+    // The table of this process; a forked child has one of its own. Never destroyed, since threads
+    // may outlive the static objects.
     static BlockedThreadTable& Shared();
 
     // Throws std::bad_alloc, when the mutex cannot be made too.

@@ -4,9 +4,15 @@
 
 #include <utility>
 
+#include "core/process.h"
+
 struct SystemThread::State {
     pthread_t thread{};
+    const ProcessId process = CurrentProcess();
     bool is_joinable = false;
+
+    // A forked child has a copy of this, but not the thread.
+    bool IsHere() const { return is_joinable && process == CurrentProcess(); }
 };
 
 namespace {
@@ -37,11 +43,11 @@ std::unique_ptr<SystemThread> SystemThread::Start(Entry entry, void* argument) {
 SystemThread::SystemThread(std::unique_ptr<State> state) : state_(std::move(state)) {}
 
 SystemThread::~SystemThread() {
-    if (state_->is_joinable) pthread_detach(state_->thread);
+    if (state_->IsHere()) pthread_detach(state_->thread);
 }
 
 void SystemThread::Join() {
-    if (!state_->is_joinable) return;
+    if (!state_->IsHere()) return;
     if (IsCurrent()) {
         pthread_detach(state_->thread);
     } else {
@@ -51,5 +57,5 @@ void SystemThread::Join() {
 }
 
 bool SystemThread::IsCurrent() const {
-    return state_->is_joinable && pthread_equal(state_->thread, pthread_self());
+    return state_->IsHere() && pthread_equal(state_->thread, pthread_self());
 }

@@ -7,9 +7,22 @@
 #include <sys/prctl.h>
 #include <sys/syscall.h>
 
-#include <cstddef>
-#include <iterator>
+#include <sys/wait.h>
+#include <unistd.h>
 
+#include <atomic>
+#include <chrono>
+#include <cstddef>
+#include <filesystem>
+#include <functional>
+#include <initializer_list>
+#include <memory>
+#include <thread>
+#include <vector>
+
+#include "binding/interpreter_lock.h"
+#include "engine/protocol.h"
+#include "engine/testing/search_answers.h"
 #include "engine/vireon.h"
 
 namespace {
@@ -39,39 +52,247 @@ TEST(VireonProcessDeathTest, IsSilentAtLevelFour) {
         testing::ExitedWithCode(0), "^$");
 }
 
-// From now on every bind of this thread fails as if the port were taken.
-bool TakeAllPorts() {
-    sock_filter instructions[] = {
-        BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr)),
-        BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, __NR_bind, 0, 1),
-        BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ERRNO | EADDRINUSE),
-        BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW),
-    };
-    const sock_fprog program = {std::size(instructions), instructions};
+// From now on every such system call of this thread fails with that error.
+bool Refuse(std::initializer_list<unsigned> calls, unsigned error) {
+    std::vector<sock_filter> instructions = {
+        BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr))};
+    for (const unsigned call : calls) {
+        instructions.push_back(BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, call, 0, 1));
+        instructions.push_back(BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ERRNO | error));
+    }
+    instructions.push_back(BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW));
+    const sock_fprog program = {static_cast<unsigned short>(instructions.size()),
+                                instructions.data()};
     return prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) == 0 &&
            prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &program) == 0;
 }
 
-void SearchWithoutPorts() {
-    NPT_NetworkInterface loopback(
+// Nothing leaves the machine by the loopback interface.
+class LoopbackInterfaces {
+  public:
+    LoopbackInterfaces() {
+        const NPT_IpAddress address(127, 0, 0, 1);
+        interface_.AddAddress(NPT_NetworkInterfaceAddress(address, address, NPT_IpAddress(),
+                                                          NPT_IpAddress(255, 0, 0, 0)));
+        list_.Add(&interface_);
+    }
+    const NPT_List<NPT_NetworkInterface*>& Get() const { return list_; }
+
+  private:
+    NPT_NetworkInterface interface_{
         "if00", NPT_MacAddress(),
-        NPT_NETWORK_INTERFACE_FLAG_BROADCAST | NPT_NETWORK_INTERFACE_FLAG_MULTICAST);
-    const NPT_IpAddress address(127, 0, 0, 1);
-    loopback.AddAddress(NPT_NetworkInterfaceAddress(address, address, NPT_IpAddress(),
-                                                    NPT_IpAddress(255, 0, 0, 0)));
-    NPT_List<NPT_NetworkInterface*> interfaces;
-    interfaces.Add(&loopback);
+        NPT_NETWORK_INTERFACE_FLAG_BROADCAST | NPT_NETWORK_INTERFACE_FLAG_MULTICAST};
+    NPT_List<NPT_NetworkInterface*> list_;
+};
+
+NPT_Result Process(Vireon& vireon, const char* name) {
+    using namespace search_answers;
+    const NPT_HttpRequest request(NPT_HttpUrl("239.255.255.250", 31288, "*"), "M-SEARCH",
+                                  "HTTP/1.1");
+    return vireon.ProcessSsdpSearchResponse(NPT_SUCCESS, request, NPT_HttpRequestContext(),
+                                            Make(With(Complete(), "FriendlyName", name)).get());
+}
+
+// Until the expression is true, for at most ten seconds.
+bool BecomesTrue(const char* expression) {
+    for (int round = 0; round < 2000 && script::Evaluate(expression) != "True"; ++round) {
+        PyAutoUnlock2 unlocked;
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    }
+    return script::Evaluate(expression) == "True";
+}
+
+void Collect(Vireon& vireon) {
+    script::Run("names = []\ndef collect(event, device): names.append(device['friendlyName'])\n");
+    vireon.SetCallback(script::Get("collect"));
+}
+
+void SearchWithoutPorts() {
+    const LoopbackInterfaces loopback;
     Vireon vireon;
     vireon.SetInterVal(0.1f);
-    if (vireon.SearchInterfaces(interfaces) != Vireon::kSearchStarted) exit(2);
-    if (!TakeAllPorts()) exit(3);
-    const zorvane::Int32 result = vireon.SearchInterfaces(interfaces);
+    if (vireon.SearchInterfaces(loopback.Get()) != Vireon::kSearchStarted) exit(2);
+    if (!Refuse({__NR_bind}, EADDRINUSE)) exit(3);
+    const zorvane::Int32 result = vireon.SearchInterfaces(loopback.Get());
     vireon.Stop();
     exit(result == 0 ? 0 : 4);
 }
 
 TEST(VireonProcessDeathTest, ReportsZeroWhenAMulticastSenderFindsNoPort) {
     EXPECT_EXIT(SearchWithoutPorts(), testing::ExitedWithCode(0), "");
+}
+
+void SearchWithoutThreads() {
+    const LoopbackInterfaces loopback;
+    Vireon vireon;
+    if (!Refuse({__NR_clone, __NR_clone3}, EAGAIN)) exit(3);
+    if (vireon.SearchInterfaces(loopback.Get()) != 0) exit(4);
+    if (Process(vireon, "nobody's") != NPT_ERROR_INVALID_STATE) exit(5);
+    vireon.Stop();
+    exit(0);
+}
+
+TEST(VireonProcessDeathTest, ReportsZeroAndQueuesNothingWithoutADispatchThread) {
+    EXPECT_EXIT(SearchWithoutThreads(), testing::ExitedWithCode(0), "");
+}
+
+void SearchAgainWithoutThreads() {
+    const LoopbackInterfaces loopback;
+    Vireon vireon;
+    Collect(vireon);
+    if (vireon.SearchInterfaces(loopback.Get()) != Vireon::kSearchStarted) exit(2);
+    if (!Refuse({__NR_clone, __NR_clone3}, EAGAIN)) exit(3);
+    if (vireon.SearchInterfaces(loopback.Get()) != 0) exit(4);
+    if (Process(vireon, "Den") != NPT_SUCCESS) exit(5);
+    const bool is_found = BecomesTrue("names == ['Den']");
+    vireon.Stop();
+    exit(is_found ? 0 : 6);
+}
+
+TEST(VireonProcessDeathTest, KeepsTheOldSearchWhenThereIsNoThreadForANewOne) {
+    EXPECT_EXIT(SearchAgainWithoutThreads(), testing::ExitedWithCode(0), "");
+}
+
+void OverfillTheQueue() {
+    setenv("VIREON_LOG", "3", 1);
+    Vireon vireon;
+    vireon.isClosed = true;  // nobody delivers
+    vireon.SearchInterfaces(NPT_List<NPT_NetworkInterface*>());
+    for (std::size_t count = 0; count < protocol::kQueueLimit + 10; ++count)
+        Process(vireon, "Den");
+    exit(0);
+}
+
+TEST(VireonProcessDeathTest, SaysOnceThatTheQueueIsFull) {
+    EXPECT_EXIT(OverfillTheQueue(), testing::ExitedWithCode(0),
+                "^\\[vireon\\] 65536 devices wait for the callable: the next are dropped\n$");
+}
+
+int CountDescriptors() {
+    int count = 0;
+    for (const auto& entry : std::filesystem::directory_iterator("/proc/self/fd"))
+        count += !entry.path().empty();
+    return count;
+}
+
+TEST(VireonProcess, KeepsNoDescriptorsOfEarlierSearches) {
+    const LoopbackInterfaces loopback;
+    Vireon vireon;
+    vireon.SetInterVal(30);
+    const int before = CountDescriptors();
+    for (int round = 0; round < 20; ++round) {
+        vireon.isClosed = false;
+        vireon.SearchInterfaces(loopback.Get());
+        vireon.Stop();
+    }
+    EXPECT_LE(CountDescriptors(), before + 2);  // the last waker's
+    for (int round = 0; round < 20; ++round) {
+        vireon.isClosed = true;  // each sends once and ends by itself
+        vireon.SearchInterfaces(loopback.Get());
+        PyAutoUnlock2 unlocked;
+        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    }
+    EXPECT_LE(CountDescriptors(), before + 6);
+    vireon.Stop();
+}
+
+// In a forked child, as a script's os.fork makes one.
+
+// Runs a function in a forked child; whether it gave true there, in time.
+bool IsTrueInChild(const std::function<bool()>& function) {
+    const pid_t child = fork();
+    if (child == 0) {
+        alarm(20);
+        PyOS_AfterFork();
+        _exit(function() ? 0 : 1);
+    }
+    PyAutoUnlock2 unlocked;
+    int status = -1;
+    EXPECT_EQ(waitpid(child, &status, 0), child);
+    return WIFEXITED(status) && WEXITSTATUS(status) == 0;
+}
+
+class VireonInAForkedChild : public testing::Test {
+  protected:
+    VireonInAForkedChild() {
+        Collect(*vireon_);
+        vireon_->SearchInterfaces(loopback_.Get());
+    }
+    ~VireonInAForkedChild() override { vireon_->Stop(); }
+
+    const LoopbackInterfaces loopback_;
+    std::unique_ptr<Vireon> vireon_ = std::make_unique<Vireon>();
+};
+
+TEST_F(VireonInAForkedChild, IsStoppedAndDestroyedWithoutWaiting) {
+    EXPECT_TRUE(IsTrueInChild([this] {
+        vireon_->Stop();
+        vireon_.reset();
+        return true;
+    }));
+}
+
+TEST_F(VireonInAForkedChild, IsDestroyedWithoutAStop) {
+    EXPECT_TRUE(IsTrueInChild([this] {
+        vireon_.reset();
+        return true;
+    }));
+}
+
+TEST_F(VireonInAForkedChild, SearchesAnew) {
+    EXPECT_TRUE(IsTrueInChild([this] {
+        vireon_->SearchInterfaces(loopback_.Get());
+        Process(*vireon_, "child's");
+        const bool is_found = BecomesTrue("names == [\"child's\"]");
+        vireon_->Stop();
+        vireon_.reset();
+        return is_found;
+    }));
+}
+
+TEST_F(VireonInAForkedChild, MakesRoomForANewOne) {
+    EXPECT_TRUE(IsTrueInChild([this] {
+        Vireon vireon;
+        Collect(vireon);
+        vireon.SearchInterfaces(loopback_.Get());
+        Process(vireon, "new");
+        const bool is_found = BecomesTrue("names == ['new']");
+        vireon.Stop();
+        return is_found;
+    }));
+}
+
+TEST_F(VireonInAForkedChild, LeavesTheParentsSearchAlone) {
+    EXPECT_TRUE(IsTrueInChild([this] {
+        vireon_->Stop();
+        return true;
+    }));
+    EXPECT_FALSE(vireon_->isClosed);
+    Process(*vireon_, "Den");
+    EXPECT_TRUE(BecomesTrue("names == ['Den']"));
+}
+
+// The locks are the child's too, as the parent's threads held them.
+TEST_F(VireonInAForkedChild, WaitsForNoLockThatAThreadOfTheParentHolds) {
+    std::atomic<bool> is_done{false};
+    std::vector<std::thread> busy;
+    for (int count = 0; count < 2; ++count) {
+        busy.emplace_back([this, &is_done] {
+            while (!is_done)
+                Process(*vireon_, "Den");
+        });
+    }
+    for (int round = 0; round < 20; ++round) {
+        EXPECT_TRUE(IsTrueInChild([this] {
+            vireon_->SearchInterfaces(loopback_.Get());
+            vireon_->Stop();
+            vireon_.reset();
+            return true;
+        }));
+    }
+    is_done = true;
+    for (std::thread& thread : busy)
+        thread.join();
 }
 
 }  // namespace

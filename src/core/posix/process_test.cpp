@@ -1,0 +1,57 @@
+#include "core/process.h"
+
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include "core/system_thread.h"
+
+namespace {
+
+// Runs a function in a forked child; whether that came to its end with true, and in time.
+bool IsTrueInChild(bool (*function)()) {
+    const pid_t child = fork();
+    if (child == 0) {
+        alarm(10);
+        _exit(function() ? 0 : 1);
+    }
+    int status = -1;
+    EXPECT_EQ(waitpid(child, &status, 0), child);
+    return WIFEXITED(status) && WEXITSTATUS(status) == 0;
+}
+
+TEST(Process, IsAnotherOneInAForkedChild) {
+    static ProcessId parent;
+    parent = CurrentProcess();
+    EXPECT_EQ(CurrentProcess(), parent);
+    EXPECT_TRUE(IsTrueInChild([] {
+        return CurrentProcess() != parent && CurrentProcess() == static_cast<ProcessId>(getpid());
+    }));
+    EXPECT_EQ(CurrentProcess(), parent);
+}
+
+// The child has no such thread: to wait for it would be for ever, or worse.
+TEST(SystemThreadInAForkedChild, IsNotWaitedFor) {
+    static std::unique_ptr<SystemThread> joined, dropped;
+    static int pipe_ends[2];
+    ASSERT_EQ(pipe(pipe_ends), 0);
+    const auto wait_for_end = [](void*) -> NPT_UInt32 {
+        char byte;
+        return read(pipe_ends[0], &byte, 1) == 0 ? 0 : 1;
+    };
+    joined = SystemThread::Start(wait_for_end, nullptr);
+    dropped = SystemThread::Start(wait_for_end, nullptr);
+    EXPECT_TRUE(IsTrueInChild([] {
+        const bool is_current = joined->IsCurrent();
+        joined->Join();
+        joined.reset();
+        dropped.reset();
+        return !is_current;
+    }));
+    close(pipe_ends[1]);
+    joined->Join();
+    dropped->Join();
+    close(pipe_ends[0]);
+}
+
+}  // namespace

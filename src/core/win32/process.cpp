@@ -1,0 +1,7 @@
+#include "core/process.h"
+
+#include <windows.h>
+
+ProcessId CurrentProcess() {
+    return GetCurrentProcessId();
+}
