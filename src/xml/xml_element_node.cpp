@@ -1,6 +1,6 @@
 #include "xml/xml_element_node.h"
 
-#include <algorithm>
+#include <utility>
 #include <vector>
 
 #include "xml/xml_text_node.h"
@@ -44,22 +44,13 @@ NPT_XmlElementNode::~NPT_XmlElementNode() {
     }
 }
 
-void NPT_XmlElementNode::SetParent(NPT_XmlNode* parent) {
-    NPT_XmlNode::SetParent(parent);
-    NPT_XmlElementNode* const parent_element = parent ? parent->AsElementNode() : nullptr;
-    NPT_XmlElementNode* const inherited =
-        parent_element ? parent_element->InheritedNamespaceParent() : nullptr;
-    if (namespace_parent_ == inherited) return;
-    namespace_parent_ = inherited;
-    PropagateNamespaceParent();
-}
-
 NPT_Result NPT_XmlElementNode::AddChild(NPT_XmlNode* child) {
     if (!child || IsThisOrAncestor(*child)) return NPT_ERROR_INVALID_ARGUMENT;
-    // The only step that can fail comes first, so that the child always has exactly one owner.
+    // The last step that can fail comes first, so that the child always has exactly one owner.
     children_.Add(child);
     if (child->owner_ && child->owner_ != this) child->owner_->Unlist(*child);
     child->owner_ = this;
+    child->last_listing_ = children_.GetLastItem();
     ++child->listings_;
     child->SetParent(this);
     return NPT_SUCCESS;
@@ -87,51 +78,48 @@ NPT_Result NPT_XmlElementNode::SetAttribute(const char* prefix, const char* name
 }
 
 NPT_Result NPT_XmlElementNode::SetNamespaceUri(const char* prefix, const char* uri) {
-    if (!namespace_map_) {
-        namespace_map_ = std::make_unique<NPT_XmlNamespaceMap>();
-        PropagateNamespaceParent();
-    }
-    return namespace_map_->SetNamespaceUri(prefix, uri);
+    if (namespace_map_) return namespace_map_->SetNamespaceUri(prefix, uri);
+    // Kept only with its entry: an element with a map is its descendants' namespace parent.
+    auto first = std::make_unique<NPT_XmlNamespaceMap>();
+    const NPT_Result result = first->SetNamespaceUri(prefix, uri);
+    namespace_map_ = std::move(first);
+    return result;
 }
 
+NPT_XmlElementNode* NPT_XmlElementNode::GetNamespaceParent() const {
+    for (NPT_XmlNode* node = GetParent(); node; node = node->GetParent()) {
+        NPT_XmlElementNode* const ancestor = node->AsElementNode();
+        if (!ancestor || ancestor->namespace_map_) return ancestor;
+    }
+    return nullptr;
+}
+
+// Looks for the node up from here and for this element down from the node, in equal steps, and is
+// done when either way is: a tree then grows at its end, its root or anywhere between without being
+// walked through for each part that is added.
 bool NPT_XmlElementNode::IsThisOrAncestor(const NPT_XmlNode& node) const {
     if (&node == this) return true;
-    // What holds no element is nobody's ancestor. Without this look, a deep chain that grows at its
-    // end would be climbed for every new link.
     const NPT_XmlElementNode* const element = node.AsElementNode();
-    if (!element || !element->HoldsElement()) return false;
+    if (!element || element->children_.IsEmpty()) return false;
+    std::vector<NPT_List<NPT_XmlNode*>::ConstIterator> open{element->children_.begin()};
     for (const NPT_XmlElementNode* ancestor = owner_; ancestor; ancestor = ancestor->owner_) {
         if (ancestor == element) return true;
+        while (!open.empty() && !open.back())
+            open.pop_back();
+        if (open.empty()) return false;
+        const NPT_XmlNode* const below = *open.back();
+        ++open.back();
+        if (below == this) return true;
+        if (const NPT_XmlElementNode* const inner = below->AsElementNode())
+            open.push_back(inner->children_.begin());
     }
     return false;
 }
 
-bool NPT_XmlElementNode::HoldsElement() const {
-    return std::any_of(children_.begin(), children_.end(),
-                       [](const NPT_XmlNode* child) { return child->AsElementNode() != nullptr; });
-}
-
 // Takes a child out, however often it is listed, without deleting it.
 void NPT_XmlElementNode::Unlist(NPT_XmlNode& child) {
-    while (child.listings_ > 0 && NPT_Succeeded(children_.Remove(&child)))
-        --child.listings_;
+    children_.Erase(child.last_listing_);
+    while (--child.listings_ > 0)
+        children_.Remove(&child);
     child.owner_ = nullptr;
-}
-
-// Hands the namespace parent down as far as it changes: where it does not, everything below is
-// right already.
-void NPT_XmlElementNode::PropagateNamespaceParent() {
-    if (children_.IsEmpty()) return;
-    std::vector<NPT_XmlElementNode*> changed{this};
-    while (!changed.empty()) {
-        NPT_XmlElementNode* const element = changed.back();
-        changed.pop_back();
-        NPT_XmlElementNode* const inherited = element->InheritedNamespaceParent();
-        for (NPT_XmlNode* node : element->children_) {
-            NPT_XmlElementNode* const child = node->AsElementNode();
-            if (!child || child->namespace_parent_ == inherited) continue;
-            child->namespace_parent_ = inherited;
-            changed.push_back(child);
-        }
-    }
 }

@@ -13,8 +13,9 @@
 // An element: a qualified name, attributes, namespace declarations and children.
 //
 // Owns all of them and deletes each child exactly once, so deleting a root frees the whole tree.
-// No operation recurses: trees may be as deep as memory allows. Null texts read as empty unless a
-// failure is stated. A failed call changes nothing; std::bad_alloc passes through.
+// No operation recurses: trees may be as deep as memory allows. What is not said to walk costs the
+// same in every tree. Null texts read as empty unless a failure is stated. Throws std::bad_alloc; a
+// call that fails in either way changes nothing.
 class NPT_XmlElementNode : public NPT_XmlNode {
   public:
     // The first ':' separates the prefix from the tag; without one the prefix is empty.
@@ -24,19 +25,20 @@ class NPT_XmlElementNode : public NPT_XmlNode {
 
     NPT_XmlElementNode* AsElementNode() override { return this; }
     const NPT_XmlElementNode* AsElementNode() const override { return this; }
-    // Also finds the element's new namespace parent and hands it down the subtree.
-    void SetParent(NPT_XmlNode* parent) override;
 
     // Appends child and takes ownership of it, from its element if it has one already. A child
     // added again to the same element is listed, and written, once more.
-    // NPT_ERROR_INVALID_ARGUMENT, ownership unchanged: child is null, this element or an ancestor.
+    // NPT_ERROR_INVALID_ARGUMENT: child is null, this element or an ancestor. To know that it walks
+    // up to the root or through what child holds, whichever is shorter; letting go of a child that
+    // another element lists repeatedly walks through that element's children.
     NPT_Result AddChild(NPT_XmlNode* child);
     // Appends a text node of its own for each call.
     NPT_Result AddText(const char* text);
-    // Replaces the value of the attribute with this prefix and name, else appends one.
-    // NPT_ERROR_INVALID_ARGUMENT for a null name or value.
+    // Replaces the value of the attribute with this prefix and name, else appends one. Walks
+    // through the attributes. NPT_ERROR_INVALID_ARGUMENT for a null name or value.
     NPT_Result SetAttribute(const char* prefix, const char* name, const char* value);
-    // Declares a namespace on this element; the empty prefix is the default namespace.
+    // Declares a namespace on this element; the empty prefix is the default namespace. Walks
+    // through the namespaces declared here.
     NPT_Result SetNamespaceUri(const char* prefix, const char* uri);
 
     const NPT_String& GetPrefix() const { return prefix_; }
@@ -45,27 +47,20 @@ class NPT_XmlElementNode : public NPT_XmlNode {
     const NPT_List<NPT_XmlAttribute>& GetAttributes() const { return attributes_; }
     // Null until the first namespace is declared here.
     const NPT_XmlNamespaceMap* GetNamespaceMap() const { return namespace_map_.get(); }
-    // The nearest ancestor that declares namespaces, or null.
-    NPT_XmlElementNode* GetNamespaceParent() const { return namespace_parent_; }
+    // The nearest ancestor that declares namespaces, or null. Walks up to it.
+    NPT_XmlElementNode* GetNamespaceParent() const;
 
   private:
     friend class NPT_XmlNode;
 
     bool IsThisOrAncestor(const NPT_XmlNode& node) const;
-    bool HoldsElement() const;
     void Unlist(NPT_XmlNode& child);
-    // The namespace parent of this element's children.
-    NPT_XmlElementNode* InheritedNamespaceParent() {
-        return namespace_map_ ? this : namespace_parent_;
-    }
-    void PropagateNamespaceParent();
 
     NPT_String prefix_;
     NPT_String tag_;
     NPT_List<NPT_XmlNode*> children_;
     NPT_List<NPT_XmlAttribute> attributes_;
     std::unique_ptr<NPT_XmlNamespaceMap> namespace_map_;
-    NPT_XmlElementNode* namespace_parent_ = nullptr;
 };
 
 #endif

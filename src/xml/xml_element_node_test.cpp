@@ -392,6 +392,31 @@ TEST(XmlElementNode, LosesItsNamespaceParentWithItsParent) {
     EXPECT_EQ(child.GetNamespaceParent(), nullptr);
 }
 
+TEST(XmlElementNode, AFailedDeclarationChangesNothing) {
+    for (const bool has_namespaces : {false, true}) {
+        SCOPED_TRACE(has_namespaces);
+        NPT_XmlElementNode root("root");
+        NPT_XmlElementNode* child = AddElement(root, "child");
+        NPT_XmlElementNode* grandchild = AddElement(*child, "grandchild");
+        if (has_namespaces) child->SetNamespaceUri("p", "old");
+        const Texts before = NamespacesOf(*child);
+        long nth = 1;
+        for (;; ++nth) {
+            const FailingAllocation failing(nth);
+            try {
+                child->SetNamespaceUri("p", "a longer one");
+                break;
+            } catch (const std::bad_alloc&) {
+            }
+            ASSERT_EQ(NamespacesOf(*child), before);
+            ASSERT_EQ(grandchild->GetNamespaceParent(), has_namespaces ? child : nullptr);
+        }
+        EXPECT_GT(nth, 1);
+        EXPECT_EQ(NamespacesOf(*child), Texts{"p=a longer one"});
+        EXPECT_EQ(grandchild->GetNamespaceParent(), child);
+    }
+}
+
 TEST(XmlElementNode, FreesADeepTreeThatGrewAtItsEnd) {
     int destroyed = 0;
     {

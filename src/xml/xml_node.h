@@ -1,6 +1,7 @@
 #ifndef VIREON_XML_XML_NODE_H
 #define VIREON_XML_XML_NODE_H
 
+#include "core/list.h"
 #include "core/types.h"
 
 class NPT_XmlElementNode;
@@ -41,6 +42,8 @@ class NPT_XmlNode {
     const Type type_;
     // How often owner_ lists this node.
     NPT_UInt32 listings_ = 0;
+    // Where it does so last, while it does.
+    NPT_List<NPT_XmlNode*>::Iterator last_listing_;
     NPT_XmlNode* parent_ = nullptr;
     // The element whose children hold this node, whatever SetParent was told; null for nobody's.
     NPT_XmlElementNode* owner_ = nullptr;
