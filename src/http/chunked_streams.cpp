@@ -43,6 +43,7 @@ NPT_Result NPT_HttpChunkedInputStream::Read(void* buffer, NPT_UInt32 count, NPT_
     if (read) *read = 0;
     if (end_of_stream_) return NPT_ERROR_EOS;
     if (count == 0) return NPT_SUCCESS;
+    if (is_cut_off_) return NPT_ERROR_INVALID_FORMAT;
 
     if (chunk_remaining_ == 0) {
         const NPT_Result result = OpenChunk();
@@ -54,7 +55,8 @@ NPT_Result NPT_HttpChunkedInputStream::Read(void* buffer, NPT_UInt32 count, NPT_
     chunk_remaining_ -= delivered;
     if (chunk_remaining_ == 0) {
         result = CloseChunk();
-        if (NPT_Failed(result)) return result;
+        is_cut_off_ = result == NPT_ERROR_EOS;
+        if (NPT_Failed(result) && !is_cut_off_) return result;
     }
     if (read) *read = delivered;
     return NPT_SUCCESS;

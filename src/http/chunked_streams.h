@@ -8,7 +8,8 @@
 // Delivers the data of the chunks; NPT_ERROR_EOS behind the last one. Chunk extensions and trailers
 // are skipped. A chunk size counts modulo 2^32. Shares its source. Only reads forward.
 //   NPT_ERROR_INVALID_FORMAT  an empty size line, a character in it that is no hexadecimal digit,
-//                             or a chunk without CR LF behind it
+//                             or a chunk without CR LF behind it; where the source ended there
+//                             instead, the chunk's data is delivered first
 //   others                    the source could not be read
 class NPT_HttpChunkedInputStream : public NPT_InputStream {
   public:
@@ -28,6 +29,7 @@ class NPT_HttpChunkedInputStream : public NPT_InputStream {
     NPT_Reference<NPT_BufferedInputStream> source_;
     NPT_UInt32 chunk_remaining_ = 0;  // bytes
     bool end_of_stream_ = false;
+    bool is_cut_off_ = false;  // the source ended right behind a chunk's data
 };
 
 // Writes each Write as one chunk to the target, which must outlive the stream. Its destructor

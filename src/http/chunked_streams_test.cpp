@@ -60,6 +60,9 @@ INSTANTIATE_TEST_SUITE_P(
         ChunkCase{"SizeWraps", "100000001\r\na\r\n0\r\n\r\n", "a", kEos},
         ChunkCase{"SizeWrapsToNothing", "100000000\r\n\r\n", "", kEos},
         ChunkCase{"OnlyAnExtension", ";x\r\n\r\n", "", kEos}, ChunkCase{"CutInSize", "4", "", kEos},
+        ChunkCase{"CutBehindData", "1\r\na", "a", kFormat},
+        ChunkCase{"CutInTheLineEndBehindData", "1\r\na\r", "a", kFormat},
+        ChunkCase{"CutBehindTheSecondData", "1\r\na\r\n2\r\nbc", "abc", kFormat},
         ChunkCase{"EmptySize", "\r\n\r\n", "", kFormat},
         ChunkCase{"NoHexDigit", "g\r\n\r\n", "", kFormat},
         ChunkCase{"NegativeSize", "-1\r\na\r\n", "", kFormat},
@@ -79,7 +82,18 @@ TEST(ChunkEnd, MustBeCarriageReturnAndLineFeed) {
     }
 }
 
-TEST(ChunkEnd, MayBeMissingBecauseTheStreamEnded) {
+TEST(ChunkEnd, IsMissingForGood) {
+    NPT_HttpChunkedInputStream stream(MakeBuffered({"1\r\na"}));
+    char byte = 0;
+    NPT_UInt32 read = 0;
+    EXPECT_EQ(NPT_SUCCESS, stream.Read(&byte, 1, &read));
+    EXPECT_EQ(1U, read);
+    EXPECT_EQ(kFormat, stream.Read(&byte, 1, &read));
+    EXPECT_EQ(0U, read);
+    EXPECT_EQ(kFormat, stream.Read(&byte, 1));
+}
+
+TEST(ChunkEnd, MayBeMissingBecauseReadingFailed) {
     for (const char* end : {"", "\r"}) {
         NPT_Result result = NPT_SUCCESS;
         EXPECT_EQ("", Decode({std::string("1\r\na") + end}, result, 64, NPT_ERROR_TIMEOUT));

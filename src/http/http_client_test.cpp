@@ -384,12 +384,25 @@ TEST(ReadResponseFailure, LeavesNoResponse) {
     EXPECT_EQ(NPT_ERROR_HTTP_BAD_STATUS_LINE, result);
 }
 
+// The buffer's is the one that is reported, the others throw.
 TEST(ReadResponseFailure, ReportsThatThereIsNoMemoryForTheBuffer) {
-    const NPT_InputStreamReference stream = MakePieces({"HTTP/1.1 200 OK\r\n\r\n"});
-    const FailingAllocation failing;
-    NPT_Result result = NPT_SUCCESS;
-    Read(stream, false, false, result);
-    EXPECT_EQ(NPT_ERROR_NO_MEMORY, result);
+    int reported = 0;
+    bool refused = true;
+    for (long nth = 1; refused; ++nth) {
+        const NPT_InputStreamReference stream = MakePieces({"HTTP/1.1 200 OK\r\nA: 1\r\n\r\n"});
+        NPT_HttpResponse* response = nullptr;
+        const FailingAllocation failing(nth);
+        try {
+            const NPT_Result result = NPT_HttpClient::ReadResponse(stream, false, true, response);
+            refused = failing.HasHappened();
+            EXPECT_EQ(refused ? NPT_ERROR_NO_MEMORY : NPT_SUCCESS, result);
+            if (refused) ++reported;
+        } catch (const std::bad_alloc&) {
+        }
+        EXPECT_EQ(refused, response == nullptr);
+        delete response;
+    }
+    EXPECT_EQ(1, reported);
 }
 
 TEST(ReadResponseFailure, ATimeoutInTheHeadersStillGivesTheResponse) {

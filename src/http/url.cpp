@@ -154,7 +154,7 @@ NPT_Result NPT_Url::ParseScheme(const char*& cursor) {
     const char* begin = cursor;
     while (IsSchemeCharacter(*cursor))
         ++cursor;
-    if (*cursor != ':') return NPT_ERROR_INVALID_SYNTAX;
+    if (cursor == begin || *cursor != ':') return NPT_ERROR_INVALID_SYNTAX;
     SetScheme(FromRange(begin, cursor).GetChars());
     ++cursor;
     return NPT_SUCCESS;
