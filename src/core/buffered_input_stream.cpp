@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <limits>
 #include <new>
 #include <utility>
 
@@ -67,14 +68,20 @@ NPT_BufferedInputStream::NPT_BufferedInputStream(const NPT_InputStreamReference&
 }
 
 NPT_Result NPT_BufferedInputStream::ReadLine(char* buffer, NPT_UInt32 size, NPT_UInt32* chars,
-                                             bool break_on_cr) {
+                                             bool break_on_cr, NPT_UInt64* left) {
     if (chars) *chars = 0;
     if (!buffer || size == 0) return NPT_ERROR_INVALID_ARGUMENT;
+    NPT_UInt64 unbounded = std::numeric_limits<NPT_UInt64>::max();
+    NPT_UInt64& bytes_left = left ? *left : unbounded;
 
     using State = LineInProgress::State;
     LineInProgress line{buffer, size - 1, break_on_cr, skip_newline_};
     NPT_Result result = NPT_SUCCESS;
     while (line.state == State::kOpen) {
+        if (bytes_left == 0) {
+            result = NPT_ERROR_LINE_TOO_LONG;
+            break;
+        }
         if (buffer_.GetCount() == 0 && IsUnbuffered()) {
             NPT_UInt8 byte = 0;
             NPT_UInt32 read = 0;
@@ -82,7 +89,7 @@ NPT_Result NPT_BufferedInputStream::ReadLine(char* buffer, NPT_UInt32 size, NPT_
             if (NPT_Succeeded(result) && read == 0) result = NPT_ERROR_NO_PROGRESS;
             if (NPT_Failed(result)) break;
             line.skip_newline = false;  // without a buffer every LF counts
-            line.Take(&byte, 1);
+            bytes_left -= line.Take(&byte, 1);
             continue;
         }
         if (buffer_.GetCount() == 0) {
@@ -90,7 +97,11 @@ NPT_Result NPT_BufferedInputStream::ReadLine(char* buffer, NPT_UInt32 size, NPT_
             if (NPT_Succeeded(result) && buffer_.GetCount() == 0) result = NPT_ERROR_NO_PROGRESS;
             if (NPT_Failed(result)) break;
         }
-        buffer_.offset += line.Take(buffer_.bytes.get() + buffer_.offset, buffer_.GetCount());
+        const NPT_UInt32 taken = line.Take(
+            buffer_.bytes.get() + buffer_.offset,
+            static_cast<NPT_UInt32>(std::min<NPT_UInt64>(buffer_.GetCount(), bytes_left)));
+        buffer_.offset += taken;
+        bytes_left -= taken;
     }
 
     buffer[line.length] = '\0';

@@ -16,15 +16,17 @@ class NPT_BufferedInputStream : public NPT_InputStream {
     // One line without its end, NUL-terminated, in a buffer of size characters; chars, when given,
     // is its length. LF ends a line. A CR ends it too with break_on_cr (a LF right behind it is
     // then skipped); without, it is dropped wherever it stands. A last line without an end is
-    // delivered.
+    // delivered. left, when given, bounds the bytes that are taken, line ends and dropped ones
+    // among them, and is reduced by their number: one count bounds several lines.
     //   NPT_ERROR_INVALID_ARGUMENT  null buffer or size 0
     //   NPT_ERROR_LINE_TOO_LONG     more than size - 1 characters; the first ones are in the buffer
-    //                               and the next one is gone, reading can go on behind it
+    //                               and the next one is gone, reading can go on behind it; or more
+    //                               bytes than are left
     //   NPT_ERROR_NO_PROGRESS       the source delivered 0 bytes with success
     //   NPT_ERROR_EOS               nothing left
     // Any other error is the source's; what had been read of the line by then is in the buffer.
     NPT_Result ReadLine(char* buffer, NPT_UInt32 size, NPT_UInt32* chars = nullptr,
-                        bool break_on_cr = false);
+                        bool break_on_cr = false, NPT_UInt64* left = nullptr);
     // The same for at most max_chars characters; NPT_ERROR_NO_MEMORY when they cannot be had.
     NPT_Result ReadLine(NPT_String& line, NPT_UInt32 max_chars, bool break_on_cr = false);
     // Bytes already buffered stay readable whatever the new size. Without force a buffer that is

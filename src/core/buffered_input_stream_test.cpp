@@ -178,6 +178,26 @@ TEST(ReadLine, WithoutMemoryFails) {
     EXPECT_EQ(stream.Line(), "A");
 }
 
+TEST(ReadLine, TakesNoMoreBytesThanAreLeft) {
+    for (const NPT_UInt32 buffer_size : {0u, 1u, 3u, 4096u}) {
+        SCOPED_TRACE(buffer_size);
+        NPT_BufferedInputStream stream(
+            NPT_InputStreamReference(new ScriptedInputStream({"A\r\r\r\nB\r\n\r\r\r\r"})),
+            buffer_size);
+        char line[8];
+        NPT_UInt64 left = 10;
+        EXPECT_EQ(stream.ReadLine(line, 8, nullptr, false, &left), NPT_SUCCESS);
+        EXPECT_STREQ(line, "A");
+        EXPECT_EQ(left, 5u);
+        EXPECT_EQ(stream.ReadLine(line, 8, nullptr, false, &left), NPT_SUCCESS);
+        EXPECT_STREQ(line, "B");
+        EXPECT_EQ(stream.ReadLine(line, 8, nullptr, false, &left), NPT_ERROR_LINE_TOO_LONG);
+        EXPECT_EQ(left, 0u);
+        left = 3;
+        EXPECT_EQ(stream.ReadLine(line, 8, nullptr, false, &left), NPT_ERROR_EOS);
+    }
+}
+
 TEST(ReadLine, IntoAStringTakesItsMaximum) {
     Buffered stream({"12345\n123456\nrest\n"});
     NPT_String line("old");

@@ -99,15 +99,12 @@ NPT_Result NPT_HttpHeaders::Emit(NPT_OutputStream& stream) const {
 }
 
 NPT_Result NPT_HttpHeaders::Parse(NPT_BufferedInputStream& stream) {
-    constexpr NPT_UInt32 kLineEndLength = 2;
     char line[http_protocol::kMaxHeadLine];
     NPT_UInt32 line_length = 0;
-    NPT_UInt32 block_length = 0;
+    NPT_UInt64 bytes_left = http_protocol::kMaxHeaderBlock;
     PendingHeader pending(headers_);
-    while (NPT_Succeeded(stream.ReadLine(line, sizeof(line), &line_length)) && line_length != 0) {
-        block_length += line_length + kLineEndLength;
-        if (block_length > http_protocol::kMaxHeaderBlock) break;
-
+    while (NPT_Succeeded(stream.ReadLine(line, sizeof(line), &line_length, false, &bytes_left)) &&
+           line_length != 0) {
         const NPT_UInt32 text_length = TextLength(line, line_length);
         if (pending.Continue(line, text_length)) continue;
         pending.Complete();

@@ -45,9 +45,9 @@ class NPT_HttpHeaders {
     NPT_Result Emit(NPT_OutputStream& stream) const;
     // Appends the headers of a block: lines up to an empty one. Lines that begin with a blank
     // continue the header above them; lines without a name are skipped; of a line with a NUL only
-    // what stands before it counts. A failing read, a line of more than 8191 characters or a block
-    // above 1 MiB ends the block where it is. Always NPT_SUCCESS: an answer without its empty line
-    // is still an answer.
+    // what stands before it counts. A failing read, a line of more than 8191 characters or the byte
+    // that makes 1 MiB ends the block where it is. Always NPT_SUCCESS: an answer without its empty
+    // line is still an answer.
     NPT_Result Parse(NPT_BufferedInputStream& stream);
 
   private:

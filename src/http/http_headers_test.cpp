@@ -136,6 +136,25 @@ TEST(HeaderBlockLimit, LinesWithoutHeadersCountToo) {
     EXPECT_LE(stream->GetDelivered(), (1U << 20) + 2 * 4096);
 }
 
+TEST(HeaderBlockLimit, DroppedCarriageReturnsCountToo) {
+    const std::string line = "A: " + std::string(60, '\r') + "\n";
+    ASSERT_EQ(64U, line.size());
+    NPT_BufferedInputStream buffered{
+        NPT_InputStreamReference(new RepeatingInputStream("", line, 64U << 20))};
+    NPT_HttpHeaders headers;
+    EXPECT_EQ(NPT_SUCCESS, headers.Parse(buffered));
+    EXPECT_EQ((1U << 20) / 64, headers.GetHeaders().GetItemCount());
+}
+
+TEST(HeaderBlockLimit, ALineThatIsNothingElseEndsThereToo) {
+    auto* stream = new RepeatingInputStream("A: 1\r\n", "\r", 64U << 20);
+    NPT_BufferedInputStream buffered{NPT_InputStreamReference(stream)};
+    NPT_HttpHeaders headers;
+    EXPECT_EQ(NPT_SUCCESS, headers.Parse(buffered));
+    EXPECT_EQ(1U, headers.GetHeaders().GetItemCount());
+    EXPECT_LE(stream->GetDelivered(), (1U << 20) + 4096);
+}
+
 TEST(HeaderBlockLimit, ThousandsOfHeadersAreKeptInOrder) {
     std::string text;
     for (int i = 0; i < 5000; ++i)

@@ -28,8 +28,9 @@ constexpr char kChunked[] = "chunked";
 // Characters of one line of a head and of a chunked body's framing, the terminating NUL included.
 constexpr NPT_UInt32 kMaxHeadLine = 8192;
 constexpr NPT_UInt32 kMaxChunkLine = 4096;
-// Characters, line ends included, of one header block. A sender that never ends its block would
-// otherwise hold the reader and its memory without limit.
+// Bytes of one header block, and of one status line: line ends and carriage returns that are
+// dropped count as well. A sender that never ends either would otherwise hold the reader and its
+// memory without limit.
 constexpr NPT_UInt32 kMaxHeaderBlock = 1024 * 1024;
 // Bytes read from the source at once while lines are expected.
 constexpr NPT_UInt32 kReadBufferSize = 4096;

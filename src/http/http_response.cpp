@@ -39,7 +39,8 @@ NPT_HttpResponse::NPT_HttpResponse(NPT_UInt32 status_code, const char* reason_ph
 NPT_Result NPT_HttpResponse::Parse(NPT_BufferedInputStream& stream, NPT_HttpResponse*& response) {
     response = nullptr;
     char line[http_protocol::kMaxHeadLine];
-    NPT_Result result = stream.ReadLine(line, sizeof(line));
+    NPT_UInt64 bytes_left = http_protocol::kMaxHeaderBlock;
+    NPT_Result result = stream.ReadLine(line, sizeof(line), nullptr, false, &bytes_left);
     if (NPT_Failed(result)) return result;
 
     StatusLine status;

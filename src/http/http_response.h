@@ -10,7 +10,9 @@ class NPT_HttpResponse : public NPT_HttpMessage {
     // Reads a status line and its headers; the body stays in the stream. The caller owns response,
     // which is null on failure. A code that is not a number reads as 0.
     //   NPT_ERROR_HTTP_BAD_STATUS_LINE  not "protocol ccc[ reason]"
-    //   NPT_ERROR_LINE_TOO_LONG         a status line of more than 8191 characters
+    //   NPT_ERROR_LINE_TOO_LONG         a status line of more than 8191 characters, or of 1 MiB
+    //   with
+    //                                   the carriage returns that are dropped from it
     //   others                          the status line could not be read
     static NPT_Result Parse(NPT_BufferedInputStream& stream, NPT_HttpResponse*& response);
 

@@ -102,6 +102,14 @@ TEST(StatusLineText, MayHave8191Characters) {
     EXPECT_EQ(NPT_ERROR_LINE_TOO_LONG, result);
 }
 
+TEST(ResponseParsing, AStatusLineOfCarriageReturnsEnds) {
+    NPT_BufferedInputStream stream{
+        NPT_InputStreamReference(new RepeatingInputStream("HTTP/1.1 200 ", "\r", 64U << 20))};
+    NPT_HttpResponse* response = nullptr;
+    EXPECT_EQ(NPT_ERROR_LINE_TOO_LONG, NPT_HttpResponse::Parse(stream, response));
+    EXPECT_EQ(nullptr, response);
+}
+
 TEST(ResponseParsing, ReportsWhyTheStatusLineCouldNotBeRead) {
     for (NPT_Result error : {NPT_ERROR_EOS, NPT_ERROR_TIMEOUT, NPT_FAILURE, -22090}) {
         NPT_Result result = NPT_SUCCESS;
