@@ -11,6 +11,9 @@ socket_platform::Handle OpenDatagramSocket() {
 }  // namespace
 
 NPT_BsdUdpSocket::NPT_BsdUdpSocket(NPT_UInt32 flags) : NPT_BsdSocket(OpenDatagramSocket(), flags) {
+    // A platform that refuses reports on: to the reader each report is one more receive that
+    // failed.
+    socket_platform::IgnoreDeliveryReports(descriptor_->GetHandle());
     const int on = 1;
     socket_platform::SetOption(descriptor_->GetHandle(), socket_platform::Option::kBroadcast, &on,
                                sizeof on);

@@ -33,6 +33,22 @@ TEST(UdpSocketScriptedTest, MaySendToBroadcastAddresses) {
     EXPECT_EQ(AsInt(*broadcast), 1);
 }
 
+TEST(UdpSocketScriptedTest, WantsNoReportsAboutWhatItSent) {
+    ScriptedPlatform platform;
+    const NPT_BsdUdpSocket socket;
+    EXPECT_EQ(platform.CountOf("IgnoreDeliveryReports"), 1);
+}
+
+TEST(UdpSocketScriptedTest, WorksWhereReportsCannotBeSwitchedOff) {
+    ScriptedPlatform platform;
+    platform.failing_name = "IgnoreDeliveryReports";
+    NPT_BsdUdpSocket socket;
+    EXPECT_NE(platform.FindOption(Option::kBroadcast), nullptr);
+    NPT_DataBuffer packet(10);
+    EXPECT_EQ(socket.Send(packet, &kPeer), NPT_SUCCESS);
+    EXPECT_EQ(socket.Receive(packet), NPT_SUCCESS);
+}
+
 TEST(UdpSocketScriptedTest, ADatagramCostsOneWaitAndOneReceive) {
     ScriptedPlatform platform;
     NPT_BsdUdpSocket socket;

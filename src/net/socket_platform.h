@@ -30,6 +30,9 @@ NPT_Result MapError(int platform_error);
 NPT_Result Open(Transport transport, Handle& socket);
 void Close(Handle socket);
 NPT_Result SetNonBlocking(Handle socket);
+// Keeps what the network tells about datagrams that were sent (nobody listens there, they lived too
+// short) from failing the receives of this datagram socket, as far as it is not connected.
+NPT_Result IgnoreDeliveryReports(Handle socket);
 
 NPT_Result Bind(Handle socket, const NPT_SocketAddress& address);
 NPT_Result Connect(Handle socket, const NPT_SocketAddress& address);

@@ -138,6 +138,12 @@ NPT_Result SetNonBlocking(Handle socket) {
     return ResultOf(::ioctl(ToDescriptor(socket), FIONBIO, &on));
 }
 
+// Nothing to switch off: here such a report reaches only a socket that is connected to the reported
+// address, or one that asked for reports.
+NPT_Result IgnoreDeliveryReports(Handle) {
+    return NPT_SUCCESS;
+}
+
 NPT_Result Bind(Handle socket, const NPT_SocketAddress& address) {
     const sockaddr_in system_address = ToSystemAddress(address);
     return ResultOf(::bind(ToDescriptor(socket), AsGeneric(system_address), sizeof system_address));

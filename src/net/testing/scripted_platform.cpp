@@ -84,6 +84,10 @@ NPT_Result SetNonBlocking(Handle socket) {
     return ScriptedPlatform::Current().Enter("SetNonBlocking");
 }
 
+NPT_Result IgnoreDeliveryReports(Handle) {
+    return ScriptedPlatform::Current().Enter("IgnoreDeliveryReports");
+}
+
 NPT_Result Bind(Handle, const NPT_SocketAddress&) {
     return ScriptedPlatform::Current().Enter("Bind");
 }

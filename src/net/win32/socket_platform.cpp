@@ -72,6 +72,18 @@ sockaddr* AsGeneric(sockaddr_in& address) {
     return reinterpret_cast<sockaddr*>(&address);
 }
 
+// SIO_UDP_CONNRESET and SIO_UDP_NETRESET, which not all headers have: an ICMP message about a
+// datagram fails the next receive (10054, 10052), and anybody nearby can forge one.
+constexpr DWORD kPortUnreachableReport = IOC_IN | IOC_VENDOR | 12;
+constexpr DWORD kTimeToLiveReport = IOC_IN | IOC_VENDOR | 15;
+
+NPT_Result SwitchReportOff(Handle socket, DWORD report) {
+    BOOL reported = FALSE;
+    DWORD returned = 0;
+    return ResultOf(::WSAIoctl(ToSocket(socket), report, &reported, sizeof reported, nullptr, 0,
+                               &returned, nullptr, nullptr));
+}
+
 struct OptionName {
     int level;
     int name;
@@ -150,6 +162,12 @@ void Close(Handle socket) {
 NPT_Result SetNonBlocking(Handle socket) {
     u_long on = 1;
     return ResultOf(::ioctlsocket(ToSocket(socket), static_cast<long>(FIONBIO), &on));
+}
+
+NPT_Result IgnoreDeliveryReports(Handle socket) {
+    const NPT_Result unreachable = SwitchReportOff(socket, kPortUnreachableReport);
+    const NPT_Result expired = SwitchReportOff(socket, kTimeToLiveReport);
+    return NPT_Failed(unreachable) ? unreachable : expired;
 }
 
 NPT_Result Bind(Handle socket, const NPT_SocketAddress& address) {

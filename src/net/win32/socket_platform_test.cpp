@@ -7,10 +7,30 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <vector>
 
 #include "net/bsd_udp_socket.h"
 #include "net/socket_pair.h"
 #include "net/testing/loopback.h"
+
+namespace {
+
+std::vector<DWORD> reports_switched_off;
+
+int WSAAPI NotingWsaIoctl(SOCKET socket, DWORD code, void* in, DWORD in_size, void* out,
+                          DWORD out_size, DWORD* returned, OVERLAPPED* overlapped,
+                          LPWSAOVERLAPPED_COMPLETION_ROUTINE routine) {
+    if (in && in_size == sizeof(BOOL) && !*static_cast<const BOOL*>(in))
+        reports_switched_off.push_back(code);
+    static const auto real = reinterpret_cast<decltype(&WSAIoctl)>(
+        reinterpret_cast<void*>(GetProcAddress(GetModuleHandleA("ws2_32.dll"), "WSAIoctl")));
+    return real(socket, code, in, in_size, out, out_size, returned, overlapped, routine);
+}
+
+}  // namespace
+
+// What the program itself defines, the linker does not take from the system's import library.
+extern "C" const decltype(&WSAIoctl) __imp_WSAIoctl = NotingWsaIoctl;
 
 namespace {
 
@@ -49,6 +69,12 @@ TEST(WindowsSocketTest, AnInvalidHandleIsAnError) {
     request.for_read = true;
     socket_platform::Readiness readiness;
     EXPECT_EQ(socket_platform::Wait(request, NPT_TIMEOUT_INFINITE, readiness), -32038);
+}
+
+TEST(WindowsSocketTest, ADatagramSocketSwitchesBothReportsOff) {
+    reports_switched_off.clear();
+    const NPT_BsdUdpSocket socket;
+    EXPECT_EQ(reports_switched_off, (std::vector<DWORD>{0x9800000C, 0x9800000F}));
 }
 
 TEST(WindowsSocketTest, HandlesAreNotInherited) {
