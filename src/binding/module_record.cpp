@@ -15,6 +15,8 @@ namespace {
 // Not constant, since the interpreter's functions take them that way.
 char runtime_module_name[] = "swig_runtime_data3";
 char record_name[] = "type_pointer";
+// The two together, as whoever imports a capsule spells them.
+constexpr char kCapsuleName[] = "swig_runtime_data3.type_pointer";
 
 // Calls visit for each record of the ring, start first, until it returns true. A sibling may have
 // left its ring of one open.
@@ -106,9 +108,9 @@ void SettleTypes(ModuleRecord& module) {
 }
 
 // The runtime module goes: no class dresses or destroys anything any more.
-void CleanUp(void* record) {
+void CleanUp(PyObject* capsule) {
     const PendingException pending;
-    auto& module = *static_cast<ModuleRecord*>(record);
+    auto& module = *static_cast<ModuleRecord*>(PyCapsule_GetPointer(capsule, kCapsuleName));
     for (std::size_t i = 0; i < module.count; ++i) {
         TypeDescriptor& type = *module.types[i];
         if (!std::exchange(type.owns_client_data, 0) || !type.client_data) continue;
@@ -122,19 +124,19 @@ void CleanUp(void* record) {
     PyErr_Clear();
 }
 
+// The older call reads both kinds of opaque object: the capsule that this module publishes and the
+// CObject that older siblings do.
 ModuleRecord* PublishedRecord() {
     auto* record = static_cast<ModuleRecord*>(PyCObject_Import(runtime_module_name, record_name));
     PyErr_Clear();
     return record;
 }
 
-// The opaque object is a CObject, not a capsule: siblings import it by the older calls, which read
-// both, and a CObject's destructor gets the record itself.
 void Publish(ModuleRecord& module) {
     static PyMethodDef no_methods[] = {{nullptr, nullptr, 0, nullptr}};
     PyObject* runtime =
         Py_InitModule4(runtime_module_name, no_methods, nullptr, nullptr, PYTHON_API_VERSION);
-    PyObject* pointer = runtime ? PyCObject_FromVoidPtr(&module, CleanUp) : nullptr;
+    PyObject* pointer = runtime ? PyCapsule_New(&module, kCapsuleName, CleanUp) : nullptr;
     if (pointer) PyModule_AddObject(runtime, record_name, pointer);
     PyErr_Clear();
 }

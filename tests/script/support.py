@@ -60,12 +60,17 @@ def fields_of(wrapped):
     return WrappedPointer.from_address(id(wrapped) + object.__basicsize__)
 
 
-def head_record():
+def head_address():
+    """What a reader of the older kind gets, whichever kind of opaque object it is."""
     import swig_runtime_data3
     as_pointer = ctypes.pythonapi.PyCObject_AsVoidPtr
     as_pointer.restype = pointer
     as_pointer.argtypes = [ctypes.py_object]
-    return ModuleRecord.from_address(as_pointer(swig_runtime_data3.type_pointer))
+    return as_pointer(swig_runtime_data3.type_pointer)
+
+
+def head_record():
+    return ModuleRecord.from_address(head_address())
 
 
 def descriptors(record):
@@ -128,11 +133,11 @@ ENVIRONMENT = dict((name, value) for name, value in os.environ.items() if name !
 PROLOGUE = 'import sys; sys.path.insert(0, %r); import support\n' % TESTS_DIR
 
 
-def run_script(text, command=None, prologue=PROLOGUE):
+def run_script(text, command=None, prologue=PROLOGUE, flags=()):
     """Runs a script in an interpreter of its own: (exit code, standard output, standard error)."""
     # The interpreter itself on Windows, where the wrapper is for the other system's shell.
     command = (command or []) + ([sys.executable] if ON_WINDOWS else interpreter())
-    process = subprocess.Popen(command + ['-B', '-c', prologue + text], env=ENVIRONMENT,
+    process = subprocess.Popen(command + ['-B'] + list(flags) + ['-c', prologue + text], env=ENVIRONMENT,
                                stdout=subprocess.PIPE, stderr=subprocess.PIPE)
     output, errors = process.communicate()
     return process.returncode, output.replace('\r\n', '\n'), errors.replace('\r\n', '\n')

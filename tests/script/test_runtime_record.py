@@ -58,10 +58,19 @@ class RuntimeRecord(unittest.TestCase):
         self.record = support.head_record()
         self.types = support.descriptors(self.record)
 
-    def test_it_is_an_opaque_object_of_the_runtime_module(self):
+    def test_it_is_a_capsule_of_the_runtime_module(self):
         import swig_runtime_data3
         self.assertIs(sys.modules['swig_runtime_data3'], swig_runtime_data3)
-        self.assertEqual('PyCObject', type(swig_runtime_data3.type_pointer).__name__)
+        self.assertEqual('PyCapsule', type(swig_runtime_data3.type_pointer).__name__)
+        import_capsule = ctypes.pythonapi.PyCapsule_Import
+        import_capsule.restype = support.pointer
+        self.assertEqual(ctypes.addressof(self.record),
+                         import_capsule('swig_runtime_data3.type_pointer', 0))
+
+    def test_nothing_of_it_is_deprecated(self):
+        code, output, errors = support.run_script('import _vireon; print support.head_record().count',
+                                                  flags=['-3', '-W', 'error'])
+        self.assertEqual(('', '37\n', 0), (errors, output, code))
 
     def test_it_names_the_37_types(self):
         self.assertEqual(37, self.record.count)

@@ -136,6 +136,26 @@ _vireon = support._vireon
 ''' % (support.HELPERS_DIR, support.TESTS_DIR) + self.SIBLING)
         self.assertEqual((0, self.sibling_output(), ''), (code, output, errors))
 
+    def test_a_sibling_that_published_a_capsule_is_joined(self):
+        code, output, errors = support.run_script('print ring() == set([sibling.record(), own])\n',
+                                                  prologue='''
+import sys; sys.path[:0] = [%r, %r]
+import ctypes, vireon_sibling as sibling, swig_runtime_data3
+new_capsule = ctypes.pythonapi.PyCapsule_New
+new_capsule.restype = ctypes.py_object
+name = ctypes.c_char_p('swig_runtime_data3.type_pointer')
+swig_runtime_data3.type_pointer = new_capsule(ctypes.c_void_p(sibling.record()), name, None)
+import support
+own = ctypes.addressof(support.head_record().next.contents)
+def ring():
+    head = support.head_record()
+    second = head.next.contents
+    assert ctypes.addressof(second.next.contents) == ctypes.addressof(head)
+    assert second.count == 37
+    return set([ctypes.addressof(head), ctypes.addressof(second)])
+''' % (support.HELPERS_DIR, support.TESTS_DIR))
+        self.assertEqual((0, 'True\n', ''), (code, output, errors))
+
     def test_three_modules_make_one_ring(self):
         self.expect('3\n', COPY + '''
 import ctypes, vireon_sibling
