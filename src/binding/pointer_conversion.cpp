@@ -145,14 +145,13 @@ int ConvertPointer(PyObject* object, TypeDescriptor* wanted, int flags, Converte
     result = ConvertedPointer();
     if (!object) return kConversionFailed;
     if (object == Py_None) return kConverted;
-    ScriptObject wrapped = FindWrappedPointer(object);
-    if (wrapped) {
+    if (const ScriptObject wrapped = FindWrappedPointer(object)) {
         void* address = nullptr;
         WrappedPointer* entry = FindEntry(AsWrappedPointer(wrapped.Get()), wanted, address);
         if (entry) {
             if (flags & kDisown) entry->own = 0;
             result.address = address;
-            result.holder = std::move(wrapped);
+            result.holder = ScriptObject::Borrow(reinterpret_cast<PyObject*>(entry));
             return kConverted;
         }
     }

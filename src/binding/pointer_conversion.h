@@ -33,8 +33,9 @@ constexpr int kImplicitConversion = 2;
 
 struct ConvertedPointer {
     void* address = nullptr;
-    // Keeps the wrapped pointer, and with it what it owns, for as long as the address is used: a
-    // property may have made it for this one look.
+    // Keeps the wrapped pointer that the address is of, and with it what it owns, for as long as
+    // the address is used: a property may have made it for this one look, and the chain it was
+    // found in may be changed by the "this" of a later argument.
     ScriptObject holder;
 };
 

@@ -187,6 +187,34 @@ class Chains(unittest.TestCase):
         self.assertEqual([False, True], [first.next().own(), first.next().next().own()])
         first.next().next().disown()
 
+    def test_the_entry_that_was_found_lives_as_long_as_the_call(self):
+        alive, seen = [1], []
+
+        class Device(object):
+            @staticmethod
+            def __swig_destroy__(device):
+                alive.pop()
+                _vireon.delete_ZoSsdpDeviceInfo(device)
+        version = probe.string('1')
+
+        class DropsTheEntry(object):
+            __slots__ = ()
+
+            @property
+            def this(self):
+                first.append(probe.wrap(32, '_p_char'))
+                seen.extend(alive)
+                return version
+        _vireon.ZoSsdpDeviceInfo_swigregister(Device)
+        try:
+            first = probe.wrap(16, '_p_Vireon')
+            first.append(_vireon.new_ZoSsdpDeviceInfo())
+            _vireon.ZoSsdpDeviceInfo_m_Version_set(first, DropsTheEntry())
+        finally:
+            _vireon.ZoSsdpDeviceInfo_swigregister(None)
+        self.assertEqual(([1], []), (seen, alive))
+        probe.delete_string(version)
+
     def test_a_chain_that_leads_back_ends(self):
         for length in (1, 2, 3, 7):
             entries = [probe.wrap(16 * (i + 1), '_p_Vireon') for i in range(length)]
