@@ -17,13 +17,19 @@ constexpr int kMaxSteps = 100;
 // Puts "this" into the fresh instance, whose dictionary usually does not exist yet. False with or
 // without an exception when it has no place for it.
 bool AdoptThis(PyObject* instance, PyObject* wrapped) {
-    PyObject** dictionary = _PyObject_GetDictPtr(instance);
-    if (!dictionary || !ThisName()) return false;
-    if (!*dictionary) *dictionary = PyDict_New();
-    if (!*dictionary) return false;
-    // A "this" that the class's own constructor has put there stays.
-    return PyDict_GetItem(*dictionary, ThisName()) ||
-           PyDict_SetItem(*dictionary, ThisName(), wrapped) == 0;
+    PyObject** place = _PyObject_GetDictPtr(instance);
+    if (!place || !ThisName()) return false;
+    if (!*place) *place = PyDict_New();
+    // A key that the class's own constructor has put there may give the instance another dictionary
+    // while this one is searched.
+    const auto dictionary = ScriptObject::Borrow(*place);
+    if (!dictionary) return false;
+    // A "this" that the constructor has put there stays.
+    if (!PyDict_GetItem(dictionary.Get(), ThisName()) &&
+        PyDict_SetItem(dictionary.Get(), ThisName(), wrapped) != 0) {
+        return false;
+    }
+    return *place == dictionary.Get();
 }
 
 ScriptObject DressAsInstance(PyObject* constructor, PyObject* arguments, PyObject* wrapped) {

@@ -1,6 +1,7 @@
 """Script classes: registration, instances in place of wrapped pointers, destruction."""
 import sys
 import unittest
+import weakref
 
 import support
 import vireon_probe as probe
@@ -137,6 +138,39 @@ class Dressing(Recorded):
         instance = self.borrowed(32)
         self.assertEqual('prepared', instance.name)
         self.assertEqual(32, int(instance.this))
+
+    def test_a_dictionary_that_a_key_replaces_lives_until_it_is_searched(self):
+        seen = []
+
+        class Value(object):
+            pass
+
+        class ReplacesTheDictionary(object):
+            def __init__(self, instance):
+                self.instance = instance
+
+            def __hash__(self):
+                return hash('this')
+
+            def __eq__(self, _):
+                instance, self.instance = self.instance, None
+                if instance is not None:
+                    value = weakref.ref(instance.__dict__['value'])
+                    instance.__dict__ = {}
+                    seen.append(value() is not None)
+                return False
+
+        class NewStyle(object):
+            def __new__(cls):
+                instance = object.__new__(cls)
+                instance.__dict__[ReplacesTheDictionary(instance)] = 1
+                instance.value = Value()
+                return instance
+        self.register(NewStyle)
+        result = self.borrowed(32)
+        self.assertEqual([True], seen)
+        # The instance does not hold the pointer, so it is no dress for it.
+        self.assertEqual('PySwigObject', type(result).__name__)
 
     def test_the_class_may_register_another_while_it_dresses(self):
         outer = self
