@@ -3,6 +3,8 @@
 
 #include <Python.h>
 
+#include <string_view>
+
 #include "binding/conversion_result.h"
 #include "binding/module_types.h"
 #include "binding/pointer_conversion.h"
@@ -12,7 +14,7 @@ namespace binding {
 // The kinds of arguments that signatures are made of. An object of a kind lives for one call:
 //   kText, kSuffix         the type text of messages, in two pieces
 //   Convert(object)        reads the script object; a code of conversion_result.h, never an
-//                          exception
+//                          exception of its own
 //   Accepts(object)        whether Convert would succeed; overloads are chosen by it
 //   IsForbiddenNull()      after Convert: a null where the native side takes none
 //   Get()                  what the native operation is called with
@@ -53,7 +55,9 @@ template <typename Type, typename Passing>
 class WrappedArgument {
   public:
     static constexpr const char* kText = Type::kText;
-    static constexpr const char* kSuffix = Passing::kSuffix;
+    // A second star follows the first one without a blank.
+    static constexpr const char* kSuffix =
+        std::string_view(kText).back() == '*' ? Passing::kSuffix + 1 : Passing::kSuffix;
 
     static bool Accepts(PyObject* object) {
         ConvertedPointer converted;

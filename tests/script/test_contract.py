@@ -216,6 +216,31 @@ class Overloads(ContractTest):
                     self.refuse(NotImplementedError, contract.no_match_message(name), name,
                                 good[:index] + (object(),) + good[index + 1:])
 
+    def test_an_argument_that_changes_after_the_choice_is_named(self):
+        class Fickle(object):
+            """Stands for the pointer as often as it is told to, and then for nothing."""
+            __slots__ = ('pointer', 'looks')
+
+            def __init__(self, pointer, looks):
+                self.pointer, self.looks = pointer, looks
+
+            @property
+            def this(self):
+                self.looks -= 1
+                return self.pointer if self.looks >= 0 else None
+        characters = probe.wrap(ctypes.addressof(self.natives.memory), '_p_char')
+        for name, (_, prototypes) in contract.OVERLOADS.items():
+            tried = []
+            for _, kinds in prototypes:
+                good = tuple(self.natives.values[kind] for kind in kinds)
+                tried.append(len(kinds))
+                for index, kind in enumerate(kinds):
+                    pointer = characters if kind == contract.TEXT else good[index]
+                    # Each candidate that takes so many arguments has looked once.
+                    looks = tried.count(len(kinds))
+                    self.refuse(TypeError, contract.argument_message(name, index + 1, kind), name,
+                                good[:index] + (Fickle(pointer, looks),) + good[index + 1:])
+
     def test_none_passes_the_choice_and_then_fails_as_a_null_reference(self):
         for name, (_, prototypes) in contract.OVERLOADS.items():
             for _, kinds in prototypes:
