@@ -2,6 +2,8 @@
 
 #include <limits>
 
+#include "binding/pending_exception.h"
+
 namespace binding {
 
 namespace {
@@ -12,6 +14,8 @@ TypeDescriptor* CharPointerType() {
 }
 
 int ConvertToDouble(PyObject* object, double& value) {
+    // One that the caller has pending is no failure of this conversion.
+    const PendingException pending;
     if (PyFloat_Check(object)) {
         value = PyFloat_AsDouble(object);
     } else if (PyInt_Check(object)) {
@@ -21,9 +25,7 @@ int ConvertToDouble(PyObject* object, double& value) {
     } else {
         return kTypeError;
     }
-    if (!PyErr_Occurred()) return kConverted;
-    PyErr_Clear();
-    return kTypeError;
+    return PyErr_Occurred() ? kTypeError : kConverted;
 }
 
 }  // namespace
@@ -56,11 +58,9 @@ int Float::Convert(PyObject* object) {
 int Bool::Convert(PyObject* object) {
     // True and False are integers too.
     if (!PyInt_Check(object) && !PyLong_Check(object)) return kTypeError;
+    const PendingException pending;
     const long value = PyInt_Check(object) ? PyInt_AsLong(object) : PyLong_AsLong(object);
-    if (PyErr_Occurred()) {
-        PyErr_Clear();
-        return kTypeError;
-    }
+    if (PyErr_Occurred()) return kTypeError;
     value_ = value != 0;
     return kConverted;
 }

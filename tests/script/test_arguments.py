@@ -41,6 +41,13 @@ class ScriptValues(unittest.TestCase):
         for value in (3.4028234663852890e38, -3.4028234663852890e38, 10 ** 39, float('-inf')):
             self.assertRaises(OverflowError, _vireon.Vireon_SetInterVal, self.engine, value)
 
+    def test_an_exception_that_was_pending_before_is_no_refusal(self):
+        for function, values in [(_vireon.Vireon_SetInterVal, (1.5, 2, 3L, -1, -1.0, -1L)),
+                                 (_vireon.Vireon_isClosed_set, (True, 5, 5L, -1, -1L))]:
+            for value in values:
+                self.assertEqual((None, KeyError), probe.call_with_pending(
+                    KeyError, function, (self.engine, value)), value)
+
     def test_the_callable_is_held_once(self):
         first, second = lambda *_: None, lambda *_: None
         count = sys.getrefcount(first)

@@ -142,6 +142,22 @@ PyObject* Convert(PyObject*, PyObject* arguments) {
     return Py_BuildValue("iN", code, PyLong_FromVoidPtr(converted.address));
 }
 
+// (result, what is pending then) of a call that is made while an exception is pending, as a host
+// may make it that has not looked yet.
+PyObject* CallWithPending(PyObject*, PyObject* arguments) {
+    PyObject *exception = nullptr, *function = nullptr, *its_arguments = nullptr;
+    if (!PyArg_ParseTuple(arguments, "OOO!", &exception, &function, &PyTuple_Type, &its_arguments))
+        return nullptr;
+    PyErr_SetNone(exception);
+    PyObject* result = PyObject_CallObject(function, its_arguments);
+    PyObject *pending = nullptr, *value = nullptr, *traceback = nullptr;
+    PyErr_Fetch(&pending, &value, &traceback);
+    Py_XDECREF(value);
+    Py_XDECREF(traceback);
+    return Py_BuildValue("NN", result ? result : binding::NewNone(),
+                         pending ? pending : binding::NewNone());
+}
+
 PyObject* ExceptionFor(PyObject*, PyObject* arguments) {
     int code = 0;
     if (!PyArg_ParseTuple(arguments, "i", &code)) return nullptr;
@@ -215,6 +231,7 @@ PyMethodDef methods[] = {{"string", NewString, METH_VARARGS, nullptr},
                          {"wrap", WrapAddress, METH_VARARGS, nullptr},
                          {"query", Query, METH_VARARGS, nullptr},
                          {"convert", Convert, METH_VARARGS, nullptr},
+                         {"call_with_pending", CallWithPending, METH_VARARGS, nullptr},
                          {"exception_for", ExceptionFor, METH_VARARGS, nullptr},
                          {"packed", Packed, METH_VARARGS, nullptr},
                          {"constants", InstalledConstants, METH_NOARGS, nullptr},
