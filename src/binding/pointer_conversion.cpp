@@ -62,14 +62,34 @@ ScriptObject Dress(const ClassRecord& record, PyObject* wrapped) {
 
 // The way to "this"
 
+// What the dictionary, if there is one, has under that name. It is held while it is searched: a
+// key's __eq__ may take it from its owner.
+ScriptObject FindIn(PyObject* dictionary, PyObject* name) {
+    const auto held = ScriptObject::Borrow(dictionary);
+    return ScriptObject::Borrow(held ? PyDict_GetItem(held.Get(), name) : nullptr);
+}
+
+// In the class or its bases, in the interpreter's order.
+ScriptObject FindInOldStyleClass(PyObject* object, PyObject* name) {
+    const auto held = ScriptObject::Borrow(object);
+    const auto& script_class = *reinterpret_cast<PyClassObject*>(object);
+    ScriptObject found = FindIn(script_class.cl_dict, name);
+    const auto bases = ScriptObject::Borrow(script_class.cl_bases);
+    for (Py_ssize_t i = 0; !found && i < PyTuple_GET_SIZE(bases.Get()); ++i)
+        found = FindInOldStyleClass(PyTuple_GET_ITEM(bases.Get(), i), name);
+    return found;
+}
+
 ScriptObject FollowThis(PyObject* object) {
     PyObject* name = ThisName();
     if (!name) return ScriptObject();
-    if (PyInstance_Check(object)) return ScriptObject::Borrow(_PyInstance_Lookup(object, name));
-    if (PyObject** dictionary = _PyObject_GetDictPtr(object)) {
-        const auto held = ScriptObject::Borrow(*dictionary);
-        return ScriptObject::Borrow(held ? PyDict_GetItem(held.Get(), name) : nullptr);
+    if (PyInstance_Check(object)) {
+        const auto& instance = *reinterpret_cast<PyInstanceObject*>(object);
+        ScriptObject found = FindIn(instance.in_dict, name);
+        return found ? std::move(found)
+                     : FindInOldStyleClass(reinterpret_cast<PyObject*>(instance.in_class), name);
     }
+    if (PyObject** dictionary = _PyObject_GetDictPtr(object)) return FindIn(*dictionary, name);
     if (PyWeakref_CheckProxy(object)) {
         PyObject* referent = PyWeakref_GET_OBJECT(object);
         return ScriptObject::Borrow(referent == Py_None ? nullptr : referent);

@@ -2,6 +2,7 @@
 import ctypes
 import os
 import tempfile
+import types
 import unittest
 import weakref
 
@@ -389,8 +390,68 @@ class UnusualObjects(unittest.TestCase):
         instance.__dict__[Hostile()] = 1
         self.refused(instance)
 
+    def test_a_dictionary_that_a_key_replaces_lives_until_it_is_searched(self):
+        seen = []
+
+        class ReplacesTheDictionary(object):
+            def __init__(self, owner):
+                self.owner = owner
+
+            def __hash__(self):
+                return hash('this')
+
+            def __eq__(self, _):
+                owner, self.owner = self.owner, None
+                if owner is not None:
+                    value = weakref.ref(owner.__dict__['value'])
+                    owner.__dict__ = {}
+                    seen.append(value() is not None)
+                return False
+
+        class OldStyleClass:
+            pass
+        for owner, argument in [(NewStyle(), None), (OldStyle(), None),
+                                (OldStyleClass, OldStyleClass())]:
+            owner.__dict__[ReplacesTheDictionary(owner)] = 1
+            owner.value = NewStyle()
+            self.refused(owner if argument is None else argument)
+        self.assertEqual([True] * 3, seen)
+
+    def test_old_style_bases_that_a_key_replaces_live_until_they_are_searched(self):
+        class ReplacesTheBases(object):
+            def __hash__(self):
+                return hash('this')
+
+            def __eq__(self, _):
+                Derived.__bases__ = ()
+                return False
+
+        class Derived(types.ClassType('Base', (), {}), types.ClassType('Second', (), {})):
+            pass
+        Derived.__bases__[0].__dict__[ReplacesTheBases()] = 1
+        Derived.__bases__[1].this = self.device
+        self.assertTrue(accepted(Derived()))
+
+    def test_old_style_classes_are_searched_as_the_interpreter_does(self):
+        class Base:
+            pass
+
+        class First(Base):
+            pass
+
+        class Second(Base):
+            this = self.device
+
+        class Derived(First, Second):
+            pass
+        self.assertTrue(accepted(Derived()))
+        Base.this = 5
+        self.refused(Derived())
+        instance = Derived()
+        instance.this = self.device
+        self.assertTrue(accepted(instance))
+
     def test_modules_and_classes(self):
-        import types
         module = types.ModuleType('m')
         self.refused(module)
         module.this = self.device
