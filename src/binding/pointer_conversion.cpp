@@ -17,16 +17,17 @@ constexpr int kMaxSteps = 100;
 // Puts "this" into the fresh instance, whose dictionary usually does not exist yet. False with or
 // without an exception when it has no place for it.
 bool AdoptThis(PyObject* instance, PyObject* wrapped) {
+    const ScriptObject name = ThisName();
     PyObject** place = _PyObject_GetDictPtr(instance);
-    if (!place || !ThisName()) return false;
+    if (!place || !name) return false;
     if (!*place) *place = PyDict_New();
     // A key that the class's own constructor has put there may give the instance another dictionary
     // while this one is searched.
     const auto dictionary = ScriptObject::Borrow(*place);
     if (!dictionary) return false;
     // A "this" that the constructor has put there stays.
-    if (!PyDict_GetItem(dictionary.Get(), ThisName()) &&
-        PyDict_SetItem(dictionary.Get(), ThisName(), wrapped) != 0) {
+    if (!PyDict_GetItem(dictionary.Get(), name.Get()) &&
+        PyDict_SetItem(dictionary.Get(), name.Get(), wrapped) != 0) {
         return false;
     }
     return *place == dictionary.Get();
@@ -39,8 +40,9 @@ ScriptObject DressAsInstance(PyObject* constructor, PyObject* arguments, PyObjec
 }
 
 ScriptObject DressAsOldStyleInstance(PyObject* script_class, PyObject* wrapped) {
+    const ScriptObject name = ThisName();
     const auto dictionary = ScriptObject::Steal(PyDict_New());
-    if (!dictionary || !ThisName() || PyDict_SetItem(dictionary.Get(), ThisName(), wrapped) != 0) {
+    if (!dictionary || !name || PyDict_SetItem(dictionary.Get(), name.Get(), wrapped) != 0) {
         return ScriptObject();
     }
     return ScriptObject::Steal(PyInstance_NewRaw(script_class, dictionary.Get()));
@@ -81,7 +83,8 @@ ScriptObject FindInOldStyleClass(PyObject* object, PyObject* name) {
 }
 
 ScriptObject FollowThis(PyObject* object) {
-    PyObject* name = ThisName();
+    const ScriptObject this_name = ThisName();
+    PyObject* name = this_name.Get();
     if (!name) return ScriptObject();
     if (PyInstance_Check(object)) {
         const auto& instance = *reinterpret_cast<PyInstanceObject*>(object);

@@ -1,3 +1,5 @@
+#include <Python.h>
+
 #include "binding/this_name.h"
 
 namespace binding {
@@ -8,9 +10,9 @@ PyObject* this_name = nullptr;
 
 }  // namespace
 
-PyObject* ThisName() {
+ScriptObject ThisName() {
     if (!this_name) this_name = PyString_InternFromString("this");
-    return this_name;
+    return ScriptObject::Borrow(this_name);
 }
 
 void ForgetThisName() {

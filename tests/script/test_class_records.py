@@ -358,6 +358,34 @@ except ImportError:
                          % support.leak_message('ZoSsdpDeviceInfo *'), output)
         self.assertEqual(0, code)
 
+    def test_the_name_of_this_outlives_it_while_it_is_looked_for(self):
+        # Without the standard modules, which keep the text for their own use.
+        code, output, errors = support.run_script('''
+import sys
+sys.path.insert(0, %r)
+import _vireon
+counts, armed = [], []
+class Key(object):
+    def __hash__(self):
+        return hash(''.join(['th', 'is']))
+    def __eq__(self, name):
+        if armed:
+            sys.modules.pop('swig_runtime_data3', None)
+            counts.append(sys.getrefcount(name))
+        return False
+class Instance(object):
+    pass
+instance = Instance()
+for _ in range(2):
+    instance.__dict__[Key()] = 1
+armed.append(1)
+try:
+    _vireon.ZoSsdpDeviceInfo_GetUUID(instance)
+except TypeError:
+    print 'refused', len(counts) >= 2, counts == counts[:1] * len(counts)
+''' % support.MODULE_DIR, prologue='', flags=['-S', '-E'])
+        self.assertEqual(('', 'refused True True\n', 0), (errors, output, code))
+
     def test_a_module_that_is_loaded_afterwards_joins_again(self):
         code, output, errors = support.run_script('''
 import imp, sys, _vireon
