@@ -18,36 +18,45 @@ bool IsBuiltinOfOneObject(PyObject* function) {
     return PyCFunction_Check(function) && (PyCFunction_GetFlags(function) & METH_O);
 }
 
-// The old object goes when the record is whole again.
-void Store(PyObject*& field, ScriptObject& value) {
-    value = ScriptObject::Steal(std::exchange(field, value.Release()));
+ClassRecord& EmptyRecord() {
+    for (ClassRecord& record : OwnClassRecords()) {
+        if (!record.script_class) return record;
+    }
+    return OwnClassRecords().emplace_front();
 }
 
 }  // namespace
 
-bool FillClassRecord(ClassRecord& record, PyObject* script_class) {
-    ScriptObject own_class = ScriptObject::Borrow(script_class);
+ClassRecord* NewClassRecord(PyObject* script_class) {
     ScriptObject constructor;
     if (!PyClass_Check(script_class)) constructor = OptionalAttribute(script_class, "__new__");
     ScriptObject arguments = constructor ? ScriptObject::Steal(PyTuple_Pack(1, script_class))
                                          : ScriptObject::Borrow(script_class);
-    if (!arguments) return false;
+    if (!arguments) return nullptr;
     ScriptObject destructor = OptionalAttribute(script_class, "__swig_destroy__");
 
+    // Only now: the attributes' scripts may have registered classes themselves.
+    ClassRecord& record = EmptyRecord();
     record.destructor_takes_wrapped = !(destructor && IsBuiltinOfOneObject(destructor.Get()));
-    Store(record.script_class, own_class);
-    Store(record.constructor, constructor);
-    Store(record.raw_arguments, arguments);
-    Store(record.destructor, destructor);
-    return true;
+    record.implicit_conversion_running = 0;
+    record.script_class = ScriptObject::Borrow(script_class).Release();
+    record.constructor = constructor.Release();
+    record.raw_arguments = arguments.Release();
+    record.destructor = destructor.Release();
+    return &record;
 }
 
 void ClearClassRecord(ClassRecord& record) {
-    ScriptObject script_class, constructor, arguments, destructor;
-    Store(record.script_class, script_class);
-    Store(record.constructor, constructor);
-    Store(record.raw_arguments, arguments);
-    Store(record.destructor, destructor);
+    // They go when the record is empty.
+    const auto script_class = ScriptObject::Steal(std::exchange(record.script_class, nullptr));
+    const auto constructor = ScriptObject::Steal(std::exchange(record.constructor, nullptr));
+    const auto arguments = ScriptObject::Steal(std::exchange(record.raw_arguments, nullptr));
+    const auto destructor = ScriptObject::Steal(std::exchange(record.destructor, nullptr));
+}
+
+std::forward_list<ClassRecord>& OwnClassRecords() {
+    static auto& records = *new std::forward_list<ClassRecord>;
+    return records;
 }
 
 }  // namespace binding

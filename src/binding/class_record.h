@@ -3,15 +3,17 @@
 
 #include <Python.h>
 
+#include <forward_list>
+
 namespace binding {
 
 // A registered script class: how to make a bare instance of it and how it destroys native objects.
 // A descriptor refers to it (TypeDescriptor::client_data) and sibling modules read it: the order of
 // the fields is fixed. Each object field is an owned reference or null.
 //
-// Its memory is its module's static data, so that whoever still points at it finds a record, full
-// or empty. Only the references come and go, and script code may run when they do: callers keep
-// references of their own to what they use of it.
+// Its memory is its module's for the life of the process, so that whoever still points at it finds
+// a record, full or empty; an empty one is filled again for another class. Script code may run when
+// references go: callers keep references of their own to what they use of it.
 struct ClassRecord {
     PyObject* script_class;
     // The class's "__new__"; none for an old-style class, whose instances are made raw.
@@ -28,11 +30,13 @@ struct ClassRecord {
 
 static_assert(sizeof(ClassRecord) == 40);
 
-// Makes it the record of script_class, whatever it was before. False, with an exception set and
-// nothing changed, when there is no memory.
-bool FillClassRecord(ClassRecord& record, PyObject* script_class);
-// Drops all its references.
+// Fills a record of this module's for script_class. Null, with an exception set, when the
+// interpreter has no memory; throws std::bad_alloc.
+ClassRecord* NewClassRecord(PyObject* script_class);
+// Drops all its references, after which it is empty.
 void ClearClassRecord(ClassRecord& record);
+// Every record that NewClassRecord ever made, empty ones as well. None is taken out.
+std::forward_list<ClassRecord>& OwnClassRecords();
 
 }  // namespace binding
 

@@ -180,12 +180,10 @@ struct ClassRegistration {
     const char* name;
 
     PyObject* Call(PyObject* arguments) const {
-        static ClassRecord record;
         PyObject* script_class = nullptr;
         // All registrations complain under the one short name.
         if (!PyArg_UnpackTuple(arguments, "swigregister", 1, 1, &script_class)) return nullptr;
-        const bool registered =
-            RegisterClass(OwnModule(), *DescriptorOf<Type>(), record, script_class);
+        const bool registered = RegisterClass(OwnModule(), *DescriptorOf<Type>(), script_class);
         return registered ? NewNone() : nullptr;
     }
 };

@@ -10,6 +10,20 @@ namespace {
 // The module has none.
 const binding::Constant kConstants[] = {{0, nullptr, 0, 0, nullptr, nullptr}};
 
+bool is_end_awaited = false;
+
+// A host may start the interpreter again and import the module anew.
+void EndInterpreter() {
+    is_end_awaited = false;
+    binding::ForgetClasses(binding::OwnModule());
+}
+
+// The interpreter has room for few such functions, so for one of ours only, however often the
+// module is loaded. Without it a next interpreter finds the classes of this one.
+void AwaitEnd() {
+    if (!is_end_awaited) is_end_awaited = Py_AtExit(EndInterpreter) == 0;
+}
+
 }  // namespace
 
 // What the interpreter calls on "import _vireon". An exception that creating the module leaves
@@ -21,6 +35,7 @@ PyMODINIT_FUNC init_vireon() {
     binding::CompleteDocumentation(methods, kConstants);
     PyObject* module = Py_InitModule4("_vireon", methods, nullptr, nullptr, PYTHON_API_VERSION);
     if (!module) return;
+    AwaitEnd();
     binding::JoinFamily(binding::OwnModule());
     binding::InstallConstants(PyModule_GetDict(module), kConstants);
 }

@@ -107,21 +107,33 @@ void SettleTypes(ModuleRecord& module) {
     module.cast_initial[module.count] = nullptr;
 }
 
-// The runtime module goes: no class dresses or destroys anything any more.
+void DropClass(ModuleRecord& module, ClassRecord& record) {
+    ForEachType(module, [&record](TypeDescriptor& type) {
+        if (type.client_data != &record) return;
+        type.client_data = nullptr;
+        type.owns_client_data = 0;
+    });
+    ClearClassRecord(record);
+}
+
+// No class dresses or destroys anything of the module's types any more.
+void DropClasses(ModuleRecord& module) {
+    for (std::size_t i = 0; i < module.count; ++i) {
+        const TypeDescriptor& type = *module.types[i];
+        if (type.owns_client_data && type.client_data) DropClass(module, *type.client_data);
+    }
+    // What was left to a linked type of a sibling's.
+    for (ClassRecord& own : OwnClassRecords())
+        DropClass(module, own);
+}
+
+// The runtime module goes. When it goes with the interpreter, which drops modules in any order, the
+// classes stay: what others still hold wants its destructor.
 void CleanUp(PyObject* capsule) {
     const PendingException pending;
-    auto& module = *static_cast<ModuleRecord*>(PyCapsule_GetPointer(capsule, kCapsuleName));
-    for (std::size_t i = 0; i < module.count; ++i) {
-        TypeDescriptor& type = *module.types[i];
-        if (!std::exchange(type.owns_client_data, 0) || !type.client_data) continue;
-        ClassRecord* gone = type.client_data;
-        ForEachType(module, [gone](TypeDescriptor& other) {
-            if (other.client_data == gone) other.client_data = nullptr;
-        });
-        ClearClassRecord(*gone);
-    }
+    if (Py_IsInitialized())
+        DropClasses(*static_cast<ModuleRecord*>(PyCapsule_GetPointer(capsule, kCapsuleName)));
     ForgetThisName();
-    PyErr_Clear();
 }
 
 // The older call reads both kinds of opaque object: the capsule that this module publishes and the
@@ -146,6 +158,15 @@ void ShareClass(TypeDescriptor& type, ClassRecord& record) {
     for (const CastLink* link = type.casts; link; link = link->next) {
         if (!link->convert && !link->from->client_data) ShareClass(*link->from, record);
     }
+}
+
+// A type that still has the record, or null.
+TypeDescriptor* FindUser(ModuleRecord& module, const ClassRecord& record) {
+    TypeDescriptor* user = nullptr;
+    ForEachType(module, [&](TypeDescriptor& type) {
+        if (type.client_data == &record) user = &type;
+    });
+    return user;
 }
 
 }  // namespace
@@ -178,20 +199,30 @@ TypeDescriptor* QueryType(ModuleRecord& module, const char* name, const char* hu
     return found;
 }
 
-bool RegisterClass(ModuleRecord& module, TypeDescriptor& type, ClassRecord& record,
-                   PyObject* script_class) {
-    if (!FillClassRecord(record, script_class)) return false;
-    ClassRecord* old = type.client_data;
+bool RegisterClass(ModuleRecord& module, TypeDescriptor& type, PyObject* script_class) {
+    ClassRecord* record = NewClassRecord(script_class);
+    if (!record) return false;
     const bool owned = std::exchange(type.owns_client_data, 1) != 0;
-    ShareClass(type, record);
-    // A sibling registered a class for this type before: whoever followed it follows the new one.
-    if (old && owned && old != &record) {
-        ForEachType(module, [&](TypeDescriptor& other) {
-            if (other.client_data == old) other.client_data = &record;
-        });
-        ClearClassRecord(*old);
+    ClassRecord* left = std::exchange(type.client_data, nullptr);
+    ShareClass(type, *record);
+    // Linked types keep the class that they have, so one of them keeps its record from now on.
+    TypeDescriptor* heir = left && owned ? FindUser(module, *left) : nullptr;
+    if (heir) heir->owns_client_data = 1;
+    // What nobody has ends, also what a sibling's registration left behind. A sibling's records are
+    // the sibling's.
+    for (ClassRecord& own : OwnClassRecords()) {
+        if (!FindUser(module, own)) ClearClassRecord(own);
     }
     return true;
+}
+
+void ForgetClasses(ModuleRecord& module) {
+    ForEachType(module, [](TypeDescriptor& type) {
+        type.client_data = nullptr;
+        type.owns_client_data = 0;
+    });
+    for (ClassRecord& own : OwnClassRecords())
+        own = ClassRecord();
 }
 
 }  // namespace binding

@@ -37,11 +37,14 @@ void JoinFamily(ModuleRecord& module);
 // blanks aside, among its alternatives; null when there is none.
 TypeDescriptor* QueryType(ModuleRecord& module, const char* name, const char* human_name);
 
-// Makes record, which is static data of the calling module, the one of script_class, and dresses
-// the pointers of this type and of the types linked to it that have no class yet. False with an
-// exception set.
-bool RegisterClass(ModuleRecord& module, TypeDescriptor& type, ClassRecord& record,
-                   PyObject* script_class);
+// Dresses the pointers of this type, and of the types linked to it that have no class yet, with
+// script_class. Linked types that have one keep it. False with an exception set; throws
+// std::bad_alloc.
+bool RegisterClass(ModuleRecord& module, TypeDescriptor& type, PyObject* script_class);
+
+// Takes the classes from all types of the ring when the interpreter that they lived in has ended:
+// the next one that the process starts finds none. Calls nothing of the interpreter.
+void ForgetClasses(ModuleRecord& module);
 
 }  // namespace binding
 

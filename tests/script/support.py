@@ -3,6 +3,7 @@ import ctypes
 import os
 import subprocess
 import sys
+import threading
 import unittest
 
 MODULE_DIR = os.environ['VIREON_MODULE_DIR']
@@ -77,8 +78,10 @@ def descriptors(record):
     return [record.types[i].contents for i in range(record.count)]
 
 
-def descriptor(name):
-    return [each for each in descriptors(head_record()) if each.name == name][0]
+def descriptor(name, record=None):
+    """Of the record at that address, or of the head's."""
+    record = ModuleRecord.from_address(record) if record else head_record()
+    return [each for each in descriptors(record) if each.name == name][0]
 
 
 def int32_at(wrapped):
@@ -130,6 +133,7 @@ def interpreter():
 
 # The interpreter's wrapper preloads what a checked build needs; it is not for the tools around it.
 ENVIRONMENT = dict((name, value) for name, value in os.environ.items() if name != 'LD_PRELOAD')
+SCRIPT_LIMIT_SECONDS = 120
 PROLOGUE = 'import sys; sys.path.insert(0, %r); import support\n' % TESTS_DIR
 
 
@@ -139,7 +143,11 @@ def run_script(text, command=None, prologue=PROLOGUE, flags=()):
     command = (command or []) + ([sys.executable] if ON_WINDOWS else interpreter())
     process = subprocess.Popen(command + ['-B'] + list(flags) + ['-c', prologue + text], env=ENVIRONMENT,
                                stdout=subprocess.PIPE, stderr=subprocess.PIPE)
+    # One that hangs fails its own test and not the whole program.
+    limit = threading.Timer(SCRIPT_LIMIT_SECONDS, process.kill)
+    limit.start()
     output, errors = process.communicate()
+    limit.cancel()
     return process.returncode, output.replace('\r\n', '\n'), errors.replace('\r\n', '\n')
 
 

@@ -72,6 +72,31 @@ raise SystemExit(7)
         self.assertEqual((7, '', ''), (code, output, errors))
 
 
+class ScriptLayer(unittest.TestCase):
+    def test_objects_of_any_module_end_by_their_class_at_exit(self):
+        # The interpreter drops modules in an order that depends on their names.
+        names = list('abcdefghijklmnopqrstuvwxyz') + ['app', 'finder', 'media']
+        code, output, errors = support.run_script('''
+import imp
+LAYER = """
+import _vireon, os
+class Device(object):
+    @staticmethod
+    def __swig_destroy__(device, delete=_vireon.delete_ZoSsdpDeviceInfo, write=os.write):
+        write(1, 'destroyed\\\\n')
+        delete(device)
+    def __init__(self):
+        self.this = _vireon.new_ZoSsdpDeviceInfo()
+_vireon.ZoSsdpDeviceInfo_swigregister(Device)
+device = Device()
+"""
+for name in %r:
+    sys.modules[name] = imp.new_module(name)
+    exec LAYER in sys.modules[name].__dict__
+''' % names)
+        self.assertEqual((0, len(names) * 'destroyed\n', ''), (code, output, errors))
+
+
 class Import(unittest.TestCase):
     def test_threads_exist_from_the_import_on(self):
         code, output, errors = support.run_script('''

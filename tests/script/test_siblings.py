@@ -136,6 +136,78 @@ _vireon = support._vireon
 ''' % (support.HELPERS_DIR, support.TESTS_DIR) + self.SIBLING)
         self.assertEqual((0, self.sibling_output(), ''), (code, output, errors))
 
+    LINKED = '''
+import _vireon, vireon_sibling as sibling, vireon_probe as probe
+class First: pass
+class Second: pass
+def held(each):
+    return sys.getrefcount(each) > unheld
+unheld = (lambda each: sys.getrefcount(each))(First)
+def classes():
+    return [probe.wrap(16, name).__class__.__name__ for name in ('_p_Vireon', '_p_SiblingEngine')]
+'''
+
+    def test_a_linked_type_without_a_class_gets_the_registered_one(self):
+        self.expect("['First', 'First']\n", self.LINKED + '''
+_vireon.Vireon_swigregister(First)
+print classes()
+''')
+
+    def test_a_linked_type_keeps_the_class_that_it_has_when_another_is_registered(self):
+        self.expect("['Second', 'First']\n", self.LINKED + '''
+_vireon.Vireon_swigregister(First)
+_vireon.Vireon_swigregister(Second)
+print classes()
+''')
+
+    def test_a_linked_type_keeps_the_class_that_a_sibling_registered(self):
+        self.expect("['First', 'Second']\n", self.LINKED + '''
+sibling.register('_p_SiblingEngine', Second)
+_vireon.Vireon_swigregister(First)
+print classes()
+''')
+
+    def test_a_class_is_let_go_when_no_type_has_it_any_more(self):
+        self.expect('True True\nFalse True\n', self.LINKED + '''
+_vireon.Vireon_swigregister(First)
+_vireon.Vireon_swigregister(Second)
+print held(First), held(Second)
+support.descriptor('_p_SiblingEngine', sibling.record()).client_data = None
+_vireon.Vireon_swigregister(Second)
+print held(First), held(Second)
+''')
+
+    def test_classes_that_linked_types_have_go_with_the_runtime_module(self):
+        self.expect("['PySwigObject', 'PySwigObject']\nFalse False\n", self.LINKED + '''
+_vireon.Vireon_swigregister(First)
+_vireon.Vireon_swigregister(Second)
+del sys.modules['swig_runtime_data3']
+print classes()
+print held(First), held(Second)
+''')
+
+    def test_two_copies_that_register_in_turn_hold_one_class_each(self):
+        self.expect('[False, False, True, True]\n', COPY + '''
+classes = [type(name, (object,), {}) for name in 'ABCD']
+def counts():
+    return [sys.getrefcount(each) for each in classes]
+before = counts()
+for module, each in zip((first, second, first, second), classes):
+    module.Vireon_swigregister(each)
+del module, each
+print [now > then for now, then in zip(counts(), before)]
+''')
+
+    def test_a_siblings_own_record_is_left_alone(self):
+        self.expect("['First', 'Second']\nTrue True\n", self.LINKED + '''
+import ctypes
+record = support.ClassRecord.from_address(sibling.register('_p_Vireon', Second))
+support.descriptor('_p_SiblingEngine', sibling.record()).client_data = ctypes.pointer(record)
+_vireon.Vireon_swigregister(First)
+print classes()
+print record.script_class == id(Second), record.raw_arguments == id(Second)
+''')
+
     def test_a_sibling_that_published_a_capsule_is_joined(self):
         code, output, errors = support.run_script('print ring() == set([sibling.record(), own])\n',
                                                   prologue='''

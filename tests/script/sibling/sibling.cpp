@@ -1,6 +1,7 @@
 // An extension module of the same family, written from the layout alone and without any of the
-// product's code: what it shares with _vireon is memory. It knows four pointer types, one of them a
-// pair of integers whose second one passes as an NPT_UInt32.
+// product's code: what it shares with _vireon is memory. It knows five pointer types, one of them a
+// pair of integers whose second one passes as an NPT_UInt32, one an engine that passes as a Vireon as
+// it is.
 #include <Python.h>
 
 #include <cstddef>
@@ -47,8 +48,18 @@ void* SecondOfPair(void* address) {
     return static_cast<std::uint32_t*>(address) + 1;
 }
 
-constexpr std::size_t kCount = 4;
+struct Class {
+    PyObject* script_class;
+    PyObject* constructor;
+    PyObject* raw_arguments;
+    PyObject* destructor;
+    int destructor_takes_wrapped;
+    int implicit_conversion_running;
+};
+
+constexpr std::size_t kCount = 5;
 Type number = {"_p_NPT_UInt32", "NPT_UInt32 *", nullptr, nullptr, nullptr, 0};
+Type derived = {"_p_SiblingEngine", "SiblingEngine *", nullptr, nullptr, nullptr, 0};
 Type pair = {"_p_SiblingPair", "SiblingPair *", nullptr, nullptr, nullptr, 0};
 Type engine = {"_p_Vireon", "Vireon *", nullptr, nullptr, nullptr, 0};
 Type text = {"_p_char", "char *|TCHAR *", nullptr, nullptr, nullptr, 0};
@@ -56,13 +67,17 @@ Type text = {"_p_char", "char *|TCHAR *", nullptr, nullptr, nullptr, 0};
 Cast number_casts[] = {{&number, nullptr, nullptr, nullptr},
                        {&pair, SecondOfPair, nullptr, nullptr},
                        {nullptr, nullptr, nullptr, nullptr}};
+Cast derived_casts[] = {{&derived, nullptr, nullptr, nullptr},
+                        {nullptr, nullptr, nullptr, nullptr}};
 Cast pair_casts[] = {{&pair, nullptr, nullptr, nullptr}, {nullptr, nullptr, nullptr, nullptr}};
-Cast engine_casts[] = {{&engine, nullptr, nullptr, nullptr}, {nullptr, nullptr, nullptr, nullptr}};
+Cast engine_casts[] = {{&engine, nullptr, nullptr, nullptr},
+                       {&derived, nullptr, nullptr, nullptr},
+                       {nullptr, nullptr, nullptr, nullptr}};
 Cast text_casts[] = {{&text, nullptr, nullptr, nullptr}, {nullptr, nullptr, nullptr, nullptr}};
 
-Type* types[kCount + 1] = {&number, &pair, &engine, &text, nullptr};
-Type* initial[kCount + 1] = {&number, &pair, &engine, &text, nullptr};
-Cast* casts[kCount + 1] = {number_casts, pair_casts, engine_casts, text_casts, nullptr};
+Type* types[kCount + 1] = {&number, &derived, &pair, &engine, &text, nullptr};
+Type* initial[kCount + 1] = {&number, &derived, &pair, &engine, &text, nullptr};
+Cast* casts[kCount + 1] = {number_casts, derived_casts, pair_casts, engine_casts, text_casts, nullptr};
 Record record = {types, kCount, &record, initial, casts, nullptr};
 
 // Joining
@@ -174,6 +189,25 @@ PyObject* Descriptor(PyObject*, PyObject* arguments) {
     return type ? PyLong_FromVoidPtr(type) : nullptr;
 }
 
+// Registers an old-style class for a type, for good.
+PyObject* Register(PyObject*, PyObject* arguments) {
+    static Class classes[kCount];
+    const char* name = nullptr;
+    PyObject* script_class = nullptr;
+    if (!PyArg_ParseTuple(arguments, "sO", &name, &script_class)) return nullptr;
+    Type* type = FindType(name);
+    if (!type) return nullptr;
+    std::size_t place = 0;
+    while (types[place] != type)
+        ++place;
+    Py_INCREF(script_class);
+    Py_INCREF(script_class);
+    classes[place] = {script_class, nullptr, script_class, nullptr, 1, 0};
+    type->client_data = &classes[place];
+    type->owns_client_data = 1;
+    return PyLong_FromVoidPtr(&classes[place]);
+}
+
 PyObject* RecordAddress(PyObject*, PyObject*) {
     return PyLong_FromVoidPtr(&record);
 }
@@ -181,6 +215,7 @@ PyObject* RecordAddress(PyObject*, PyObject*) {
 PyMethodDef methods[] = {{"wrap", Wrap, METH_VARARGS, nullptr},
                          {"unwrap", Unwrap, METH_VARARGS, nullptr},
                          {"descriptor", Descriptor, METH_VARARGS, nullptr},
+                         {"register", Register, METH_VARARGS, nullptr},
                          {"record", RecordAddress, METH_NOARGS, nullptr},
                          {nullptr, nullptr, 0, nullptr}};
 

@@ -1,0 +1,50 @@
+#include "engine/testing/embedded_interpreter.h"
+
+PyMODINIT_FUNC init_vireon();
+
+namespace {
+
+[[maybe_unused]] const int module_is_built_in = PyImport_AppendInittab("_vireon", init_vireon);
+
+// Each of these runs in a process of its own, in which the interpreter ends and starts again.
+
+constexpr char kScript[] = R"(
+import _vireon
+engine = _vireon.new_Vireon()
+worker = _vireon.new_CallbackTaskWorkerThread(engine)
+def name_of_result():
+    return type(_vireon.CallbackTaskWorkerThread_m_pVireon_get(worker)).__name__
+before = name_of_result()
+destroyed = []
+class Engine(object):
+    @staticmethod
+    def __swig_destroy__(engine):
+        destroyed.append(1)
+        _vireon.delete_Vireon(engine)
+_vireon.Vireon_swigregister(Engine)
+after = name_of_result()
+_vireon.delete_CallbackTaskWorkerThread(worker)
+del engine
+)";
+
+void ImportAgain(const std::string& variable, const std::string& expected) {
+    script::Run(kScript);
+    Py_Finalize();
+    Py_InitializeEx(0);
+    script::Run(kScript);
+    Py_Exit(script::Evaluate(variable) == expected ? 0 : 2);
+}
+
+TEST(ModuleDeathTest, FindsNoClassInTheNextInterpreter) {
+    EXPECT_EXIT(ImportAgain("before", "'PySwigObject'"), testing::ExitedWithCode(0), "");
+}
+
+TEST(ModuleDeathTest, DressesResultsInTheNextInterpreter) {
+    EXPECT_EXIT(ImportAgain("after", "'Engine'"), testing::ExitedWithCode(0), "");
+}
+
+TEST(ModuleDeathTest, DestroysInTheNextInterpreter) {
+    EXPECT_EXIT(ImportAgain("destroyed", "[1]"), testing::ExitedWithCode(0), "");
+}
+
+}  // namespace
