@@ -1,6 +1,7 @@
 #include <Python.h>
 
 #include "binding/constants.h"
+#include "binding/interpreter_lock.h"
 #include "binding/method_table.h"
 #include "binding/module_record.h"
 #include "binding/module_types.h"
@@ -29,8 +30,9 @@ void AwaitEnd() {
 // What the interpreter calls on "import _vireon". An exception that creating the module leaves
 // behind is the import's.
 PyMODINIT_FUNC init_vireon() {
-    // Native threads call scripts: the interpreter lock has to exist before any of them.
-    PyEval_InitThreads();
+    // Native threads call scripts. Not only once this copy of the module starts one: an engine of
+    // another copy's may end here, and that has to know when the interpreter exits.
+    OpenInterpreterToThreads();
     PyMethodDef* methods = binding::MethodTable();
     binding::CompleteDocumentation(methods, kConstants);
     PyObject* module = Py_InitModule4("_vireon", methods, nullptr, nullptr, PYTHON_API_VERSION);

@@ -80,6 +80,17 @@ print type(queued(first)) is Second
 first.delete_Vireon(engine)
 ''')
 
+    def test_an_engine_that_searches_for_one_copy_ends_by_the_other_at_exit(self):
+        self.assertEqual((0, 'end\n', ''), support.run_isolated(COPY + '''
+class Vireon(object):
+    __swig_destroy__ = second.delete_Vireon
+second.Vireon_swigregister(Vireon)
+engine = second.new_Vireon()
+with support.Quiet():
+    first.Vireon_SearchDevices(engine)
+print 'end'
+'''))
+
     SIBLING = '''
 import ctypes
 def show():
