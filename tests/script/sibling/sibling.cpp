@@ -1,7 +1,7 @@
 // An extension module of the same family, written from the layout alone and without any of the
 // product's code: what it shares with _vireon is memory. It knows five pointer types, one of them a
-// pair of integers whose second one passes as an NPT_UInt32, one an engine that passes as a Vireon as
-// it is.
+// pair of integers whose second one passes as an NPT_UInt32, one an engine that passes as a Vireon
+// as it is.
 #include <Python.h>
 
 #include <cstddef>
@@ -77,7 +77,8 @@ Cast text_casts[] = {{&text, nullptr, nullptr, nullptr}, {nullptr, nullptr, null
 
 Type* types[kCount + 1] = {&number, &derived, &pair, &engine, &text, nullptr};
 Type* initial[kCount + 1] = {&number, &derived, &pair, &engine, &text, nullptr};
-Cast* casts[kCount + 1] = {number_casts, derived_casts, pair_casts, engine_casts, text_casts, nullptr};
+Cast* casts[kCount + 1] = {number_casts, derived_casts, pair_casts,
+                           engine_casts, text_casts,    nullptr};
 Record record = {types, kCount, &record, initial, casts, nullptr};
 
 // Joining
