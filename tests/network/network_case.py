@@ -61,7 +61,7 @@ def missing_namespaces():
     try:
         Namespace().close()
     except OSError as error:
-        return 'network namespaces cannot be made here (root is needed): %s' % error
+        return os.environ.get('VIREON_PRIVATE_NETWORK') or 'run.py makes what is missing: %s' % error
     return None
 
 

@@ -2,6 +2,9 @@
 
     python3 run.py [--verbose] [-j JOBS] [part of a test's name ...]
 
+The tests run in a network namespace of their own from the start (scripts/private-network.sh), in
+which they may make others without any privileges outside.
+
 VIREON_MODULE_DIR names the folder with the module, VIREON_PYTHON its Python 2.7. For other ways of
 running the module: VIREON_DRIVER_PYTHON is the interpreter's command line with what comes before
 it, VIREON_DRIVER_PRELOAD a library to load first (a sanitizer's), and VIREON_TIME_FACTOR stretches
@@ -14,11 +17,13 @@ import argparse
 import concurrent.futures
 import multiprocessing
 import os
+import subprocess
 import sys
 import time
 import unittest
 
 HERE = os.path.dirname(os.path.abspath(__file__))
+PRIVATE_NETWORK = os.path.join(HERE, '..', '..', 'scripts', 'private-network.sh')
 LINE = '-' * 70
 
 
@@ -52,7 +57,19 @@ def announce(name, outcome, text, seconds):
     print('%s ... %.1fs %s' % (label, seconds, outcome), flush=True)
 
 
+def enter_private_network():
+    """Goes on in a network of its own; where none can be made each test says that and why."""
+    if 'VIREON_PRIVATE_NETWORK' in os.environ:
+        return
+    tried = subprocess.run([PRIVATE_NETWORK, 'true'], stderr=subprocess.PIPE,
+                           universal_newlines=True)
+    os.environ['VIREON_PRIVATE_NETWORK'] = ' '.join(tried.stderr.split())
+    if tried.returncode == 0:
+        os.execv(PRIVATE_NETWORK, [PRIVATE_NETWORK, sys.executable, '-B'] + sys.argv)
+
+
 def main():
+    enter_private_network()
     parser = argparse.ArgumentParser()
     parser.add_argument('-v', '--verbose', action='store_true', help='name the tests that pass too')
     parser.add_argument('-j', '--jobs', type=int, default=2 * os.cpu_count())

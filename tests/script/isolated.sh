@@ -6,7 +6,7 @@ PRELOAD=${LD_PRELOAD-}
 export PRELOAD
 unset LD_PRELOAD
 # shellcheck disable=SC2016 # the inner shell expands these
-exec unshare --net sh -c '
+exec "$(dirname "$0")/../../scripts/private-network.sh" sh -c '
     ip link set lo up &&
     ip link add here type veth peer name there &&
     ip address add 10.77.0.1/24 brd + dev here &&

@@ -138,16 +138,20 @@ PROLOGUE = 'import sys; sys.path.insert(0, %r); import support\n' % TESTS_DIR
 
 
 def run_script(text, command=None, prologue=PROLOGUE, flags=()):
-    """Runs a script in an interpreter of its own: (exit code, standard output, standard error)."""
+    """Runs a script in an interpreter of its own: (exit code, standard output, standard error).
+
+    One that hangs is killed, which its exit code tells.
+    """
     # The interpreter itself on Windows, where the wrapper is for the other system's shell.
     command = (command or []) + ([sys.executable] if ON_WINDOWS else interpreter())
-    process = subprocess.Popen(command + ['-B'] + list(flags) + ['-c', prologue + text], env=ENVIRONMENT,
-                               stdout=subprocess.PIPE, stderr=subprocess.PIPE)
-    # One that hangs fails its own test and not the whole program.
-    limit = threading.Timer(SCRIPT_LIMIT_SECONDS, process.kill)
-    limit.start()
-    output, errors = process.communicate()
-    limit.cancel()
+    process = subprocess.Popen(command + ['-B'] + list(flags) + ['-c', prologue + text],
+                               env=ENVIRONMENT, stdout=subprocess.PIPE, stderr=subprocess.PIPE)
+    killer = threading.Timer(SCRIPT_LIMIT_SECONDS, process.kill)
+    killer.start()
+    try:
+        output, errors = process.communicate()
+    finally:
+        killer.cancel()
     return process.returncode, output.replace('\r\n', '\n'), errors.replace('\r\n', '\n')
 
 
@@ -168,8 +172,10 @@ def run_isolated(text):
         return run_script(text)
     isolated = [os.path.join(TESTS_DIR, 'isolated.sh')]
     try:
-        if subprocess.call(isolated + ['true'], env=ENVIRONMENT, stderr=subprocess.PIPE):
-            missing('cannot make a network namespace with a veth pair')
+        tried = subprocess.Popen(isolated + ['true'], env=ENVIRONMENT, stderr=subprocess.PIPE)
+        reason = tried.communicate()[1]
     except OSError as error:
-        missing('unshare: %s' % error)
+        missing('isolated.sh: %s' % error)
+    if tried.returncode:
+        missing(' '.join(reason.split()))
     return run_script(text, isolated)
