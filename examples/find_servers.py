@@ -15,27 +15,9 @@ import sys
 import time
 
 sys.path.insert(0, os.environ.get('VIREON_MODULE_DIR', ''))
-import _vireon  # noqa: E402  (the folder is known only now)
+from vireon import Vireon  # noqa: E402  (the folder is known only now)
 
-
-class Vireon(object):
-    """The engine as a class: the module offers flat functions and leaves the dressing to scripts."""
-    __swig_destroy__ = _vireon.delete_Vireon
-
-    def __init__(self):
-        self.this = _vireon.new_Vireon()
-
-    def search(self, interval, callback):
-        _vireon.Vireon_SetInterVal(self, interval)
-        _vireon.Vireon_SetCallback(self, callback)
-        # The result is always the same number. Nobody would free it, which the module complains of.
-        _vireon.Vireon_SearchDevices(self).disown()
-
-    def stop(self):
-        _vireon.Vireon_Stop(self)
-
-
-_vireon.Vireon_swigregister(Vireon)
+MOST_SECONDS = 1000000  # what every platform can sleep
 
 
 class Servers(object):
@@ -43,15 +25,17 @@ class Servers(object):
 
     def __init__(self):
         self.answers = 0
-        self.by_location = {}
+        self.by_usn = {}
         self.started = time.time()
 
     def __call__(self, event, server):
         self.answers += 1
-        # A server answers every request, and each interface asks it twice per interval.
-        if server['location'] in self.by_location:
+        # A server answers every request, and each interface asks it twice per interval. One that is
+        # seen on two networks answers from two places: the newest one is where it is.
+        known = server['usn'] in self.by_usn
+        self.by_usn[server['usn']] = server
+        if known:
             return
-        self.by_location[server['location']] = server
         print('%5.2f s  found %s at %s' % (time.time() - self.started, server['friendlyName'],
                                            server['location']))
         for name in ('modelName', 'manufacturer', 'version', 'HttpPort', 'HttpsPort',
@@ -60,26 +44,39 @@ class Servers(object):
         sys.stdout.flush()
 
 
-def main():
-    parser = argparse.ArgumentParser(description='Find media servers on this network.')
-    parser.add_argument('--seconds', type=float, default=8, help='how long to search')
-    parser.add_argument('--interval', type=float, default=3, help='seconds between two searches')
-    options = parser.parse_args()
+def seconds(text):
+    number = float(text)
+    if not 0 <= number <= MOST_SECONDS:
+        raise argparse.ArgumentTypeError('%s is not between 0 and %d' % (text, MOST_SECONDS))
+    return number
 
+
+def search(options):
+    """Searches for as long as was asked; gives what was found."""
     servers = Servers()
-    engine = Vireon()
     print('searching for %g s, asking every %g s' % (options.seconds, options.interval))
     sys.stdout.flush()
-    engine.search(options.interval, servers)
-    try:
-        time.sleep(options.seconds)
-    except KeyboardInterrupt:
-        pass
-    stopping = time.time()
-    engine.stop()
-    print('stopped within %.2f s' % (time.time() - stopping))
+    with Vireon() as vireon:
+        vireon.search(options.interval, servers)
+        try:
+            time.sleep(options.seconds)
+        except KeyboardInterrupt:
+            pass
+        stopping = time.time()
+        vireon.stop()
+        print('stopped within %.2f s' % (time.time() - stopping))
+    return servers
+
+
+def main():
+    parser = argparse.ArgumentParser(description='Find media servers on this network.')
+    parser.add_argument('--seconds', type=seconds, default=8, help='how long to search')
+    parser.add_argument('--interval', type=seconds, default=3, help='seconds between two searches')
+    servers = search(parser.parse_args())
     print('%d server%s found, %d answers' % (
-        len(servers.by_location), '' if len(servers.by_location) == 1 else 's', servers.answers))
+        len(servers.by_usn), '' if len(servers.by_usn) == 1 else 's', servers.answers))
+    for server in servers.by_usn.values():
+        print('    %s at %s' % (server['friendlyName'], server['location']))
 
 
 if __name__ == '__main__':
