@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """A sample media server: answers searches on UDP port 31288 until it is ended.
 
-    media_server.py [--name NAME] [--interface ADDRESS ...] [--http-port PORT] [--serve]
+    media_server.py [--name NAME] [--uuid UUID] [--interface ADDRESS ...] [--http-port PORT] [--serve]
 
 It takes searches that are sent to the multicast group and those that are broadcast, and answers
 each one to where it came from, with everything a client wants to know in the answer's own headers.
@@ -12,6 +12,7 @@ import argparse
 import http.server
 import signal
 import socket
+import struct
 import sys
 import threading
 import uuid
@@ -22,6 +23,9 @@ GROUP = '239.255.255.250'
 DEVICE_TYPE = 'urn:schemas-upnp-org:device:ZOMediaServer:1'
 LEASE = 1800    # seconds for which a client may believe that the server is there
 VERSION = '1.0.0'
+
+# With a server's name this makes its uuid, so that clients know it again after a restart.
+UUID_NAMESPACE = uuid.UUID('6f0d7c1e-9d6c-4a55-8f6b-1c2f3f0b7e31')
 
 
 def is_search(datagram):
@@ -102,29 +106,42 @@ def serve_http(server):
     threading.Thread(target=web.serve_forever, daemon=True).start()
 
 
+def memberships(interfaces):
+    """For each interface what joins the group there; for all of them where none is named."""
+    group = socket.inet_aton(GROUP)
+    if interfaces:
+        return [group + socket.inet_aton(address) for address in interfaces]
+    return [struct.pack('@4s4si', group, b'', index) for index, _ in socket.if_nameindex()]
+
+
 def open_socket(interfaces):
-    """A socket that hears broadcasts on every interface, and the group on those named."""
+    """A socket that hears broadcasts on every interface, and the group on those named (all)."""
     listener = socket.socket(socket.AF_INET, socket.SOCK_DGRAM)
     listener.setsockopt(socket.SOL_SOCKET, socket.SO_REUSEADDR, 1)
     listener.bind(('', PORT))
-    for interface in interfaces:
-        listener.setsockopt(socket.IPPROTO_IP, socket.IP_ADD_MEMBERSHIP,
-                            socket.inet_aton(GROUP) + socket.inet_aton(interface))
+    for membership in memberships(interfaces):
+        try:
+            listener.setsockopt(socket.IPPROTO_IP, socket.IP_ADD_MEMBERSHIP, membership)
+        except OSError:
+            # Not every interface of a machine knows groups; one that was asked for has to.
+            if interfaces:
+                raise
     return listener
 
 
 def main():
     parser = argparse.ArgumentParser(description='A sample media server for searches on port 31288.')
     parser.add_argument('--name', default='Sample server', help='the name that people see')
+    parser.add_argument('--uuid', type=uuid.UUID, help='default: made from the name')
     parser.add_argument('--interface', action='append', metavar='ADDRESS',
-                        help='hear the group on the interface of this address (default: any)')
+                        help='hear the group on the interface of this address (default: on all)')
     parser.add_argument('--http-port', type=int, default=8080)
     parser.add_argument('--serve', action='store_true', help='serve the description by HTTP')
     server = parser.parse_args()
-    server.uuid = str(uuid.uuid4())
+    server.uuid = str(server.uuid or uuid.uuid5(UUID_NAMESPACE, server.name))
 
     signal.signal(signal.SIGTERM, lambda *_: sys.exit(0))
-    listener = open_socket(server.interface or ['0.0.0.0'])
+    listener = open_socket(server.interface)
     if server.serve:
         serve_http(server)
     print('%s: listening on port %d' % (server.name, PORT), flush=True)
@@ -133,8 +150,13 @@ def main():
             datagram, client = listener.recvfrom(65536)
             # A standard server waits a random while, so that a thousand of them do not answer at
             # once; one that people watch answers right away.
-            if is_search(datagram):
+            if not is_search(datagram):
+                continue
+            try:
                 listener.sendto(answer(server, address_towards(client)), client)
+            except OSError as error:
+                # That client gets nothing; the next one may be within reach.
+                print('no answer to %s: %s' % (client[0], error), file=sys.stderr, flush=True)
     except KeyboardInterrupt:
         pass
 

@@ -39,7 +39,10 @@ def end(*_):
 
 def main():
     counts, sizes = collections.Counter(), collections.Counter()
-    wire = socket.socket(socket.AF_PACKET, socket.SOCK_DGRAM, socket.htons(ETH_P_ALL))
+    try:
+        wire = socket.socket(socket.AF_PACKET, socket.SOCK_DGRAM, socket.htons(ETH_P_ALL))
+    except PermissionError:
+        sys.exit('what is on the wire shows itself only to root (CAP_NET_RAW)')
     wire.bind((sys.argv[1], ETH_P_ALL))
     signal.signal(signal.SIGTERM, end)
     signal.signal(signal.SIGINT, end)

@@ -8,14 +8,34 @@ import time
 import unittest
 
 from network_case import missing_module, missing_namespaces, unmet
+from privileges import reduced
 
 HERE = os.path.dirname(os.path.abspath(__file__))
 DEMO = os.path.join(HERE, '..', '..', 'examples', 'demo.sh')
 
 
-def left_behind(pid):
-    listed = subprocess.run(['ip', 'netns', 'list'], stdout=subprocess.PIPE, check=True).stdout
-    return [line for line in listed.decode().splitlines() if 'vireon-demo-%d-' % pid in line]
+def programs_of(session):
+    """What still runs of a session; its namespaces and their interfaces go with the last of it."""
+    found = []
+    for entry in os.listdir('/proc'):
+        if entry.isdigit():
+            try:
+                with open('/proc/%s/stat' % entry) as file:
+                    name, fields = file.read().rsplit(')', 1)
+            except OSError:
+                continue    # it has just ended
+            state, _, _, its_session = fields.split()[:4]
+            if int(its_session) == session and state != 'Z':
+                found.append(name)
+    return found
+
+
+def await_end_of(session):
+    """Gives what has not ended by itself soon."""
+    deadline = time.monotonic() + 5
+    while programs_of(session) and time.monotonic() < deadline:
+        time.sleep(0.01)
+    return programs_of(session)
 
 
 class DemoTest(unittest.TestCase):
@@ -38,7 +58,7 @@ class DemoTest(unittest.TestCase):
         except subprocess.TimeoutExpired:
             os.killpg(process.pid, signal.SIGTERM)
             raise
-        self.assertEqual(left_behind(process.pid), [])
+        self.assertEqual(await_end_of(process.pid), [])
         return output
 
     def test_a_server_is_found_and_the_search_ends_cleanly(self):
@@ -57,7 +77,7 @@ class DemoTest(unittest.TestCase):
                            r'(\d+) answers', output)
         self.assertIsNotNone(counts, output)
         self.assertEqual([int(count) for count in counts.groups()], [4, 4, 8], output)
-        self.assertIn('1 server found, 8 answers', output)
+        self.assertIn('1 server found, 8 answers\n    Living room at http://10.31.28.2:8080/', output)
         self.assertNotIn('Traceback', output)
 
     def test_an_interrupted_run_leaves_nothing_behind(self):
@@ -66,19 +86,38 @@ class DemoTest(unittest.TestCase):
                 process = self.start()
                 while b'searching' not in process.stdout.readline():
                     self.assertIsNone(process.poll(), 'the demonstration ended early')
-                self.assertNotEqual(left_behind(process.pid), [])
+                self.assertNotEqual(programs_of(process.pid), [])
                 os.killpg(process.pid, number)
                 self.finish(process)
                 self.assertNotEqual(process.returncode, 0)
 
     def test_a_machine_without_namespaces_is_told_what_is_missing(self):
-        process = self.start('setpriv', '--bounding-set', '-sys_admin,-net_admin', DEMO)
-        start = time.monotonic()
+        for missing in ('-sys_admin', '-net_admin', '-sys_admin,-net_admin'):
+            with self.subTest(missing):
+                process = self.start(*reduced(missing, DEMO))
+                start = time.monotonic()
+                output = self.finish(process)
+                self.assertNotEqual(process.returncode, 0)
+                self.assertRegex(output, '(?s)cannot make a network with interfaces of its own'
+                                         '.*in a user namespace: .*with the privileges there are: '
+                                         '.*Operation not permitted')
+                self.assertIn("'./dev demo --lan' needs no such network", output)
+                self.assertLess(time.monotonic() - start, 20)
+
+    def test_who_may_not_look_at_the_wire_is_told(self):
+        process = self.start(*reduced('-net_raw', DEMO))
         output = self.finish(process)
         self.assertNotEqual(process.returncode, 0)
-        self.assertIn('network namespaces cannot be made here', output)
-        self.assertIn('it takes root', output)
-        self.assertLess(time.monotonic() - start, 20)
+        self.assertRegex(output, r'demo: wire_count does not start: .*\(CAP_NET_RAW\)\n')
+        self.assertNotIn('Traceback', output)
+
+    def test_an_ordinary_user_needs_no_privileges(self):
+        as_user = ['unshare', '--user', '--map-user=1000', '--map-group=1000']
+        if subprocess.run(as_user + ['true'], stderr=subprocess.DEVNULL).returncode != 0:
+            unmet('no user namespaces can be made here')
+        process = self.start(*as_user, DEMO, '--seconds', '1')
+        self.assertIn('1 server found', self.finish(process))
+        self.assertEqual(process.returncode, 0)
 
     def test_a_missing_module_is_told(self):
         process = self.start(DEMO, HERE)
