@@ -54,7 +54,7 @@ class ShippedModule(Module):
         content = self.module.read_bytes()
         for folder in OPTIONS.tree:
             for separated in (folder, folder.replace("/", "\\")):
-                self.assertNotIn(separated.encode(), content)
+                self.assertEqual(content.count(separated.encode()), 0, separated)
 
     def test_the_debug_information_lies_beside_it(self):
         self.assertIn(".debug_info", sections(self.debug_file))
