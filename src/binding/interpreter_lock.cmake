@@ -3,6 +3,7 @@
 vireon_folder(interpreter_lock
     SOURCES
         binding/interpreter_lock.cpp
+    USES core
     TESTS
         binding/interpreter_lock_test.cpp
         engine/testing/interpreter_leaks.cpp

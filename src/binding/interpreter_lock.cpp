@@ -6,13 +6,45 @@
 #include <chrono>
 #include <thread>
 
+#include "core/process.h"
+
 namespace {
 
 enum class Door { kNeverOpened, kOpen, kClosed };
 
 // Plain values without destructors: threads may still look while the process exits.
 std::atomic<Door> door{Door::kNeverOpened};
-std::atomic<int> visitors{0};
+std::atomic<PyInterpreterState*> first_interpreter{nullptr};
+
+// How many threads of a process are on a visit. A forked child inherits none of them, so it begins
+// to count anew.
+class VisitorCount {
+  public:
+    void Enter() { Add(1); }
+    void Leave() { Add(-1); }
+    bool IsZero() const { return OfThisProcess(state_).count <= 0; }
+
+  private:
+    struct State {
+        NPT_Int32 count;
+        NPT_UInt32 process;
+    };
+    static State OfThisProcess(State state) {
+        const NPT_UInt32 process = static_cast<NPT_UInt32>(CurrentProcess());
+        return state.process == process ? state : State{0, process};
+    }
+    void Add(NPT_Int32 change) {
+        State seen = state_;
+        State wanted;
+        do {
+            wanted = OfThisProcess(seen);
+            wanted.count += change;
+        } while (!state_.compare_exchange_weak(seen, wanted));
+    }
+
+    std::atomic<State> state_{State{0, 0}};
+};
+VisitorCount visitors;
 
 // How long the interpreter's exit waits for callbacks that are running, so that they do not run in
 // a half torn down interpreter. Long enough for a callback that works, short enough not to be felt
@@ -25,7 +57,7 @@ PyObject* CloseDoor(PyObject*, PyObject*) {
     {
         PyAutoUnlock2 unlocked;
         const auto limit = std::chrono::steady_clock::now() + kTimeToLeave;
-        while (visitors > 0 && std::chrono::steady_clock::now() < limit)
+        while (!visitors.IsZero() && std::chrono::steady_clock::now() < limit)
             std::this_thread::sleep_for(kLookInterval);
     }
     Py_RETURN_NONE;
@@ -44,6 +76,14 @@ void RegisterExitHandler() {
     Py_XDECREF(result);
     Py_XDECREF(module);
     Py_XDECREF(handler);
+}
+
+// The interpreter that PyGILState_Ensure would choose: the list begins with the youngest.
+PyInterpreterState* FindFirstInterpreter() {
+    PyInterpreterState* found = PyInterpreterState_Head();
+    while (PyInterpreterState* const older = PyInterpreterState_Next(found))
+        found = older;
+    return found;
 }
 
 }  // namespace
@@ -84,6 +124,7 @@ void OpenInterpreterToThreads() {
     PyEval_InitThreads();
     PyAutoLock2 lock;
     RegisterExitHandler();
+    first_interpreter = FindFirstInterpreter();
     door = Door::kOpen;
 }
 
@@ -99,15 +140,30 @@ InterpreterVisit::InterpreterVisit() {
     }
     // Counted before the look at the door: the exit handler closes it and then counts, so that
     // whoever it misses finds the door closed.
-    ++visitors;
+    visitors.Enter();
     counted_ = true;
     if (door != Door::kOpen || !Py_IsInitialized()) return;
-    lock_.emplace();
+    if (PyGILState_GetThisThreadState()) {
+        lock_.emplace();
+    } else {
+        // PyGILState_Ensure would end the process when there is no memory for a state.
+        own_state_ = PyThreadState_New(first_interpreter);
+        if (!own_state_) return;
+        PyEval_AcquireThread(own_state_);
+    }
     // An exit that did not run its handlers may have begun while this thread waited for the lock.
-    if (!Py_IsInitialized()) lock_.reset();
+    if (!Py_IsInitialized()) Leave();
 }
 
 InterpreterVisit::~InterpreterVisit() {
+    Leave();
+    if (counted_) visitors.Leave();
+}
+
+void InterpreterVisit::Leave() {
     lock_.reset();
-    if (counted_) --visitors;
+    if (!own_state_) return;
+    PyThreadState_Clear(own_state_);
+    PyThreadState_DeleteCurrent();
+    own_state_ = nullptr;
 }

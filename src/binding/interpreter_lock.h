@@ -55,19 +55,22 @@ void OpenInterpreterToThreads();
 bool IsInterpreterEnding();
 
 // Holds the interpreter lock for a scope on a thread of our own, unless the interpreter is not
-// there or exits: then the visit is refused and false. A thread that holds the lock already is
-// never refused.
+// there or exits or has no memory for another thread: then the visit is refused and false. A thread
+// that holds the lock already is never refused.
 class InterpreterVisit {
   public:
     InterpreterVisit();
     InterpreterVisit(const InterpreterVisit&) = delete;
     InterpreterVisit& operator=(const InterpreterVisit&) = delete;
     ~InterpreterVisit();
-    explicit operator bool() const { return lock_.has_value(); }
+    explicit operator bool() const { return lock_.has_value() || own_state_ != nullptr; }
 
   private:
+    void Leave();
+
     bool counted_ = false;
-    std::optional<PyAutoLock2> lock_;
+    std::optional<PyAutoLock2> lock_;     // of a thread that the interpreter knows
+    PyThreadState* own_state_ = nullptr;  // of one that it does not
 };
 
 #endif

@@ -4,8 +4,8 @@
 
 #include "binding/module_types.h"
 #include "binding/pointer_conversion.h"
+#include "core/testing/failing_allocation.h"
 #include "http/http_response.h"
-#include "xml/testing/nth_allocation_failure.h"
 
 namespace {
 
@@ -66,7 +66,7 @@ PyObject* CallRefused(PyObject*, PyObject* arguments) {
     long nth = 0;
     PyObject *function = nullptr, *its_arguments = nullptr;
     if (!PyArg_ParseTuple(arguments, "lOO", &nth, &function, &its_arguments)) return nullptr;
-    const NthAllocationFailure failure(nth);
+    const FailingAllocation failure(nth);
     PyObject* result = PyObject_CallObject(function, its_arguments);
     const bool happened = failure.HasHappened();
     PyObject *exception = nullptr, *value = nullptr, *traceback = nullptr;

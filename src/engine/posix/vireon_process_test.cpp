@@ -1,5 +1,6 @@
 #include "engine/testing/embedded_interpreter.h"
 
+#include <dlfcn.h>
 #include <errno.h>
 #include <linux/filter.h>
 #include <linux/seccomp.h>
@@ -24,6 +25,22 @@
 #include "engine/protocol.h"
 #include "engine/testing/search_answers.h"
 #include "engine/vireon.h"
+
+namespace {
+
+// How many of the next thread states the interpreter has no memory for.
+std::atomic<int> refused_thread_states{0};
+
+}  // namespace
+
+// In front of the interpreter's own, also for its own calls.
+extern "C" __attribute__((visibility("default"))) PyThreadState* PyThreadState_New(
+    PyInterpreterState* interpreter) {
+    using Function = PyThreadState* (*)(PyInterpreterState*);
+    static const Function original = reinterpret_cast<Function>(dlsym(RTLD_NEXT, __func__));
+    if (refused_thread_states > 0 && refused_thread_states-- > 0) return nullptr;
+    return original(interpreter);
+}
 
 namespace {
 
@@ -193,6 +210,18 @@ TEST(VireonProcess, KeepsNoDescriptorsOfEarlierSearches) {
         std::this_thread::sleep_for(std::chrono::milliseconds(20));
     }
     EXPECT_LE(CountDescriptors(), before + 6);
+    vireon.Stop();
+}
+
+TEST(VireonProcess, LosesOneDeviceToAThreadStateThatCannotBeMade) {
+    Vireon vireon;
+    Collect(vireon);
+    vireon.SearchInterfaces(NPT_List<NPT_NetworkInterface*>());
+    refused_thread_states = 1;
+    Process(vireon, "lost");
+    Process(vireon, "found");
+    EXPECT_TRUE(BecomesTrue("names == ['found']"));
+    EXPECT_EQ(refused_thread_states, 0);
     vireon.Stop();
 }
 
