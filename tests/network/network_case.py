@@ -18,6 +18,9 @@ INTERVAL = 0.375
 # How much later than due something may be seen: the machine runs other tests at the same time.
 SLACK = 0.35 * float(os.environ.get('VIREON_TIME_FACTOR', '1'))
 
+# Seconds that a stop may take, apart from a call that is running.
+STOP = 0.05 + SLACK
+
 BROADCAST_REQUEST = (b'M-SEARCH * HTTP/1.1\r\n'
                      b'MX: 5\r\n'
                      b'ST: ssdp:all\r\n'

@@ -115,6 +115,20 @@ class InterfaceTest(NetworkCase):
         self.assertIn('POINTOPOINT,MULTICAST', self.here.ip('link show tun0'))
         self.assertEqual(self.ways(2), [('eth0', SEARCHER, BROADCAST), ('eth0', SEARCHER, GROUP)])
 
+    def test_an_interface_that_was_made_anew_is_searched_again(self):
+        # A dongle that was pulled, a network that dropped, a machine that slept.
+        self.standard_search()
+        self.wire.wait(lambda sent: len(by_sender(sent)) == 2, 10)
+        ports = {each.source_port for each in self.wire.datagrams()}
+        self.here.ip('link del eth0')
+        time.sleep(2 * INTERVAL)
+        self.here.connect('eth0', self.there, 'eth0')
+        before = len(self.wire.datagrams())
+        self.here.ip('addr add %s/24 broadcast + dev eth0' % SEARCHER)
+        sent = self.wire.wait(lambda sent: len(by_sender(sent[before:])) == 2, 10)[before:]
+        self.assertEqual({each.destination for each in sent}, {BROADCAST, GROUP})
+        self.assertEqual({each.source_port for each in sent}, ports)
+
     def test_the_loopback_interface_is_not_searched_beside_others(self):
         self.standard_network()
         self.here.ip('link set lo multicast on')

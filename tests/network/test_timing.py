@@ -96,22 +96,17 @@ class ResendTest(NetworkCase):
         return [sum(datagram.time - sent[0].time <= seconds for datagram in sent) / 2
                 for sent in by_sender(datagrams).values()]
 
-    def leave(self):
-        """Ends the script without waiting for an interval that is too long for a test."""
-        self.assertEqual(self.client.end(), 0)
-        self.assertEqual(self.client.errors(), b'')
-
     def test_interval_zero_means_half_a_minute(self):
         self.standard_search(interval=0, reply=lambda request: [answer()])
         self.assertEqual(self.pairs_within(1.5), [1, 1])
         self.client.wait_found(lambda found: len(found) == 4, 'four calls')
-        self.leave()
 
-    def test_interval_not_a_number_acts_as_zero(self):
-        self.standard_search(interval=float('nan'), reply=lambda request: [answer()])
-        self.assertEqual(self.pairs_within(1.5), [1, 1])
-        self.client.wait_found(lambda found: len(found) == 4, 'four calls')
-        self.leave()
+    def test_what_is_no_time_acts_as_zero(self):
+        for interval in (float('nan'), -0.5, -1, -3e38):
+            with self.subTest(interval):
+                self.standard_search(interval=interval, reply=lambda request: [answer()])
+                self.assertEqual(self.pairs_within(0.6), [1, 1])
+                self.client.wait_found(lambda found: len(found) == 4, 'four calls')
 
     def test_a_huge_interval_sends_once_and_listens(self):
         for interval in (1e6, 4294968.0, 1e12, 3e38):
@@ -120,17 +115,12 @@ class ResendTest(NetworkCase):
                 self.assertEqual(self.pairs_within(0.6), [1, 1])
                 self.server.send(answer(b'late'), self.server.sender(GROUP))
                 self.client.wait_name(b'late')
-                self.leave()
 
-    def test_an_interval_below_a_millisecond_or_zero_neither_waits_nor_spins(self):
+    def test_an_interval_below_a_millisecond_neither_waits_nor_spins(self):
         # Without a wait nothing is there to be read, which costs the pause after a failed read.
-        for interval in (0.0001, -1, -0.5, -3e38):
-            with self.subTest(interval):
-                self.standard_search(interval=interval)
-                gaps = self.gaps(5)
-                for each in gaps.values():
-                    self.assert_due(each, 0.15)
-                self.assertLess(self.client.stop(), 1)
+        self.standard_search(interval=0.0001)
+        for each in self.gaps(5).values():
+            self.assert_due(each, 0.15)
 
     def test_an_idle_search_costs_next_to_nothing(self):
         self.standard_search(interval=0.5)
