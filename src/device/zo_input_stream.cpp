@@ -6,7 +6,7 @@
 namespace zorvane {
 
 ZoInputStream::ZoInputStream(NPT_UdpSocket* socket, NPT_UInt32 buffer_size)
-    : socket_(socket), datagram_(buffer_size) {}
+    : socket_(socket), datagram_(buffer_size), buffer_size_(buffer_size) {}
 
 NPT_Result ZoInputStream::Read(void* buffer, NPT_UInt32 count, NPT_UInt32* read) {
     if (read) *read = 0;
@@ -28,7 +28,8 @@ NPT_Result ZoInputStream::Read(void* buffer, NPT_UInt32 count, NPT_UInt32* read)
 }
 
 NPT_Result ZoInputStream::ReceiveDatagram() {
-    NPT_Result result = NPT_FAILURE;
+    NPT_Result result = datagram_.Reserve(buffer_size_);
+    if (NPT_Failed(result)) return result;
     try {
         NPT_SocketAddress sender;
         result = socket_->Receive(datagram_, &sender);

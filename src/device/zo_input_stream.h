@@ -15,7 +15,8 @@ namespace zorvane {
 // receives on the socket. Seek, Skip, Tell, GetSize and GetAvailable give NPT_FAILURE.
 class ZoInputStream : public NPT_InputStream {
   public:
-    // buffer_size: bytes of the largest datagram that can be received.
+    // buffer_size: bytes of the largest datagram that can be received. Where there is no memory for
+    // them, each read tries anew.
     ZoInputStream(NPT_UdpSocket* socket, NPT_UInt32 buffer_size);
 
     // The socket's local address and, as remote address, the sender of the last datagram; all zero
@@ -26,8 +27,9 @@ class ZoInputStream : public NPT_InputStream {
     bool HasUnreadBytes() const { return datagram_.GetDataSize() != 0; }
 
     // On an empty stream waits for a datagram as long as the socket's read time-out allows, also
-    // when count is 0, and returns the socket's failures unchanged. NPT_FAILURE when receiving
-    // threw. A failure leaves the stream empty.
+    // when count is 0, and returns the socket's failures unchanged. NPT_ERROR_NO_MEMORY, with the
+    // datagram still waiting, when there is none for the buffer; NPT_FAILURE when receiving threw.
+    // A failure leaves the stream empty.
     NPT_Result Read(void* buffer, NPT_UInt32 count, NPT_UInt32* read = nullptr) override;
     NPT_Result Seek(NPT_UInt64 offset) override;
     NPT_Result Skip(NPT_UInt64 count) override;
@@ -43,6 +45,7 @@ class ZoInputStream : public NPT_InputStream {
     NPT_SocketAddress sender_;
     NPT_DataBuffer datagram_;
     NPT_UInt32 position_ = 0;
+    const NPT_UInt32 buffer_size_;
 };
 
 }  // namespace zorvane
