@@ -11,7 +11,8 @@
 // An ordered, doubly linked list of values: interfaces, addresses, headers, XML children.
 //
 // Owns its items by value; a list of raw pointers does not own what they point to, its holder says
-// who does. Iterators stay valid until their own item is removed. Not synchronised.
+// who does. Iterators stay valid until their own item is removed. An addition or a copy that throws
+// leaves the list as it was. Not synchronised.
 template <typename T>
 class NPT_List {
     struct Node {

@@ -1,5 +1,6 @@
-// The one table of result codes. A failure travels as a code, never as an exception; operations
-// with out-parameters reset them first and leave them reset when they fail.
+// The one table of result codes. A failure travels as a code; only memory that runs out may be
+// thrown, as std::bad_alloc, where an operation has not named NPT_ERROR_NO_MEMORY. Operations with
+// out-parameters reset them first and leave them reset when they fail.
 #ifndef VIREON_CORE_RESULT_H
 #define VIREON_CORE_RESULT_H
 

@@ -16,7 +16,8 @@
 //
 // Each object owns its characters. Not synchronised: one thread at a time per object.
 // Sizes are in bytes and below 2 GiB, so that every index fits the int that the searches return;
-// what would pass that limit throws std::bad_alloc, as does a failed allocation.
+// what would pass that limit throws std::bad_alloc, as does a failed allocation; the string is then
+// what it was.
 class NPT_String {
   public:
     NPT_String() = default;
