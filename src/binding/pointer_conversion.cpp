@@ -2,6 +2,7 @@
 
 #include "binding/class_record.h"
 #include "binding/conversion_result.h"
+#include "binding/pending_exception.h"
 #include "binding/this_name.h"
 
 namespace binding {
@@ -50,6 +51,7 @@ ScriptObject DressAsOldStyleInstance(PyObject* script_class, PyObject* wrapped) 
 
 // None, and no exception, when the class does not give an instance.
 ScriptObject Dress(const ClassRecord& record, PyObject* wrapped) {
+    const PendingException pending;
     const auto constructor = ScriptObject::Borrow(record.constructor);
     const auto arguments = ScriptObject::Borrow(record.raw_arguments);
     ScriptObject instance;
@@ -58,7 +60,6 @@ ScriptObject Dress(const ClassRecord& record, PyObject* wrapped) {
     } else if (arguments) {
         instance = DressAsOldStyleInstance(arguments.Get(), wrapped);
     }
-    if (!instance) PyErr_Clear();
     return instance;
 }
 
@@ -103,10 +104,12 @@ ScriptObject FollowThis(PyObject* object) {
 // The wrapped pointer that the object is or leads to, or none.
 ScriptObject FindWrappedPointer(PyObject* object) {
     auto current = ScriptObject::Borrow(object);
-    for (int step = 0; current && step < kMaxSteps; ++step) {
-        if (IsWrappedPointer(current.Get())) return current;
+    if (IsWrappedPointer(object)) return current;
+    // Scripts may run from here on.
+    const PendingException pending;
+    for (int step = 1; current && step < kMaxSteps; ++step) {
         current = FollowThis(current.Get());
-        if (!current) PyErr_Clear();
+        if (current && IsWrappedPointer(current.Get())) return current;
     }
     return ScriptObject();
 }
@@ -136,15 +139,13 @@ int ConvertByClass(PyObject* object, TypeDescriptor& wanted, ConvertedPointer& r
     if (!record || record->implicit_conversion_running || !record->script_class) {
         return kConversionFailed;
     }
+    const PendingException pending;
     const auto script_class = ScriptObject::Borrow(record->script_class);
     record->implicit_conversion_running = 1;
     const auto converted =
         ScriptObject::Steal(PyObject_CallFunctionObjArgs(script_class.Get(), object, nullptr));
     record->implicit_conversion_running = 0;
-    if (!converted) {
-        PyErr_Clear();
-        return kConversionFailed;
-    }
+    if (!converted) return kConversionFailed;
     const int code = ConvertPointer(converted.Get(), &wanted, kDisown, result);
     return code < 0 ? code : code | kNewObject;
 }

@@ -41,10 +41,10 @@ struct ConvertedPointer {
 
 // The address of the wanted type (null: of any type) that object stands for: None is the null
 // address, a wrapped pointer is looked through with its chain, anything else is asked for the
-// wrapped pointer that its "this" leads to. Returns a code of conversion_result.h and never leaves
-// an exception. With kDisown the matching wrapped pointer stops owning; with kImplicitConversion
-// the type's script class may be called to convert, and a result with kNewObject is the caller's to
-// end.
+// wrapped pointer that its "this" leads to. Returns a code of conversion_result.h, leaves no
+// exception and keeps one that was pending before. With kDisown the matching wrapped pointer stops
+// owning; with kImplicitConversion the type's script class may be called to convert, and a result
+// with kNewObject is the caller's to end.
 int ConvertPointer(PyObject* object, TypeDescriptor* wanted, int flags, ConvertedPointer& result);
 
 }  // namespace binding

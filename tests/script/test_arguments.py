@@ -48,6 +48,28 @@ class ScriptValues(unittest.TestCase):
                 self.assertEqual((None, KeyError), probe.call_with_pending(
                     KeyError, function, (self.engine, value)), value)
 
+    def test_scripts_that_a_conversion_runs_do_not_see_a_pending_exception(self):
+        class WithProperty(object):
+            __slots__ = ()
+
+            @property
+            def this(_):
+                for _ in ():  # ends with whatever is pending
+                    pass
+                return self.engine
+
+        class Layer(object):
+            def __new__(cls):
+                for _ in ():
+                    pass
+                return object.__new__(cls)
+        self.assertEqual((False, KeyError), probe.call_with_pending(
+            KeyError, _vireon.Vireon_isClosed_get, (WithProperty(),)))
+        _vireon.SsdpSearchWorkerThread_swigregister(Layer)
+        dressed, pending = probe.call_with_pending(KeyError, probe.wrap,
+                                                   (16, '_p_SsdpSearchWorkerThread'))
+        self.assertEqual((Layer, KeyError), (type(dressed), pending))
+
     def test_the_callable_is_held_once(self):
         first, second = lambda *_: None, lambda *_: None
         count = sys.getrefcount(first)
