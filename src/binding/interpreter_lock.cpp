@@ -45,6 +45,13 @@ class VisitorCount {
     std::atomic<State> state_{State{0, 0}};
 };
 VisitorCount visitors;
+// Since the door was opened.
+std::atomic<int> exit_handlers{0};
+
+// Exit handlers run in the reverse order of their registration. The one from the import runs behind
+// those of the scripts that import the module, one of which may destroy an engine that searches:
+// the one from the first search closes the door before them.
+constexpr int kExitHandlers = 2;
 
 // How long the interpreter's exit waits for callbacks that are running, so that they do not run in
 // a half torn down interpreter. Long enough for a callback that works, short enough not to be felt
@@ -54,6 +61,7 @@ constexpr std::chrono::milliseconds kLookInterval(1);
 
 PyObject* CloseDoor(PyObject*, PyObject*) {
     door = Door::kClosed;
+    exit_handlers = 0;
     {
         PyAutoUnlock2 unlocked;
         const auto limit = std::chrono::steady_clock::now() + kTimeToLeave;
@@ -120,10 +128,13 @@ int PyDict_SetItem2(PyObject* dict, PyObject* key, PyObject* value) {
 }
 
 void OpenInterpreterToThreads() {
-    if (door == Door::kOpen || !Py_IsInitialized()) return;
+    if (!Py_IsInitialized()) return;
     PyEval_InitThreads();
     PyAutoLock2 lock;
-    RegisterExitHandler();
+    if (exit_handlers < kExitHandlers) {
+        ++exit_handlers;
+        RegisterExitHandler();
+    }
     first_interpreter = FindFirstInterpreter();
     door = Door::kOpen;
 }

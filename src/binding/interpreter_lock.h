@@ -46,8 +46,9 @@ class PyAutoUnlock2 {
 int PyDict_SetItem2(PyObject* dict, PyObject* key, PyObject* value);
 
 // Lets native threads visit the interpreter from now on and has the interpreter call back when it
-// exits: the door is closed then, before anything of the interpreter is torn down. Does nothing
-// without an interpreter or when the door is open already. Any thread.
+// exits: the door is closed then, before anything of the interpreter is torn down. To be called
+// when the module is imported and when a search starts: so it is closed as well before the exit
+// handlers that scripts registered in between. Does nothing without an interpreter. Any thread.
 void OpenInterpreterToThreads();
 
 // True from the moment when an interpreter that was opened to threads begins to exit. Never true in

@@ -34,6 +34,16 @@ _vireon.Vireon_swigregister(Vireon)
 print 'end'
 ''')
 
+    def test_so_does_one_whose_exit_handler_destroys_the_engine(self):
+        self.expect('end\n', '''
+import atexit, _vireon
+engine = _vireon.new_Vireon()
+atexit.register(_vireon.delete_Vireon, engine)
+for _ in range(3):
+    _vireon.Vireon_SearchDevices(engine).disown()
+print 'end'
+''')
+
     def test_stop_and_delete_leave_nothing_behind(self):
         self.expect('end\n', self.SEARCH + '''
 for _ in range(2):
