@@ -60,9 +60,9 @@ constexpr std::chrono::milliseconds kTimeToLeave(500);
 constexpr std::chrono::milliseconds kLookInterval(1);
 
 PyObject* CloseDoor(PyObject*, PyObject*) {
-    door = Door::kClosed;
     exit_handlers = 0;
-    {
+    // The later handler does not wait again for a visitor who stays.
+    if (door.exchange(Door::kClosed) == Door::kOpen) {
         PyAutoUnlock2 unlocked;
         const auto limit = std::chrono::steady_clock::now() + kTimeToLeave;
         while (!visitors.IsZero() && std::chrono::steady_clock::now() < limit)
