@@ -28,6 +28,9 @@ function(vireon_script_test name file)
         # Wine's sockets live in one namespace, so a test that may search is in its own from the start.
         set(interpreter ${PROJECT_SOURCE_DIR}/tests/script/isolated.sh ${PROJECT_BINARY_DIR}/python-isolated)
         list(APPEND environment VIREON_ISOLATED=1)
+    elseif(VIREON_SANITIZE MATCHES "address")
+        set(interpreter ${Python3_EXECUTABLE} -B ${PROJECT_SOURCE_DIR}/tests/sanitizers/leak_checker.py
+            ${VIREON_PYTHON_EXECUTABLE})
     endif()
     cmake_path(ABSOLUTE_PATH file)
     add_test(NAME ${name} COMMAND ${interpreter} -B ${file} --verbose ${TEST_ARGS})

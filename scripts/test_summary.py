@@ -25,6 +25,8 @@ UNITTEST_RESULT = re.compile(r"^(test\w* \([\w.]+\))(?:\n.*?)? \.\.\. .*?"
 UNITTEST_END = re.compile(r"^Ran (\d+) tests? in .*\n\n(?:OK|FAILED)(?: \((.*)\))?$", re.M)
 
 NETWORK_RESULT = re.compile(r"^(passed|skipped|FAILED) +[\d.]+s ([\w.]+)(?:: (.*))?$", re.M)
+# The leak checker of a checked build failed, not what it checked; a program's second run is what counts.
+RUN_AGAIN = re.compile(r"the leak checker's own tracer crashed, .* running the (program|script) once more")
 REPLAYED = re.compile(r"^replayed (\d+) inputs?$", re.M)
 
 
@@ -36,12 +38,14 @@ class Count:
         self.failed = []
         self.skipped = []
         self.elsewhere = []
+        self.told = []
 
     def add(self, other):
         self.passed += other.passed
         self.failed += other.failed
         self.skipped += other.skipped
         self.elsewhere += other.elsewhere
+        self.told += other.told
 
 
 def count_gtest(output):
@@ -107,6 +111,10 @@ def count_program(case):
     name = case.get("name")
     output = case.findtext("system-out") or ""
     count = Count()
+    for again in RUN_AGAIN.finditer(output):
+        count.told.append(f"{name}: {again.group()}")
+        if again.group(1) == "program":
+            output = output[again.end():]
     for count_kind in (count_gtest, count_unittest, count_network, count_replayed):
         count.add(count_kind(output))
     succeeded = case.get("status") == "run"
@@ -137,7 +145,7 @@ def main(presets):
         count = count_preset(pathlib.Path("build", preset, "results.xml"))
         run = count.passed + len(count.failed)
         print(f"{preset:10} {run:7} {count.passed:7} {len(count.failed):7} {len(count.skipped):8}")
-        for kind in ("failed", "skipped", "elsewhere"):
+        for kind in ("failed", "skipped", "elsewhere", "told"):
             for what in getattr(count, kind):
                 print(f"  {kind}: {what}")
         total.add(count)

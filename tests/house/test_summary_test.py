@@ -12,7 +12,8 @@ from unittest import mock
 from xml.sax import saxutils
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
-sys.path.insert(0, str(ROOT / "scripts"))
+sys.path[:0] = [str(ROOT / "scripts"), str(ROOT / "tests" / "sanitizers")]
+import leak_checker  # pylint: disable=wrong-import-position
 import test_summary  # pylint: disable=wrong-import-position
 
 GTEST = """[==========] Running 3 tests from 1 test suite.
@@ -117,6 +118,21 @@ class Summary(unittest.TestCase):
         self.assertIn("2 passed, 0 failed, 0 skipped", self.summary("dev")[1])
         self.results("asan", ("fuzz", "fail", "a\nb\n"))
         self.assertIn("0 passed, 1 failed, 0 skipped", self.summary("asan")[1])
+
+    def test_tells_of_a_program_that_was_run_again_and_counts_its_second_run(self):
+        passed = "test_one (__main__.Case) ... ok\nRan 1 test in 0.1s\n\nOK\n"
+        again = leak_checker.PROGRAM_RUN_AGAIN + "\n"
+        self.results("asan", ("script_exit", "run", passed + again + passed))
+        output = self.summary("asan")[1]
+        self.assertIn(f"told: script_exit: {again}", output)
+        self.assertIn("1 passed, 0 failed, 0 skipped", output)
+
+    def test_tells_of_a_script_that_was_run_again_and_counts_all_tests(self):
+        again = leak_checker.SCRIPT_RUN_AGAIN + "\n"
+        self.results("asan", ("script_exit", "run", "test_it ... " + again + "Ran 3 tests in 0.1s\n\nOK\n"))
+        output = self.summary("asan")[1]
+        self.assertIn(f"told: script_exit: {again}", output)
+        self.assertIn("3 passed, 0 failed, 0 skipped", output)
 
     def test_crash_counts_as_failure(self):
         self.results("dev", ("core", "fail", "[ RUN      ] A.B\n[       OK ] A.B (0 ms)\n"))

@@ -12,6 +12,13 @@ volatile int g_sink;
 int* volatile g_numbers;
 int g_shared;
 
+// What a thread that is in the middle of ending leaves, by the name that the report gives it.
+__attribute__((noinline)) void pthread_getattr_np() {
+    char* processors = new char[32];
+    processors[g_seven] = 1;
+    g_sink = processors[g_seven];
+}
+
 }  // namespace
 
 extern "C" {
@@ -40,6 +47,11 @@ __attribute__((visibility("default"))) void Race() {
     for (int i = 0; i < 1000; ++i)
         ++g_shared;
     other.join();
+}
+
+__attribute__((visibility("default"))) void EndAThread() {
+    pthread_getattr_np();
+    g_sink = 1;
 }
 
 __attribute__((visibility("default"))) void DoNoHarm() {

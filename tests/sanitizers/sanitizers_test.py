@@ -38,6 +38,10 @@ class Sanitizers(unittest.TestCase):
                 self.assertIn(function, run.stdout)
                 self.assertNotEqual(0, run.returncode)
 
+    def test_a_thread_that_is_ending_is_no_leak(self):
+        run = run_in_interpreter("EndAThread")
+        self.assertEqual(("", 0), (run.stdout, run.returncode))
+
     def test_sound_code_is_not_reported(self):
         run = run_in_interpreter("DoNoHarm")
         self.assertEqual(("", 0), (run.stdout, run.returncode))

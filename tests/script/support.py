@@ -1,5 +1,6 @@
 """What the script tests share: the module under test, its helpers, and the runtime's memory."""
 import ctypes
+import imp
 import os
 import subprocess
 import sys
@@ -137,15 +138,29 @@ SCRIPT_LIMIT_SECONDS = 120
 PROLOGUE = 'import sys; sys.path.insert(0, %r); import support\n' % TESTS_DIR
 
 
+LEAK_CHECKER = os.path.join(TESTS_DIR, '..', 'sanitizers', 'leak_checker.py')
+
+
 def run_script(text, command=None, prologue=PROLOGUE, flags=()):
     """Runs a script in an interpreter of its own: (exit code, standard output, standard error).
 
-    One that hangs is killed, which its exit code tells.
+    One that hangs is killed, which its exit code tells. One whose leak checker failed is run again.
     """
     # The interpreter itself on Windows, where the wrapper is for the other system's shell.
     command = (command or []) + ([sys.executable] if ON_WINDOWS else interpreter())
-    process = subprocess.Popen(command + ['-B'] + list(flags) + ['-c', prologue + text],
-                               env=ENVIRONMENT, stdout=subprocess.PIPE, stderr=subprocess.PIPE)
+    command += ['-B'] + list(flags) + ['-c', prologue + text]
+    # Here, and not in every script that imports this file.
+    leak_checker = imp.load_source('leak_checker', LEAK_CHECKER)
+    ended = run_command(command)
+    if ended[0] != 0 and leak_checker.tracer_crashed(ended[2]):
+        print(leak_checker.SCRIPT_RUN_AGAIN)
+        ended = run_command(command)
+    return ended
+
+
+def run_command(command):
+    process = subprocess.Popen(command, env=ENVIRONMENT, stdout=subprocess.PIPE,
+                               stderr=subprocess.PIPE)
     killer = threading.Timer(SCRIPT_LIMIT_SECONDS, process.kill)
     killer.start()
     try:
