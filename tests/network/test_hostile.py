@@ -221,20 +221,34 @@ class HostilePeerTest(NetworkCase):
         for sender, sent in by_sender(self.wire.datagrams()).items():
             self.assertGreaterEqual(len(sent), 2 * 4, '%s was held up' % (sender,))
 
+    def datagrams_received(self):
+        """How many the search has read so far, by the count of its namespace's kernel."""
+        with open('/proc/%d/net/snmp' % self.client.process.pid) as file:
+            titles, values = [line.split() for line in file if line.startswith('Udp:')]
+        return int(values[titles.index('InDatagrams')])
+
     def test_a_flood_of_good_answers_arrives_in_order(self):
         self.standard_search()
         to = self.server.sender(GROUP)
-        for number in range(3000):
-            self.server.send(answer(b'%d' % number), to)
-            if number % 10 == 0:
-                time.sleep(0.001)
+        # A slow machine takes in less of a flood than a fast one, so the flood lasts until enough of
+        # it has arrived while it lasted.
+        deadline, number = time.monotonic() + 40, 0
+        while len(self.client.found()) < 300 and time.monotonic() < deadline:
+            for _ in range(200):
+                self.server.send(answer(b'%d' % number), to)
+                number += 1
+                if number % 10 == 0:
+                    time.sleep(0.001)
+        self.assertGreaterEqual(len(self.client.found()), 300, 'of %d sent' % number)
         while not any(call.name == b'last' for call in self.client.found()):
             # The flood may have overrun the socket's buffer.
             self.server.send(answer(b'last'), to)
             time.sleep(0.05)
+        received = self.datagrams_received()
         numbers = [int(call.name) for call in self.client.found() if call.name != b'last']
         self.assertEqual(numbers, sorted(set(numbers)))
-        self.assertGreater(len(numbers), 300)
+        # What overran the buffer never reached the search; of what did, nearly all is reported.
+        self.assertGreaterEqual(len(numbers), 0.9 * received)
 
     def test_a_port_unreachable_message_ends_no_sender(self):
         self.standard_search()
