@@ -21,13 +21,11 @@ if(WIN32)
         execute_process(COMMAND ${PROJECT_SOURCE_DIR}/scripts/windows/build-python.sh
             OUTPUT_VARIABLE VIREON_WINDOWS_PYTHON OUTPUT_STRIP_TRAILING_WHITESPACE)
     endif()
-    if(NOT EXISTS "${VIREON_WINDOWS_PYTHON}/include/Python.h")
-        message(FATAL_ERROR "VIREON_WINDOWS_PYTHON names no folder with include/Python.h: "
-            "'${VIREON_WINDOWS_PYTHON}'")
-    endif()
+    include(${CMAKE_CURRENT_LIST_DIR}/VireonWindowsPython.cmake)
+    vireon_check_windows_python("${VIREON_WINDOWS_PYTHON}" windows_python_library)
     set(VIREON_PYTHON_MODULE_SUFFIX .pyd)
     target_include_directories(vireon_python SYSTEM INTERFACE ${VIREON_WINDOWS_PYTHON}/include)
-    target_link_libraries(vireon_python INTERFACE ${VIREON_WINDOWS_PYTHON}/libs/libpython27.a)
+    target_link_libraries(vireon_python INTERFACE ${windows_python_library})
     # The headers know 64-bit Windows by this name alone; only Microsoft's compiler sets it itself.
     target_compile_definitions(vireon_python INTERFACE MS_WIN64)
     foreach(name python python-isolated)

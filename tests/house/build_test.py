@@ -1,0 +1,125 @@
+#!/usr/bin/env python3
+"""The build's own decisions, on small trees: what `./dev` refuses, what CMake takes."""
+
+import os
+import pathlib
+import shutil
+import subprocess
+import tempfile
+import unittest
+
+ROOT = pathlib.Path(__file__).resolve().parents[2]
+
+
+class SmallTree(unittest.TestCase):
+    def setUp(self):
+        folder = tempfile.TemporaryDirectory()
+        self.addCleanup(folder.cleanup)
+        self.root = pathlib.Path(folder.name).resolve()
+
+    def write(self, path, text="", mode=0o644):
+        file = self.root / path
+        file.parent.mkdir(parents=True, exist_ok=True)
+        file.write_text(text, encoding="utf-8")
+        file.chmod(mode)
+
+    def run_command(self, *command, **environment):
+        return subprocess.run(command, env=dict(os.environ, **environment), cwd=self.root, text=True,
+                              stdout=subprocess.PIPE, stderr=subprocess.STDOUT, timeout=60, check=False)
+
+
+class Dev(SmallTree):
+    def setUp(self):
+        super().setUp()
+        for name in ("dev", "CMakePresets.json"):
+            shutil.copy(ROOT / name, self.root)
+        self.write("scripts/setup.sh", "#!/bin/sh\necho installing; exit 3\n", 0o755)
+
+    def test_an_unknown_preset_is_refused_before_anything_is_installed(self):
+        for words in (("test", "nosuch"), ("test", "dev", "nosuch"), ("test", "base"),
+                      ("build", "nosuch"), ("test", "bench")):
+            with self.subTest(words):
+                done = self.run_command("./dev", *words)
+                self.assertEqual((1, f"dev: no such preset: {words[-1]}\n"),
+                                 (done.returncode, done.stdout))
+
+    def test_each_preset_is_known(self):
+        for verb, presets in (("test", "dev clang release pydebug asan tsan windows"),
+                              ("build", "dev clang release pydebug asan tsan bench fuzz windows")):
+            done = self.run_command("./dev", verb, *presets.split())
+            self.assertEqual((3, "installing\n"), (done.returncode, done.stdout))
+
+    def test_what_is_tested_without_a_word_is_known(self):
+        done = self.run_command("./dev", "test")
+        self.assertEqual((3, "installing\n"), (done.returncode, done.stdout))
+
+
+class CompilerCache(SmallTree):
+    """Where the machine's own programs are out of sight."""
+
+    def setUp(self):
+        super().setUp()
+        self.write("CMakeLists.txt", f"""
+cmake_minimum_required(VERSION 3.25)
+project(small LANGUAGES NONE)
+include({ROOT}/cmake/VireonCompilerCache.cmake)
+message(STATUS "launcher: '${{CMAKE_CXX_COMPILER_LAUNCHER}}'")
+""")
+        self.cmake = shutil.which("cmake")
+        (self.root / "empty").mkdir()
+        self.write("with/ccache", "#!/bin/sh\n", 0o755)
+
+    def launcher(self, path):
+        done = self.run_command(self.cmake, "-S", ".", "-B", "build", "-G", "Ninja",
+                                f"-DCMAKE_MAKE_PROGRAM={shutil.which('ninja')}",
+                                "-DCMAKE_FIND_USE_CMAKE_SYSTEM_PATH=OFF", PATH=str(self.root / path))
+        self.assertEqual(0, done.returncode, done.stdout)
+        return done.stdout.split("launcher: '")[1].split("'")[0]
+
+    def test_one_that_is_there_is_taken(self):
+        self.assertIn(str(self.root / "with/ccache"), self.launcher("with"))
+
+    def test_one_that_comes_later_changes_no_command_line(self):
+        self.assertEqual(["", ""], [self.launcher("empty"), self.launcher("with")])
+
+
+class WindowsPython(SmallTree):
+    SCRIPT = f"""
+include({ROOT}/cmake/VireonWindowsPython.cmake)
+vireon_check_windows_python("${{FOLDER}}" library)
+message("library: ${{library}}")
+"""
+
+    def check(self, *files):
+        self.write("check.cmake", self.SCRIPT)
+        for file in files:
+            self.write(f"python/{file}")
+        done = self.run_command("cmake", f"-DFOLDER={self.root}/python", "-P", "check.cmake")
+        return done.returncode, " ".join(done.stdout.split())
+
+    def test_the_official_import_library_is_taken(self):
+        self.assertEqual((0, f"library: {self.root}/python/libs/python27.lib"),
+                         self.check("include/Python.h", "libs/python27.lib"))
+
+    def test_it_is_taken_before_the_other_one(self):
+        self.assertEqual((0, f"library: {self.root}/python/libs/python27.lib"),
+                         self.check("include/Python.h", "libs/python27.lib", "libs/libpython27.a"))
+
+    def test_the_other_one_will_do(self):
+        self.assertEqual((0, f"library: {self.root}/python/libs/libpython27.a"),
+                         self.check("include/Python.h", "libs/libpython27.a"))
+
+    def test_a_folder_without_headers_is_told(self):
+        code, said = self.check("libs/python27.lib")
+        self.assertEqual(1, code)
+        self.assertIn(f"names no folder with include/Python.h: '{self.root}/python'", said)
+
+    def test_a_folder_without_an_import_library_is_told(self):
+        code, said = self.check("include/Python.h")
+        self.assertEqual(1, code)
+        self.assertIn("without an import library of python27.dll (libs/python27.lib or "
+                      f"libs/libpython27.a): '{self.root}/python'", said)
+
+
+if __name__ == "__main__":
+    unittest.main()
