@@ -2,6 +2,8 @@
 
 #include "engine/testing/embedded_interpreter.h"
 
+#include <type_traits>
+
 #include "binding/module_types.h"
 #include "binding/pointer_conversion.h"
 #include "core/testing/failing_allocation.h"
@@ -109,6 +111,7 @@ calls = [
     (v.ZoSsdpDeviceInfo_GetDescription, device, element),
     (v.ZoSsdpDeviceInfo_GetUUID, device),
     (v.ZoSsdpDeviceInfo_GetBootId, device),
+    (v.ZoSsdpDeviceInfo_SetBootId, device, number),
     (v.ZoSsdpDeviceInfo_GenerateNextBootId, device),
     (v.ZoSsdpDeviceInfo_GetConfigId, device),
     (v.ZoSsdpDeviceInfo_SetLeaseTime, device, interval, stamp),
