@@ -58,16 +58,15 @@ CallbackTaskWorkerThread::~CallbackTaskWorkerThread() {
 }
 
 void CallbackTaskWorkerThread::addTask(ZoSsdpDeviceInfo* device) {
-    std::unique_ptr<ZoSsdpDeviceInfo> owned(device);
     {
         std::lock_guard<CriticalSection> guard(m_taskLock);
         if (m_tasks->size() < limit_) {
             m_tasks->push_back(device);
-            owned.release();  // the queue's now
             m_taskEvent.Set();
             return;
         }
     }
+    delete device;
     if (dropped_count_++ > 0) return;
     DiagnosticsLog::Get().Wide(kLossLogLevel,
                                L"[vireon] %d devices wait for the callable: the next are dropped",

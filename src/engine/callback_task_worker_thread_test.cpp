@@ -6,6 +6,7 @@
 #include <chrono>
 #include <future>
 #include <memory>
+#include <new>
 #include <string>
 #include <thread>
 #include <vector>
@@ -90,6 +91,23 @@ TEST_F(CallbackTaskWorker, DestroysNullRecordsWithTheOthers) {
     worker_->DestroyTasks();
     Add("second");
     EXPECT_EQ(Take(), "second");
+}
+
+TEST_F(CallbackTaskWorker, TakesNoRecordThatItHasNoMemoryFor) {
+    bool was_refused = false;
+    for (int count = 0; count < 1000; ++count) {
+        const auto device = MakeDevice("kept");
+        try {
+            const FailingAllocation failing(1);
+            worker_->addTask(device.get());
+        } catch (const std::bad_alloc&) {
+            was_refused = true;
+            EXPECT_STREQ(device->GetFriendlyName().GetChars(), "kept");
+            continue;
+        }
+        EXPECT_EQ(worker_->getTask(), device.get());
+    }
+    EXPECT_TRUE(was_refused);
 }
 
 TEST_F(CallbackTaskWorker, DestroysAndCountsWhatIsBeyondItsLimit) {

@@ -212,8 +212,8 @@ void Vireon::Stop() {
         waker = waker_;
         was_stopped_ = true;
     }
-    PyAutoUnlock2 unlocked;
     if (waker) waker->Wake();
+    PyAutoUnlock2 unlocked;
     if (dispatch) dispatch->Close();
     for (const SearchThread& thread : search_threads)
         thread->Close();
@@ -283,7 +283,8 @@ NPT_Result Vireon::InspectDevice(const NPT_HttpMessage& message, const NPT_HttpU
         MakeDeviceRecord(message, location, uuid, *usn, lease_time);
     if (!device) return NPT_FAILURE;
     if (!m_callbackThread) return NPT_ERROR_INVALID_STATE;
-    m_callbackThread->addTask(device.release());
+    m_callbackThread->addTask(device.get());
+    device.release();  // the queue's now
     return NPT_SUCCESS;
 }
 

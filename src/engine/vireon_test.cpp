@@ -465,7 +465,7 @@ TEST_F(VireonTest, KeepsNoMoreThanItsLimitOfRecords) {
     StartDispatchOnly();
     Process(With(Complete(), "FriendlyName", "first"));
     WaitUntil("is_inside.is_set()");
-    const auto answer = search_answers::Make(Complete());
+    const auto answer = search_answers::Make({{"FriendlyName", "Den"}});
     const NPT_HttpUrl location("http://10.0.0.1:80/");
     const NPT_String usn("usn");
     const auto inspect = [&] {
@@ -620,13 +620,18 @@ TEST_F(VireonTest, MayBeDestroyedByAnotherThreadWhileItStops) {
         PyAutoLock2 lock;
         while (!vireon_->isClosed)
             LetScriptsRun(milliseconds(1));
-        vireon_->Stop();  // finds nobody to wait for
+        vireon_->Stop();  // one of the two stops finds nobody to wait for
         vireon_.reset();
+    });
+    std::thread releaser([] {
+        std::this_thread::sleep_for(milliseconds(100));
+        PyAutoLock2 lock;
         script::Run("may_leave.set()");
     });
     vireon_->Stop();
     PyAutoUnlock2 unlocked;
     destroyer.join();
+    releaser.join();
 }
 
 TEST_F(VireonTest, IsWaitedForByItsDestructorUntilSomebodyClosesIt) {
