@@ -1,4 +1,6 @@
 // A library with one fault per function, each of which one of the sanitizers has to report.
+#include <atomic>
+#include <chrono>
 #include <cstdlib>
 #include <limits>
 #include <new>
@@ -11,6 +13,7 @@ volatile int g_seven = 7;
 volatile int g_sink;
 int* volatile g_numbers;
 int g_shared;
+thread_local int t_number = 1;
 
 // What a thread that is in the middle of ending leaves, by the name that the report gives it.
 __attribute__((noinline)) void pthread_getattr_np() {
@@ -52,6 +55,19 @@ __attribute__((visibility("default"))) void Race() {
 __attribute__((visibility("default"))) void EndAThread() {
     pthread_getattr_np();
     g_sink = 1;
+}
+
+__attribute__((visibility("default"))) void LeaveThreadsBehind() {
+    std::atomic<int> running{0};
+    for (int i = 0; i < 8; ++i)
+        std::thread([&running] {
+            t_number += g_seven;
+            ++running;
+            for (;;)
+                std::this_thread::sleep_for(std::chrono::hours(1));
+        }).detach();
+    while (running < 8)
+        std::this_thread::yield();
 }
 
 __attribute__((visibility("default"))) void DoNoHarm() {

@@ -42,6 +42,10 @@ class Sanitizers(unittest.TestCase):
         run = run_in_interpreter("EndAThread")
         self.assertEqual(("", 0), (run.stdout, run.returncode))
 
+    def test_threads_that_outlive_the_script_do_not_crash_the_leak_check(self):
+        run = run_in_interpreter("LeaveThreadsBehind")
+        self.assertEqual(("", 0), (run.stdout, run.returncode))
+
     def test_sound_code_is_not_reported(self):
         run = run_in_interpreter("DoNoHarm")
         self.assertEqual(("", 0), (run.stdout, run.returncode))
