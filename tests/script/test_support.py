@@ -38,11 +38,11 @@ print 'second run'
             self.assertEqual(((1, '', text), ''), (ended, told))
 
     def test_one_that_hangs_is_killed(self):
-        limit, support.LIMIT = support.LIMIT, 0.5
+        limit, support.SCRIPT_LIMIT_SECONDS = support.SCRIPT_LIMIT_SECONDS, 0.5
         try:
             code, _, _ = support.run_script('import time; time.sleep(60)')
         finally:
-            support.LIMIT = limit
+            support.SCRIPT_LIMIT_SECONDS = limit
         self.assertNotEqual(0, code)
 
 
