@@ -219,7 +219,7 @@ class Natives(object):
         if name == 'Vireon_CallbacktoClient':
             return (self.engine, None)
         if name == 'CallbackTaskWorkerThread_addTask':
-            return (self.worker, None)
+            return (self.worker, self.device)
         if name == 'CallbackTaskWorkerThread_m_pVireon_set':
             return (self.worker, None)
         if name.endswith('_swigregister'):

@@ -280,7 +280,6 @@ class Workers(unittest.TestCase):
         devices = [_vireon.new_ZoSsdpDeviceInfo() for _ in range(3)]
         for device in devices:
             _vireon.CallbackTaskWorkerThread_addTask(worker, device)
-        self.assertIs(None, _vireon.CallbackTaskWorkerThread_addTask(worker, None))
         for device in devices[:2]:
             task = _vireon.CallbackTaskWorkerThread_getTask(worker)
             self.assertEqual((device, False), (task, task.own()))
@@ -288,6 +287,18 @@ class Workers(unittest.TestCase):
         for device in devices:
             self.assertEqual(36, len(support.text_at(_vireon.ZoSsdpDeviceInfo_GetUUID(device))))
             _vireon.delete_ZoSsdpDeviceInfo(device)
+        _vireon.delete_Vireon(engine)
+
+    def test_a_null_record_is_queued_like_any_other(self):
+        engine = _vireon.new_Vireon()
+        worker = _vireon.new_CallbackTaskWorkerThread(engine)
+        device = _vireon.new_ZoSsdpDeviceInfo()
+        self.assertIs(None, _vireon.CallbackTaskWorkerThread_addTask(worker, None))
+        _vireon.CallbackTaskWorkerThread_addTask(worker, device)
+        self.assertIs(None, _vireon.CallbackTaskWorkerThread_getTask(worker))
+        self.assertEqual(device, _vireon.CallbackTaskWorkerThread_getTask(worker))
+        _vireon.delete_CallbackTaskWorkerThread(worker)
+        _vireon.delete_ZoSsdpDeviceInfo(device)
         _vireon.delete_Vireon(engine)
 
     def test_the_workers_engine_can_be_read_and_replaced(self):

@@ -3,12 +3,14 @@
 #include <condition_variable>
 #include <mutex>
 
+#include "core/process.h"
 #include "core/types.h"
 
 struct Event::State {
     explicit State(Mode event_mode) : mode(event_mode) {}
 
     const Mode mode;
+    const ProcessId process = CurrentProcess();
     std::mutex mutex;
     std::condition_variable changed;
     bool is_set = false;
@@ -17,7 +19,11 @@ struct Event::State {
 
 Event::Event(Mode mode) : state_(std::make_unique<State>(mode)) {}
 
-Event::~Event() = default;
+Event::~Event() {
+    // A forked child: it has no thread that waits, but a copy that says that some do, and the end
+    // of a condition variable waits until they have left.
+    if (state_->process != CurrentProcess()) state_.release();
+}
 
 void Event::Set() {
     // Notified under the lock: a waiter may destroy the event as soon as he gets it.

@@ -4,6 +4,11 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <chrono>
+#include <memory>
+#include <thread>
+
+#include "core/event.h"
 #include "core/system_thread.h"
 
 namespace {
@@ -52,6 +57,19 @@ TEST(SystemThreadInAForkedChild, IsNotWaitedFor) {
     joined->Join();
     dropped->Join();
     close(pipe_ends[0]);
+}
+
+TEST(EventInAForkedChild, WaitsForNobodyWhoWaitsInTheParent) {
+    static std::unique_ptr<Event> event;
+    event = std::make_unique<Event>(Event::Mode::kManualReset);
+    std::thread waiter([] { event->Wait(); });
+    std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    EXPECT_TRUE(IsTrueInChild([] {
+        event.reset();
+        return true;
+    }));
+    event->Set();
+    waiter.join();
 }
 
 }  // namespace
