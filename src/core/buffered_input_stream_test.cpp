@@ -467,4 +467,35 @@ TEST(BufferedInputStream, HoldsItsSource) {
     EXPECT_EQ(line, "A");
 }
 
+TEST(BufferedRead, TheEndBehindAByteIsFinal) {
+    NPT_BufferedInputStream stream(
+        NPT_InputStreamReference(new ScriptedInputStream({"A\r", "x", NPT_ERROR_EOS, "more"})));
+    char buffer[8];
+    NPT_UInt32 read = 0;
+    EXPECT_EQ(stream.ReadLine(buffer, 8, nullptr, true), NPT_SUCCESS);
+    EXPECT_EQ(stream.Read(buffer, 8, &read), NPT_SUCCESS);
+    EXPECT_EQ(std::string(buffer, read), "x");
+    EXPECT_EQ(stream.Read(buffer, 8, &read), NPT_ERROR_EOS);
+}
+
+// Counts bytes although it fails.
+class MiscountingStream : public ScriptedInputStream {
+  public:
+    MiscountingStream() : ScriptedInputStream(std::vector<ScriptedRead>{}) {}
+    NPT_Result Read(void*, NPT_UInt32 count, NPT_UInt32* read = nullptr) override {
+        if (read) *read = count;
+        return NPT_ERROR_TIMEOUT;
+    }
+};
+
+TEST(BufferedRead, AFailureBringsNoBytesWhateverTheSourceCounts) {
+    NPT_BufferedInputStream stream(NPT_InputStreamReference(new MiscountingStream));
+    char buffer[8];
+    for (int round = 0; round < 2; ++round) {
+        NPT_UInt32 read = 7;
+        EXPECT_EQ(stream.Read(buffer, 8, &read), NPT_ERROR_TIMEOUT);
+        EXPECT_EQ(read, 0u);
+    }
+}
+
 }  // namespace

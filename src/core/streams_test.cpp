@@ -250,6 +250,13 @@ TEST(StreamToStreamCopy, CopiesASizeFromAnOffset) {
     EXPECT_EQ(copied, 0u);
 }
 
+TEST(StreamToStreamCopy, CopiesNoMoreThanTheSizeBehindAShortRead) {
+    ScriptedInputStream from({"abc", "defgh"});
+    LimitedOutputStream to;
+    EXPECT_EQ(NPT_StreamToStreamCopy(from, to, 0, 5), NPT_SUCCESS);
+    EXPECT_EQ(to.GetTaken(), "abcde");
+}
+
 TEST(StreamToStreamCopy, CountsWhatWasWrittenBeforeAFailure) {
     NPT_UInt64 copied = 0;
     ScriptedInputStream failing_source({"abc", NPT_ERROR_TIMEOUT});

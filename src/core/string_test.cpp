@@ -290,6 +290,7 @@ TEST(String, SubStringIsCutToTheEnd) {
     EXPECT_EQ(text.SubString(5, 10), "");
     EXPECT_EQ(text.SubString(3), "");
     EXPECT_EQ(text.SubString(1, 10), "bc");
+    EXPECT_EQ(text.SubString(1, 10).GetLength(), 2u);
     EXPECT_EQ(text.SubString(1, 1), "b");
     EXPECT_EQ(text.SubString(1, 0), "");
     EXPECT_EQ(text.SubString(0), "abc");

@@ -30,11 +30,15 @@ Clock::duration TimeToSleep(NPT_Int64 nanoseconds) {
     return Clock::now() - start;
 }
 
-std::vector<NPT_UInt32> DrawOnANewThread() {
-    std::vector<NPT_UInt32> numbers(50);
-    std::thread([&numbers] {
-        std::generate(numbers.begin(), numbers.end(), NPT_System::GetRandomInteger);
-    }).join();
+std::vector<NPT_UInt32> Draw(std::size_t count) {
+    std::vector<NPT_UInt32> numbers(count);
+    std::generate(numbers.begin(), numbers.end(), NPT_System::GetRandomInteger);
+    return numbers;
+}
+
+std::vector<NPT_UInt32> DrawOnANewThread(std::size_t count = 50) {
+    std::vector<NPT_UInt32> numbers;
+    std::thread([&] { numbers = Draw(count); }).join();
     return numbers;
 }
 
@@ -79,6 +83,14 @@ TEST(System, OnlyTheFirstCallersThreadIsSeeded) {
     const std::vector<NPT_UInt32> second = DrawOnANewThread();
     EXPECT_EQ(second, DrawOnANewThread());
     EXPECT_GT(std::set<NPT_UInt32>(second.begin(), second.end()).size(), 40u);
+}
+
+TEST(System, TheFirstCallersThreadIsSeeded) {
+    // Whatever this program drew before, it was not that much.
+    constexpr std::size_t kDefaultNumbers = 200000;
+    const std::vector<NPT_UInt32> own = Draw(50);
+    const std::vector<NPT_UInt32> others = DrawOnANewThread(kDefaultNumbers);
+    EXPECT_EQ(std::search(others.begin(), others.end(), own.begin(), own.end()), others.end());
 }
 
 }  // namespace

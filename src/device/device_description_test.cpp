@@ -259,6 +259,13 @@ TEST(DeviceDescription, DocumentSurvivesEveryFailingAllocation) {
     EXPECT_GT(failures, 50);
 }
 
+TEST(DeviceDescription, DocumentReportsThatThereIsNoMemory) {
+    const ZoSsdpDeviceInfo record = Record();
+    NPT_String text;
+    const FailingAllocation failing(1);
+    EXPECT_EQ(record.GetDescription(text), NPT_ERROR_NO_MEMORY);
+}
+
 TEST(DeviceDescription, ElementFormSurvivesEveryFailingAllocation) {
     const ZoSsdpDeviceInfo record = Record();
     for (long failing = 1;; ++failing) {

@@ -205,6 +205,10 @@ TEST(ZoSsdpDeviceInfo, TheNextBootIdNeverRepeatsTheCurrentOne) {
     }
 }
 
+TEST(ZoSsdpDeviceInfo, HasAConfigIdFromTheStart) {
+    EXPECT_NE(ZoSsdpDeviceInfo().GetConfigId(), 0u);
+}
+
 TEST(ZoSsdpDeviceInfo, EachConfigIdDiffersFromTheLast) {
     ZoSsdpDeviceInfo record;
     for (int round = 0; round < 100000; ++round) {

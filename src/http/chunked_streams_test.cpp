@@ -143,6 +143,15 @@ TEST(ChunkedInputStream, NeverReadsBeyondTheLastChunk) {
     EXPECT_EQ("next", ReadAll(*source, 16, result));
 }
 
+TEST(ChunkedInputStream, ReadsNoDataAhead) {
+    auto* source = new AskedInputStream(std::vector<ScriptedRead>{"4\r\n", "Wiki\r\n0\r\n\r\n"});
+    NPT_HttpChunkedInputStream stream(NPT_Reference<NPT_BufferedInputStream>(
+        new NPT_BufferedInputStream(NPT_InputStreamReference(source))));
+    char buffer[3];
+    EXPECT_EQ(NPT_SUCCESS, stream.Read(buffer, sizeof(buffer)));
+    EXPECT_EQ(sizeof(buffer), source->asked);
+}
+
 TEST(ChunkedInputStream, AHugeSizeClaimsNothing) {
     NPT_HttpChunkedInputStream stream(MakeBuffered({"FFFFFFFF\r\nabc"}));
     char buffer[16];

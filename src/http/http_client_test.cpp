@@ -309,6 +309,19 @@ TEST(ReadResponseEntity, CarriesWhatTheHeadersSay) {
     EXPECT_EQ(3U, entity->GetContentLength());
 }
 
+TEST(ReadResponseEntity, IsNotReadAhead) {
+    auto* source =
+        new AskedInputStream(std::vector<ScriptedRead>{"HTTP/1.1 200 OK\r\n\r\n", "body"});
+    NPT_Result result = NPT_FAILURE;
+    const auto response = Read(NPT_InputStreamReference(source), false, true, result);
+    ASSERT_EQ(NPT_SUCCESS, result);
+    NPT_InputStreamReference body;
+    ASSERT_EQ(NPT_SUCCESS, response->GetEntity()->GetInputStream(body));
+    char byte = 0;
+    EXPECT_EQ(NPT_SUCCESS, body->Read(&byte, 1));
+    EXPECT_EQ(1U, source->asked);
+}
+
 TEST(ReadResponseEntity, NoLongerSaysChunked) {
     NPT_Result result = NPT_FAILURE;
     const auto response =

@@ -102,6 +102,13 @@ TEST(StatusLineText, MayHave8191Characters) {
     EXPECT_EQ(NPT_ERROR_LINE_TOO_LONG, result);
 }
 
+TEST(ResponseParsing, AFailureLeavesNoResponse) {
+    NPT_HttpResponse other(200, "OK", "HTTP/1.1");
+    NPT_HttpResponse* response = &other;
+    EXPECT_EQ(NPT_ERROR_EOS, NPT_HttpResponse::Parse(*MakeBuffered({}), response));
+    EXPECT_EQ(nullptr, response);
+}
+
 TEST(ResponseParsing, AStatusLineOfCarriageReturnsEnds) {
     NPT_BufferedInputStream stream{
         NPT_InputStreamReference(new RepeatingInputStream("HTTP/1.1 200 ", "\r", 64U << 20))};

@@ -85,6 +85,15 @@ INSTANTIATE_TEST_SUITE_P(
         UrlParts{"ftp://h/x", "ftp", kUnknown, "h", false, 0, "/x", nullptr, nullptr},
         UrlParts{"A1+-.://h", "a1+-.", kUnknown, "h", false, 0, "/", nullptr, nullptr}));
 
+TEST(UrlPathPlus, TakesTheUrlsOwnPath) {
+    NPT_HttpUrl url("http://h/");
+    url.SetPath("/a path that is long enough?query#fragment", true);
+    EXPECT_EQ(NPT_SUCCESS, url.ParsePathPlus(url.GetPath().GetChars()));
+    EXPECT_EQ("/a path that is long enough", std::string(url.GetPath().GetChars()));
+    EXPECT_EQ("query", std::string(url.GetQuery().GetChars()));
+    EXPECT_EQ("fragment", std::string(url.GetFragment().GetChars()));
+}
+
 class UrlRefusal : public testing::TestWithParam<const char*> {};
 
 TEST_P(UrlRefusal, LeavesEverythingEmpty) {

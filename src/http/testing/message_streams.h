@@ -45,6 +45,18 @@ class RepeatingInputStream : public NPT_InputStream {
     NPT_UInt64 position_ = 0;
 };
 
+// Remembers how many bytes the last read asked for.
+class AskedInputStream : public ScriptedInputStream {
+  public:
+    using ScriptedInputStream::ScriptedInputStream;
+    NPT_Result Read(void* buffer, NPT_UInt32 count, NPT_UInt32* read = nullptr) override {
+        asked = count;
+        return ScriptedInputStream::Read(buffer, count, read);
+    }
+
+    NPT_UInt32 asked = 0;
+};
+
 // Remembers every write and flush; can refuse the call of a given index with an error, and can take
 // only a few bytes per write.
 class RecordingOutputStream : public NPT_OutputStream {

@@ -4,6 +4,7 @@
 #include <ifaddrs.h>
 #include <net/if.h>
 #include <netinet/in.h>
+#include <sys/resource.h>
 #include <sys/socket.h>
 
 #include <deque>
@@ -114,6 +115,19 @@ TEST(PosixInterfaceTest, OnlyIpv4RecordsCountTowardsTheLimit) {
     AppendInterfaces(ToInterfaceEntries(chain.Get()), interfaces.AsList());
     ASSERT_EQ(interfaces.AsList().GetItemCount(), 31u);
     EXPECT_EQ(AddressAt(interfaces, 30).GetPrimaryAddress(), NPT_IpAddress(10, 0, 0, 31));
+}
+
+TEST(PosixInterfaceTest, AQueryThatTheSystemRefusesLeavesNothing) {
+    NPT_List<Entry> entries;
+    entries.Add(Entry());
+    rlimit files{};
+    ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &files), 0);
+    const rlimit none{0, files.rlim_max};
+    ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &none), 0);
+    const NPT_Result result = interface_platform::Query(entries);
+    ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &files), 0);
+    EXPECT_EQ(result, NPT_FAILURE);
+    EXPECT_TRUE(entries.IsEmpty());
 }
 
 TEST(PosixInterfaceTest, AQueryReplacesWhatTheListHeld) {

@@ -65,6 +65,16 @@ TEST(PosixSocketTest, ADatagramThatIsTooLongHasTheNumberOfItsError) {
     EXPECT_EQ(receiver.Receive(packet), -22000 - EMSGSIZE);
 }
 
+TEST(PosixSocketTest, TheSendTimeoutIsInMilliseconds) {
+    ExposedSocket socket;
+    EXPECT_EQ(socket.SetWriteTimeout(2500), NPT_SUCCESS);
+    timeval limit{};
+    socklen_t size = sizeof limit;
+    ASSERT_EQ(getsockopt(socket.Number(), SOL_SOCKET, SO_SNDTIMEO, &limit, &size), 0);
+    EXPECT_EQ(limit.tv_sec, 2);
+    EXPECT_EQ(limit.tv_usec, 500000);
+}
+
 TEST(PosixSocketTest, HandlesAreNotInherited) {
     const ExposedSocket socket;
     EXPECT_NE(::fcntl(socket.Number(), F_GETFD) & FD_CLOEXEC, 0);
