@@ -100,13 +100,9 @@ void CallbackTaskWorkerThread::Close() {
 }
 
 void CallbackTaskWorkerThread::TakeTasksFrom(CallbackTaskWorkerThread& other) {
-    auto taken = std::make_shared<TaskQueue>();
-    {
-        std::lock_guard<CriticalSection> guard(other.m_taskLock);
-        taken.swap(other.m_tasks);
-    }
+    std::lock_guard<CriticalSection> others(other.m_taskLock);
     std::lock_guard<CriticalSection> guard(m_taskLock);
-    m_tasks.swap(taken);
+    m_tasks.swap(other.m_tasks);
     m_taskEvent.Set();
 }
 

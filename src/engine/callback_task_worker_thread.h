@@ -36,8 +36,8 @@ class CallbackTaskWorkerThread : public ZOWorkerThreadEX {
     ~CallbackTaskWorkerThread() override;
 
     // Takes ownership of the record, except when it throws because memory runs out. Null is queued
-    // as well; getTask gives it on, the dispatch thread passes over it. A record beyond the limit is
-    // destroyed and counted; the first one of a worker is said in the diagnostics, at level 3.
+    // as well; getTask gives it on, the dispatch thread passes over it. A record beyond the limit
+    // is destroyed and counted; the first one of a worker is said in the diagnostics, at level 3.
     void addTask(ZoSsdpDeviceInfo* device);
     // The oldest record, which then belongs to the caller. Waits without a time limit while there
     // is none, with the interpreter lock released; null once IsStopped.
@@ -52,8 +52,8 @@ class CallbackTaskWorkerThread : public ZOWorkerThreadEX {
     void SetEngine(Vireon* vireon);
     // Valid for as long as the caller knows by other means that the engine is not destroyed.
     Vireon* GetEngine() const { return m_pVireon.load(); }
-    // Takes over what is left in the other worker's queue; this one's must still be empty. Changes
-    // nothing when memory runs out.
+    // Takes over what is left in the other worker's queue; this one's must still be empty. Takes no
+    // memory, so that it cannot fail half-way. Two workers must not take from each other at once.
     void TakeTasksFrom(CallbackTaskWorkerThread& other);
     // Destroys what is left in the queue.
     void DestroyTasks();

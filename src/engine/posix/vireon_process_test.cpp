@@ -18,10 +18,14 @@
 #include <functional>
 #include <initializer_list>
 #include <memory>
+#include <new>
+#include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include "binding/interpreter_lock.h"
+#include "core/testing/failing_allocation.h"
 #include "engine/protocol.h"
 #include "engine/testing/search_answers.h"
 #include "engine/vireon.h"
@@ -223,6 +227,31 @@ TEST(VireonProcess, LosesOneDeviceToAThreadStateThatCannotBeMade) {
     EXPECT_TRUE(BecomesTrue("names == ['found']"));
     EXPECT_EQ(refused_thread_states, 0);
     vireon.Stop();
+}
+
+// Each allocation of a second search is refused in turn; the first one's senders find on.
+TEST(VireonProcess, LosesNoDeviceToASecondSearchThatFindsNoMemory) {
+    const NPT_List<NPT_NetworkInterface*> none;
+    Vireon vireon;
+    Collect(vireon);
+    bool was_refused = true;
+    for (long nth = 1; was_refused; ++nth) {
+        SCOPED_TRACE(nth);
+        script::Run("del names[:]");
+        vireon.isClosed = false;
+        vireon.SearchInterfaces(none);
+        {
+            const FailingAllocation failing(nth);
+            try {
+                vireon.SearchInterfaces(none);
+            } catch (const std::bad_alloc&) {
+            }
+            was_refused = failing.HasHappened();
+        }
+        Process(vireon, "Den");
+        EXPECT_TRUE(BecomesTrue("names == ['Den']"));
+        vireon.Stop();
+    }
 }
 
 // In a forked child, as a script's os.fork makes one.
