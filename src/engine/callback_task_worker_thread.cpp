@@ -146,7 +146,10 @@ bool CallbackTaskWorkerThread::WaitForTurn() const {
 }
 
 void CallbackTaskWorkerThread::DeliverUntilStopped() {
-    while (!IsStopped()) {
+    // A script that forks in its callable and returns from it brings this thread, and no other,
+    // into the child. What waits is the parent's to deliver, and what the child has of it may be
+    // locked.
+    while (process_ == CurrentProcess() && !IsStopped()) {
         std::unique_ptr<ZoSsdpDeviceInfo> device(getTask());
         if (!device) continue;
         try {

@@ -4,6 +4,7 @@
 #include <errno.h>
 #include <linux/filter.h>
 #include <linux/seccomp.h>
+#include <poll.h>
 #include <stdlib.h>
 #include <sys/prctl.h>
 #include <sys/syscall.h>
@@ -351,6 +352,44 @@ TEST_F(VireonInAForkedChild, WaitsForNoLockThatAThreadOfTheParentHolds) {
     is_done = true;
     for (std::thread& thread : busy)
         thread.join();
+}
+
+// Reads until every writer of the pipe has ended, for at most ten seconds.
+std::string ReadToEnd(int read_end) {
+    std::string text;
+    char byte = 0;
+    pollfd readable = {read_end, POLLIN, 0};
+    while (poll(&readable, 1, 10000) == 1 && read(read_end, &byte, 1) == 1)
+        text += byte;
+    return readable.revents ? text : text + " and goes on";
+}
+
+// The child of a callable has the thread that delivers, and with it the parent's queue.
+TEST(VireonProcess, EndsAChildThatReturnsFromTheCallable) {
+    int pipe_ends[2];
+    ASSERT_EQ(pipe(pipe_ends), 0);
+    script::Run("import os, signal\npipe = " + std::to_string(pipe_ends[1]) +
+                "\nnames, parent = [], os.getpid()\n"
+                "def fork_once(event, device):\n"
+                "    names.append(device['friendlyName'])\n"
+                "    if len(names) == 1 and os.fork() == 0:\n"
+                "        signal.alarm(20)\n"
+                "        os.close(2)  # a checker's word on what the parent's threads own\n"
+                "    if os.getpid() != parent: os.write(pipe, names[-1])\n");
+    Vireon vireon;
+    vireon.SetCallback(script::Get("fork_once"));
+    vireon.SearchInterfaces(NPT_List<NPT_NetworkInterface*>());
+    Process(vireon, "1");
+    Process(vireon, "2");
+    EXPECT_TRUE(BecomesTrue("names == ['1', '2']"));
+    close(pipe_ends[1]);
+    {
+        PyAutoUnlock2 unlocked;
+        EXPECT_EQ(ReadToEnd(pipe_ends[0]), "1");
+        EXPECT_NE(wait(nullptr), -1);
+    }
+    close(pipe_ends[0]);
+    vireon.Stop();
 }
 
 }  // namespace
