@@ -137,7 +137,10 @@ zorvane::Int32 Vireon::SearchDevices() {
 
 zorvane::Int32 Vireon::SearchInterfaces(const NPT_List<NPT_NetworkInterface*>& interfaces) {
     LeaveTheParentsThreads();
+    const std::shared_ptr<VireonLife> life = life_;
+    // Runs scripts, and lets those of other threads run: one of them may destroy the engine.
     OpenInterpreterToThreads();
+    if (!life->Get()) return 0;
     return StartDispatch() && StartSenders(interfaces) ? kSearchStarted : 0;
 }
 

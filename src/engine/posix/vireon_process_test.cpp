@@ -255,6 +255,30 @@ TEST(VireonProcess, LosesNoDeviceToASecondSearchThatFindsNoMemory) {
     }
 }
 
+// The engine that a script's exit handler registration destroys.
+Vireon* destroyed_by_script = nullptr;
+
+PyObject* DestroyEngine(PyObject*, PyObject*) {
+    delete std::exchange(destroyed_by_script, nullptr);
+    Py_RETURN_NONE;
+}
+
+PyMethodDef destroy_engine = {"destroy_engine", DestroyEngine, METH_VARARGS, nullptr};
+
+void SearchWhileScriptsDestroy() {
+    PyObject* const function = PyCFunction_New(&destroy_engine, nullptr);
+    PyDict_SetItemString(script::GetGlobals(), "destroy_engine", function);
+    script::Run("import atexit\natexit.register = destroy_engine");
+    destroyed_by_script = new Vireon;
+    const LoopbackInterfaces loopback;
+    exit(destroyed_by_script->SearchInterfaces(loopback.Get()) == 0 ? 0 : 2);
+}
+
+// Registering with the interpreter's exit runs scripts, and lets other threads' scripts run.
+TEST(VireonProcessDeathTest, StartsNothingWhenItIsDestroyedWhileItsSearchStarts) {
+    EXPECT_EXIT(SearchWhileScriptsDestroy(), testing::ExitedWithCode(0), "");
+}
+
 // In a forked child, as a script's os.fork makes one.
 
 // Runs a function in a forked child; whether it gave true there, in time.
