@@ -73,6 +73,14 @@ PyObject* CloseDoor(PyObject*, PyObject*) {
 
 PyMethodDef close_door = {"close_door", CloseDoor, METH_NOARGS, nullptr};
 
+std::atomic<unsigned> ended_interpreters{0};
+bool is_end_awaited = false;  // guarded by the interpreter lock
+
+void CountEnd() {
+    is_end_awaited = false;
+    ++ended_interpreters;
+}
+
 void RegisterExitHandler() {
     PyObject* handler = PyCFunction_New(&close_door, nullptr);
     PyObject* module = handler ? PyImport_ImportModule("atexit") : nullptr;
@@ -135,6 +143,7 @@ void OpenInterpreterToThreads() {
         ++exit_handlers;
         RegisterExitHandler();
     }
+    if (!is_end_awaited) is_end_awaited = Py_AtExit(CountEnd) == 0;
     first_interpreter = FindFirstInterpreter();
     door = Door::kOpen;
 }
@@ -142,6 +151,10 @@ void OpenInterpreterToThreads() {
 bool IsInterpreterEnding() {
     const Door now = door;
     return now == Door::kClosed || (now == Door::kOpen && !Py_IsInitialized());
+}
+
+unsigned GetInterpreterNumber() {
+    return ended_interpreters;
 }
 
 InterpreterVisit::InterpreterVisit() {

@@ -55,6 +55,10 @@ void OpenInterpreterToThreads();
 // a process that has opened none.
 bool IsInterpreterEnding();
 
+// Tells an interpreter from the one that this process had before it: what belonged to that, no call
+// of a later one may touch. Any thread.
+unsigned GetInterpreterNumber();
+
 // Holds the interpreter lock for a scope on a thread of our own, unless the interpreter is not
 // there or exits or has no memory for another thread: then the visit is refused and false. A thread
 // that holds the lock already is never refused.

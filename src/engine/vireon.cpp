@@ -107,15 +107,26 @@ void Vireon::LeaveTheParentsThreads() {
     process_ = CurrentProcess();
 }
 
+ScriptObject Vireon::GetCallback() {
+    ForgetCallbackOfEndedInterpreter();
+    return ScriptObject::Borrow(m_pyCallback.Get());
+}
+
+// It went with its interpreter; in the next one nothing of it can be called, nor dropped.
+void Vireon::ForgetCallbackOfEndedInterpreter() {
+    const unsigned current = GetInterpreterNumber();
+    if (std::exchange(interpreter_of_callback_, current) != current) m_pyCallback.Release();
+}
+
 void Vireon::ReleaseCallback() {
-    ScriptObject callback = std::move(m_pyCallback);
-    if (!callback) return;
+    if (!m_pyCallback) return;
     const InterpreterVisit visit;
     if (!visit) {
-        callback.Release();  // went with its interpreter
+        m_pyCallback.Release();  // went with its interpreter
         return;
     }
-    callback = ScriptObject();
+    ForgetCallbackOfEndedInterpreter();
+    const ScriptObject callback = std::move(m_pyCallback);
 }
 
 void Vireon::SetInterVal(float seconds) {
@@ -123,6 +134,7 @@ void Vireon::SetInterVal(float seconds) {
 }
 
 void Vireon::SetCallback(PyObject* callback) {
+    ForgetCallbackOfEndedInterpreter();
     // The old one goes last: its end may run scripts that come back here.
     const ScriptObject old =
         std::exchange(m_pyCallback, ScriptObject::Borrow(callback == Py_None ? nullptr : callback));
@@ -296,7 +308,7 @@ void Vireon::CallbacktoClient(ZoSsdpDeviceInfo* device) {
     if (!device || !visit) return;
     // With a reference of its own the call needs nothing more of the engine, which the script may
     // close or destroy meanwhile.
-    const ScriptObject callable = ScriptObject::Borrow(m_pyCallback.Get());
+    const ScriptObject callable = GetCallback();
     if (!callable) return;
     const ScriptObject dictionary = BuildDeviceDictionary(*device);
     if (dictionary) {
@@ -307,7 +319,7 @@ void Vireon::CallbacktoClient(ZoSsdpDeviceInfo* device) {
 }
 
 PyObject* Vireon::_Callback(const char* format, va_list arguments) {
-    const ScriptObject callable = ScriptObject::Borrow(m_pyCallback.Get());
+    const ScriptObject callable = GetCallback();
     if (!callable) return nullptr;
     // A copy, since what a va_list is as a parameter differs between platforms.
     va_list copy;
@@ -327,7 +339,7 @@ void Vireon::CallBack(const char* format, ...) {
 }
 
 PyObject* Vireon::CallbackWithoutArguments(const char* format) {
-    const ScriptObject callable = ScriptObject::Borrow(m_pyCallback.Get());
+    const ScriptObject callable = GetCallback();
     if (!callable) return nullptr;
     return CallScript(callable.Get(), format, BuildFromEmptyArguments).Release();
 }

@@ -6,6 +6,7 @@
 #include <memory>
 #include <vector>
 
+#include "binding/interpreter_lock.h"
 #include "core/list.h"
 #include "core/mutex.h"
 #include "core/process.h"
@@ -121,11 +122,15 @@ class Vireon {
     std::vector<SearchThread> TakeEndedSearchThreads();
     // The waker of the running search, made where there is none.
     std::shared_ptr<SocketWaker> GetWaker();
+    // A reference of the caller's own, or none. The interpreter lock is held.
+    ScriptObject GetCallback();
+    void ForgetCallbackOfEndedInterpreter();
     void ReleaseCallback();
 
     std::atomic<float> m_interval;
-    // Only touched with the interpreter lock held.
+    // Both are only touched with the interpreter lock held.
     ScriptObject m_pyCallback;
+    unsigned interpreter_of_callback_ = GetInterpreterNumber();
 
     // Guards the next four; so no record is queued behind the back of a replacement.
     NPT_Mutex m_lock;

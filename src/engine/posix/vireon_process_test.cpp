@@ -255,6 +255,45 @@ TEST(VireonProcess, LosesNoDeviceToASecondSearchThatFindsNoMemory) {
     }
 }
 
+PyObject* CountCall(PyObject* counter, PyObject*) {
+    ++*static_cast<int*>(PyCObject_AsVoidPtr(counter));
+    Py_RETURN_NONE;
+}
+
+PyMethodDef count_call = {"count_call", CountCall, METH_VARARGS, nullptr};
+
+void CountCallsIn(Vireon& vireon, int& count) {
+    PyObject* const counter = PyCObject_FromVoidPtr(&count, nullptr);
+    PyObject* const callable = PyCFunction_New(&count_call, counter);
+    vireon.SetCallback(callable);
+    Py_DECREF(callable);
+    Py_DECREF(counter);
+}
+
+void SearchThroughTwoInterpreters() {
+    int first = 0;
+    int second = 0;
+    Vireon vireon;
+    CountCallsIn(vireon, first);
+    vireon.SearchInterfaces(NPT_List<NPT_NetworkInterface*>());
+    Py_Finalize();
+    Py_InitializeEx(0);
+    OpenInterpreterToThreads();
+    Process(vireon, "Den");
+    BecomesTrue("__import__('time').sleep(0.2) is None");
+    CountCallsIn(vireon, second);
+    Process(vireon, "Attic");
+    for (int round = 0; round < 2000 && second == 0; ++round)
+        BecomesTrue("__import__('time').sleep(0.005) is None");
+    vireon.Stop();
+    Py_Exit(first == 0 && second == 1 ? 0 : 2);
+}
+
+// A host may end its interpreter and start another one, with an engine that was never stopped.
+TEST(VireonProcessDeathTest, CallsNothingOfAnInterpreterThatHasEnded) {
+    EXPECT_EXIT(SearchThroughTwoInterpreters(), testing::ExitedWithCode(0), "");
+}
+
 // The engine that a script's exit handler registration destroys.
 Vireon* destroyed_by_script = nullptr;
 
