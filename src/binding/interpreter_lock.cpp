@@ -20,29 +20,32 @@ std::atomic<PyInterpreterState*> first_interpreter{nullptr};
 // to count anew.
 class VisitorCount {
   public:
-    void Enter() { Add(1); }
-    void Leave() { Add(-1); }
-    bool IsZero() const { return OfThisProcess(state_).count <= 0; }
+    void Enter() { Change(1); }
+    // One that entered in the parent of this process was never counted here.
+    void Leave() { Change(-1); }
+    bool IsZero() const { return CountOf(OfThisProcess(state_)) == 0; }
 
   private:
-    struct State {
-        NPT_Int32 count;
-        NPT_UInt32 process;
-    };
-    static State OfThisProcess(State state) {
-        const NPT_UInt32 process = static_cast<NPT_UInt32>(CurrentProcess());
-        return state.process == process ? state : State{0, process};
+    // The process in the upper half, the count in the lower one.
+    static NPT_UInt64 OfThisProcess(NPT_UInt64 state) {
+        const NPT_UInt64 process = CurrentProcess() << 32;
+        return (state ^ process) >> 32 == 0 ? state : process;
     }
-    void Add(NPT_Int32 change) {
-        State seen = state_;
-        State wanted;
+    static NPT_UInt32 CountOf(NPT_UInt64 state) { return static_cast<NPT_UInt32>(state); }
+    void Change(int by) {
+        NPT_UInt64 seen = state_;
+        NPT_UInt64 wanted;
         do {
             wanted = OfThisProcess(seen);
-            wanted.count += change;
+            if (by > 0) {
+                ++wanted;
+            } else if (CountOf(wanted) > 0) {
+                --wanted;
+            }
         } while (!state_.compare_exchange_weak(seen, wanted));
     }
 
-    std::atomic<State> state_{State{0, 0}};
+    std::atomic<NPT_UInt64> state_{0};
 };
 VisitorCount visitors;
 // Since the door was opened.
