@@ -18,6 +18,14 @@ void SocketWaker::Wake() {
     const NPT_UInt8 byte = 0;
     NPT_UInt32 sent = 0;
     socket_platform::Send(write_end_.Get(), &byte, sizeof byte, sent);
+    // Where the loopback interface has gone meanwhile the byte does not arrive. The end of the
+    // connection shows without it, and for that it needs no byte any more.
+    socket_platform::WaitRequest request;
+    request.socket = read_end_.Get();
+    request.for_read = true;
+    socket_platform::Readiness readiness;
+    if (NPT_Failed(socket_platform::Wait(request, kLookInterval, readiness)))
+        socket_platform::Shutdown(read_end_.Get());
 }
 
 bool SocketWaker::WaitFor(NPT_Timeout timeout) const {

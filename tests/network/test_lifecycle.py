@@ -33,6 +33,15 @@ class StopTest(NetworkCase):
         self.client = self.searcher(self.here)
         self.assert_prompt_stops()
 
+    def test_stop_returns_at_once_when_the_loopback_interface_has_gone(self):
+        self.standard_network()
+        self.here.ip('link set lo up')
+        self.client = self.searcher(self.here, 30.0)
+        self.client.search()
+        time.sleep(0.1)
+        self.here.ip('link set lo down')
+        self.assertLess(self.client.stop(), STOP)
+
     def test_stop_returns_at_once_in_the_middle_of_a_pause(self):
         self.standard_search(interval=30.0)
         to = self.server.sender(GROUP)
