@@ -66,11 +66,12 @@ void CallbackTaskWorkerThread::addTask(ZoSsdpDeviceInfo* device) {
             return;
         }
     }
-    delete device;
-    if (dropped_count_++ > 0) return;
-    DiagnosticsLog::Get().Wide(kLossLogLevel,
-                               L"[vireon] %d devices wait for the callable: the next are dropped",
-                               static_cast<int>(limit_));
+    if (dropped_count_++ == 0) {
+        DiagnosticsLog::Get().Wide(
+            kLossLogLevel, L"[vireon] %d devices wait for the callable: the next are dropped",
+            static_cast<int>(limit_));
+    }
+    delete device;  // last: until here it is the caller's, should memory run out
 }
 
 ZoSsdpDeviceInfo* CallbackTaskWorkerThread::getTask() {

@@ -191,6 +191,28 @@ TEST(VireonProcessDeathTest, SaysOnceThatTheQueueIsFull) {
                 "^\\[vireon\\] 65536 devices wait for the callable: the next are dropped\n$");
 }
 
+void OverfillQueuesWithoutMemory() {
+    setenv("VIREON_LOG", "3", 1);
+    const auto turn = std::make_shared<CallbackTaskWorkerThread::DeliveryTurn>(false);
+    bool was_refused = true;
+    for (long nth = 1; was_refused; ++nth) {
+        CallbackTaskWorkerThread worker(nullptr, 0, turn);
+        auto device = std::make_unique<ZoSsdpDeviceInfo>();
+        const FailingAllocation failing(nth);
+        try {
+            worker.addTask(device.get());
+            device.release();
+        } catch (const std::bad_alloc&) {
+        }
+        was_refused = failing.HasHappened();
+    }
+    exit(0);
+}
+
+TEST(VireonProcessDeathTest, DestroysADroppedDeviceOnceThoughItCannotBeSaid) {
+    EXPECT_EXIT(OverfillQueuesWithoutMemory(), testing::ExitedWithCode(0), "dropped\n$");
+}
+
 int CountDescriptors() {
     int count = 0;
     for (const auto& entry : std::filesystem::directory_iterator("/proc/self/fd"))
