@@ -36,8 +36,8 @@ class CallbackTaskWorkerThread : public ZOWorkerThreadEX {
     ~CallbackTaskWorkerThread() override;
 
     // Takes ownership of the record, except when it throws because memory runs out. Null is queued
-    // as well; getTask gives it on, the dispatch thread passes over it. A record beyond the limit is
-    // destroyed and counted; the first one of a worker is said in the diagnostics, at level 3.
+    // as well; getTask gives it on, the dispatch thread passes over it. A record beyond the limit
+    // is destroyed and counted; the first one of a worker is said in the diagnostics, at level 3.
     void addTask(ZoSsdpDeviceInfo* device);
     // The oldest record, which then belongs to the caller. Waits without a time limit while there
     // is none, with the interpreter lock released; null once IsStopped.
