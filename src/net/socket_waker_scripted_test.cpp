@@ -54,7 +54,8 @@ TEST(SocketWakerScriptedTest, KeepsTheTimeOfAWaitWithoutAPair) {
     platform.wait_steps.assign(100, {NPT_ERROR_TIMEOUT, {}, sleep});
     EXPECT_EQ(descriptor->WaitFor(SocketCondition::kReadable, 90), NPT_ERROR_TIMEOUT);
     EXPECT_LE(platform.waits.size(), 5u);
-    EXPECT_LT(platform.waits.back().timeout, SocketWaker::kLookInterval);
+    for (const ScriptedPlatform::WaitCall& wait : platform.waits)
+        EXPECT_LE(wait.timeout, SocketWaker::kLookInterval);
 }
 
 TEST(SocketWakerScriptedTest, LetsTimePassWhenThereIsNothingToWaitOn) {

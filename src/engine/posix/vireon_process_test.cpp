@@ -178,11 +178,17 @@ TEST(VireonProcessDeathTest, KeepsTheOldSearchWhenThereIsNoThreadForANewOne) {
 
 void OverfillTheQueue() {
     setenv("VIREON_LOG", "3", 1);
-    Vireon vireon;
-    vireon.isClosed = true;  // nobody delivers
-    vireon.SearchInterfaces(NPT_List<NPT_NetworkInterface*>());
-    for (std::size_t count = 0; count < protocol::kQueueLimit + 10; ++count)
-        Process(vireon, "Den");
+    const auto answer = search_answers::Make({{"FriendlyName", "Den"}});
+    const NPT_HttpUrl location("http://10.0.0.1:80/");
+    const NPT_String usn("usn");
+    {
+        Vireon vireon;
+        vireon.isClosed = true;  // nobody delivers
+        vireon.SearchInterfaces(NPT_List<NPT_NetworkInterface*>());
+        for (std::size_t count = 0; count < protocol::kQueueLimit + 10; ++count)
+            vireon.InspectDevice(*answer, location, "abc", &usn, NPT_TimeInterval());
+        vireon.Stop();
+    }
     exit(0);
 }
 
