@@ -18,8 +18,16 @@ target_link_libraries(vireon_python_embed INTERFACE vireon_python)
 if(WIN32)
     set(VIREON_WINDOWS_PYTHON "" CACHE PATH "Python 2.7 for 64-bit Windows: include/ and libs/")
     if(NOT VIREON_WINDOWS_PYTHON AND CMAKE_CROSSCOMPILING)
-        execute_process(COMMAND ${PROJECT_SOURCE_DIR}/scripts/windows/build-python.sh
-            OUTPUT_VARIABLE VIREON_WINDOWS_PYTHON OUTPUT_STRIP_TRAILING_WHITESPACE)
+        # Asked each time, since the environment may name another one than last time.
+        execute_process(COMMAND ${PROJECT_SOURCE_DIR}/scripts/windows/interpreter.sh
+            OUTPUT_VARIABLE VIREON_WINDOWS_PYTHON OUTPUT_STRIP_TRAILING_WHITESPACE RESULT_VARIABLE failed)
+        if(failed)
+            message(FATAL_ERROR "There is no Windows interpreter to build for, see above")
+        endif()
+    endif()
+    if(CMAKE_CROSSCOMPILING)
+        # Test programs run with the interpreter that they were built for, whatever is chosen then.
+        list(PREPEND CMAKE_CROSSCOMPILING_EMULATOR env VIREON_WINDOWS_PYTHON=${VIREON_WINDOWS_PYTHON})
     endif()
     include(${CMAKE_CURRENT_LIST_DIR}/VireonWindowsPython.cmake)
     vireon_check_windows_python("${VIREON_WINDOWS_PYTHON}" windows_python_library)

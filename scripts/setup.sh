@@ -24,7 +24,7 @@ readonly kTestPackages=(
     googletest libbenchmark-dev
     libxml2-utils
 )
-readonly kWindowsPackages=(g++-mingw-w64-x86-64-posix wine wine64 patch)
+readonly kWindowsPackages=(g++-mingw-w64-x86-64-posix wine wine64)
 
 say() { printf '==> %s\n' "$*"; }
 die() {
@@ -164,13 +164,22 @@ set_up_packages() {
     [ ${#missing[@]} -eq 0 ] || install_packages "${missing[@]}"
 }
 
+# Whichever it is: it fetches wheels that are pinned.
+set_up_pip() {
+    pip3 --version >/dev/null 2>&1 || set_up_packages python3-pip
+}
+
 command -v apt-get >/dev/null || die 'only Debian 12 is set up by this script (no apt-get here)'
 case ${1-} in
     build) set_up_packages "${kBuildPackages[@]}" ;;
-    test) set_up_packages "${kBuildPackages[@]}" "${kTestPackages[@]}" ;;
+    test)
+        set_up_packages "${kBuildPackages[@]}" "${kTestPackages[@]}"
+        set_up_pip
+        ;;
     windows)
         set_up_packages "${kBuildPackages[@]}" "${kTestPackages[@]}" "${kWindowsPackages[@]}"
-        # The sources of Windows' interpreter come from the same mirrors.
+        set_up_pip
+        # The library of Windows' interpreter comes from the same mirrors.
         know_mirrors
         exit
         ;;

@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
 # Runs a Windows program: wine.sh PROGRAM [ARGUMENT ...]. The exit code is the program's.
 # WINEPREFIX chooses the prefix; the shared one (wine-prefix.sh) is taken otherwise. Programs that are
-# an interpreter find the Windows one's library and modules; VIREON_SCRIPT_PATH names one more folder
-# to import from.
+# an interpreter find the Windows one's library and modules; VIREON_SCRIPT_PATH names more folders to
+# import from, separated by colons.
 set -euo pipefail
 here=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
 
@@ -12,14 +12,14 @@ if [ -z "${WINEPREFIX-}" ]; then
     WINEPREFIX=$("$here/wine-prefix.sh")
     export WINEPREFIX
 fi
-python=$("$here/build-python.sh")
+python=$("$here/interpreter.sh")
 export WINEDEBUG=${WINEDEBUG--all}
 # An inherited setting for another interpreter would change how the Windows one behaves.
 unset PYTHONUNBUFFERED PYTHONDONTWRITEBYTECODE PYTHONPATH
 PYTHONHOME=$(windows_path "$python")
 export PYTHONHOME WINEPATH=$PYTHONHOME
 if [ -n "${VIREON_SCRIPT_PATH-}" ]; then
-    PYTHONPATH=$(windows_path "$VIREON_SCRIPT_PATH")
+    PYTHONPATH=$(windows_path "${VIREON_SCRIPT_PATH//:/;Z:}")
     export PYTHONPATH
 fi
 exec wine "$@"

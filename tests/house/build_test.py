@@ -5,6 +5,7 @@ import os
 import pathlib
 import shutil
 import subprocess
+import sys
 import tempfile
 import unittest
 
@@ -119,6 +120,81 @@ message("library: ${{library}}")
         self.assertEqual(1, code)
         self.assertIn("without an import library of python27.dll (libs/python27.lib or "
                       f"libs/libpython27.a): '{self.root}/python'", said)
+
+
+class Fetching(SmallTree):
+    """What the scripts that fetch the Windows interpreter and its neighbours say when they cannot."""
+
+    def setUp(self):
+        super().setUp()
+        shutil.copytree(ROOT / "scripts", self.root / "scripts")
+        for name in ("bash", "sh", "cat", "mkdir", "mktemp", "rm", "dirname", "cut", "sha256sum", "df", "tr",
+                     "awk"):
+            (self.root / "bin").mkdir(exist_ok=True)
+            (self.root / "bin" / name).symlink_to(shutil.which(name))
+        self.cache = self.root / "cache"
+
+    def fake(self, name, script):
+        self.write(f"bin/{name}", f"#!/bin/sh\n{script}\n", 0o755)
+
+    def expect(self, sentence, **environment):
+        done = self.run_command("scripts/windows/interpreter.sh", PATH=str(self.root / "bin"),
+                                XDG_CACHE_HOME=str(self.cache), **environment)
+        self.assertEqual((1, sentence), (done.returncode, done.stdout.splitlines()[-1]), done.stdout)
+        self.assertEqual([], [str(left) for left in self.cache.rglob("*") if left.is_file()])
+        self.assertEqual([], list(self.cache.glob("vireon/*")))
+
+    def test_no_pip(self):
+        self.expect("fetch-wheels: pip3 is missing: 'scripts/setup.sh test' installs it")
+
+    def test_no_network(self):
+        self.fake("pip3", "echo ERROR: Could not find a version that satisfies the requirement; exit 1")
+        self.expect("fetch-wheels: pip could not fetch what interpreter.txt pins; is the network there?")
+
+    def test_another_file_than_the_pinned_one(self):
+        self.fake("pip3", "echo ERROR: THESE PACKAGES DO NOT MATCH THE HASHES FROM THE REQUIREMENTS FILE; exit 1")
+        self.expect("fetch-wheels: pip was given other files than interpreter.txt pins")
+
+    def test_a_disk_that_is_full_from_the_start(self):
+        self.fake("df.small", "echo; echo 299M")
+        (self.root / "bin/df").unlink()
+        (self.root / "bin/df.small").rename(self.root / "bin/df")
+        self.expect(f"interpreter: {self.cache}/vireon has room for 299 MB, "
+                    "the Windows interpreter takes 300 MB")
+
+    def test_a_disk_that_fills_up(self):
+        self.fake("pip3", "echo 'ERROR: [Errno 28] No space left on device'; exit 1")
+        done = self.run_command("scripts/fetch-wheels.sh", "some.txt", "wheels", "win_amd64", "cp27m",
+                                PATH=str(self.root / "bin"))
+        self.assertEqual((1, "fetch-wheels: no room left in wheels"),
+                         (done.returncode, done.stdout.splitlines()[-1]))
+
+    def test_a_mirror_that_cannot_be_reached(self):
+        self.fake("pip3", "exit 0")
+        self.fake("apt-get", "echo 'bookworm|Debian|main|http://mirror.invalid/'; [ \"$1\" = indextargets ]")
+        self.expect("interpreter: could not fetch CPython's source package from this machine's mirror; "
+                    "is the network there?")
+
+    def test_a_package_that_cannot_be_unpacked(self):
+        self.fake("pip3", "for folder; do :; done; echo no zip >\"$folder/some.whl\"")
+        self.fake("apt-get", "echo 'bookworm|Debian|main|http://mirror.invalid/'")
+        (self.root / "bin/python3").symlink_to(sys.executable)
+        self.expect(f"interpreter: could not unpack the Windows interpreter into {self.cache}/vireon")
+
+    def test_a_chosen_interpreter_that_is_not_whole(self):
+        for name in ("python.exe", "DLLs/select.pyd", "Lib/os.py", "include/Python.h", "libs/python27.lib"):
+            self.write(f"chosen/{name}")
+        self.expect(f"interpreter: VIREON_WINDOWS_PYTHON names a folder without python27.dll: {self.root}/chosen",
+                    VIREON_WINDOWS_PYTHON=f"{self.root}/chosen")
+
+    def test_a_chosen_interpreter_is_taken_as_it_is(self):
+        for name in ("python.exe", "python27.dll", "DLLs/select.pyd", "Lib/os.py", "include/Python.h",
+                     "libs/python27.lib"):
+            self.write(f"chosen/{name}")
+        done = self.run_command("scripts/windows/interpreter.sh", XDG_CACHE_HOME=str(self.cache),
+                                VIREON_WINDOWS_PYTHON="chosen")
+        self.assertEqual((0, f"{self.root}/chosen\n"), (done.returncode, done.stdout))
+        self.assertFalse(self.cache.exists())
 
 
 if __name__ == "__main__":
