@@ -35,6 +35,8 @@ namespace {
 
 // How many of the next thread states the interpreter has no memory for.
 std::atomic<int> refused_thread_states{0};
+// Whether this thread takes its time when it has let the interpreter lock go.
+thread_local bool lingers_unlocked = false;
 
 }  // namespace
 
@@ -45,6 +47,13 @@ extern "C" __attribute__((visibility("default"))) PyThreadState* PyThreadState_N
     static const Function original = reinterpret_cast<Function>(dlsym(RTLD_NEXT, __func__));
     if (refused_thread_states > 0 && refused_thread_states-- > 0) return nullptr;
     return original(interpreter);
+}
+extern "C" __attribute__((visibility("default"))) PyThreadState* PyEval_SaveThread() {
+    using Function = PyThreadState* (*)();
+    static const Function original = reinterpret_cast<Function>(dlsym(RTLD_NEXT, __func__));
+    PyThreadState* const saved = original();
+    if (lingers_unlocked) std::this_thread::sleep_for(std::chrono::milliseconds(100));
+    return saved;
 }
 
 namespace {
@@ -257,6 +266,29 @@ TEST(VireonProcess, LosesOneDeviceToAThreadStateThatCannotBeMade) {
     EXPECT_TRUE(BecomesTrue("names == ['found']"));
     EXPECT_EQ(refused_thread_states, 0);
     vireon.Stop();
+}
+
+// Whoever destroys a worker holds the interpreter lock first when the taker lets it go.
+TEST(VireonProcess, LetsATakerLeaveWhoseWorkerIsDestroyedAsHeComes) {
+    Vireon vireon;
+    auto worker = std::make_unique<CallbackTaskWorkerThread>(&vireon);
+    std::atomic<bool> is_coming{false};
+    std::atomic<bool> has_left{false};
+    std::thread taker([&] {
+        PyAutoLock2 lock;
+        lingers_unlocked = true;
+        is_coming = true;
+        EXPECT_EQ(worker->getTask(), nullptr);
+        has_left = true;
+    });
+    while (!is_coming) {
+        PyAutoUnlock2 unlocked;
+        std::this_thread::yield();
+    }
+    worker.reset();
+    EXPECT_TRUE(has_left);
+    PyAutoUnlock2 unlocked;
+    taker.join();
 }
 
 // Each allocation of a second search is refused in turn; the first one's senders find on.
