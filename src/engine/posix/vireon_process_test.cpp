@@ -5,6 +5,7 @@
 #include <linux/filter.h>
 #include <linux/seccomp.h>
 #include <poll.h>
+#include <pthread.h>
 #include <stdlib.h>
 #include <sys/prctl.h>
 #include <sys/syscall.h>
@@ -16,6 +17,7 @@
 #include <chrono>
 #include <cstddef>
 #include <filesystem>
+#include <fstream>
 #include <functional>
 #include <initializer_list>
 #include <memory>
@@ -246,13 +248,39 @@ TEST(VireonProcess, KeepsNoDescriptorsOfEarlierSearches) {
         vireon.Stop();
     }
     EXPECT_LE(CountDescriptors(), before + 2);  // the last waker's
-    for (int round = 0; round < 20; ++round) {
-        vireon.isClosed = true;  // each sends once and ends by itself
+}
+
+// What an ended thread leaves behind until it is waited for.
+long GetAddressSpace() {
+    long pages = 0;
+    std::ifstream("/proc/self/statm") >> pages;
+    return pages * sysconf(_SC_PAGESIZE);
+}
+
+long GetStackSize() {
+    pthread_attr_t attributes;
+    std::size_t size = 0;
+    pthread_attr_init(&attributes);
+    pthread_attr_getstacksize(&attributes, &size);
+    pthread_attr_destroy(&attributes);
+    return static_cast<long>(size);
+}
+
+TEST(VireonProcess, LetsThreadsThatEndedGoAtTheNextSearch) {
+    const LoopbackInterfaces loopback;
+    Vireon vireon;
+    const auto search = [&] {
+        vireon.isClosed = true;  // the two senders send once and end by themselves
         vireon.SearchInterfaces(loopback.Get());
         PyAutoUnlock2 unlocked;
         std::this_thread::sleep_for(std::chrono::milliseconds(20));
-    }
-    EXPECT_LE(CountDescriptors(), before + 6);
+    };
+    for (int round = 0; round < 5; ++round)
+        search();
+    const long before = GetAddressSpace();
+    for (int round = 0; round < 40; ++round)
+        search();
+    EXPECT_LT(GetAddressSpace() - before, 40 * GetStackSize());
     vireon.Stop();
 }
 
