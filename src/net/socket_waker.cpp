@@ -18,8 +18,8 @@ void SocketWaker::Wake() {
     const NPT_UInt8 byte = 0;
     NPT_UInt32 sent = 0;
     socket_platform::Send(write_end_.Get(), &byte, sizeof byte, sent);
-    // Where the loopback interface has gone meanwhile the byte does not arrive. The end of the
-    // connection shows without it, and for that it needs no byte any more.
+    // Where the loopback interface has gone meanwhile, which it can on POSIX systems, the byte does
+    // not arrive. The connection's end shows there without it.
     socket_platform::WaitRequest request;
     request.socket = read_end_.Get();
     request.for_read = true;
