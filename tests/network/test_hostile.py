@@ -145,7 +145,8 @@ class BrokenDatagramTest(NetworkCase):
         self.assert_all_arrive(30, lambda number: (b'', b'garbage', b'x' * 3000)[number % 3])
 
     def test_three_hundred_bad_datagrams_a_second_cost_no_answer(self):
-        self.assert_all_arrive(300, lambda number: (b'', b'garbage', b'x' * 3000)[number % 3])
+        # Small ones: what comes in the meantime has to find room in the socket's buffer.
+        self.assert_all_arrive(300, lambda number: (b'', b'garbage', b'x' * 300)[number % 3])
 
     def test_a_flood_of_bad_datagrams_leaves_most_of_the_processor(self):
         deadline, number = time.monotonic() + 2, 0

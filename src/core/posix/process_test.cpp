@@ -51,10 +51,6 @@ TEST(SystemThreadInAForkedChild, IsNotWaitedFor) {
         joined->Join();
         joined.reset();
         dropped.reset();
-        for (int count = 0; count < 8; ++count) {
-            const auto own = SystemThread::Start([](void*) -> NPT_UInt32 { return 0; }, nullptr);
-            if (own) own->Join();
-        }
         return !is_current;
     }));
     close(pipe_ends[1]);
