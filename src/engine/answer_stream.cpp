@@ -2,11 +2,7 @@
 
 NPT_Result AnswerStream::Read(void* buffer, NPT_UInt32 count, NPT_UInt32* read) {
     if (read) *read = 0;
-    if (has_received_ && !datagrams_.HasUnreadBytes()) return NPT_ERROR_EOS;
-    const NPT_Result result = datagrams_.Read(buffer, count, read);
-    if (!has_received_) receive_result_ = result;
-    has_received_ = true;
-    return result;
+    return datagrams_.HasUnreadBytes() ? datagrams_.Read(buffer, count, read) : NPT_ERROR_EOS;
 }
 
 NPT_Result AnswerStream::Seek(NPT_UInt64) {

@@ -4,7 +4,6 @@
 #include <exception>
 #include <utility>
 
-#include "device/zo_input_stream.h"
 #include "device/zo_output_stream.h"
 #include "engine/answer_stream.h"
 #include "engine/protocol.h"
@@ -105,16 +104,25 @@ void SsdpSearchWorkerThread::ListenUntil(const Deadline& resend) {
 SsdpSearchWorkerThread::Reception SsdpSearchWorkerThread::Receive(NPT_Timeout limit) try {
     m_socket->SetReadTimeout(limit);
     zorvane::ZoInputStream datagrams(m_socket.get(), protocol::kAnswerBufferSize);
-    auto* const answer = new AnswerStream(datagrams);
-    const NPT_InputStreamReference stream(answer);
+    const NPT_Result received = datagrams.Read(nullptr, 0);
+    if (received == NPT_ERROR_TIMEOUT || received == NPT_ERROR_WOULD_BLOCK)
+        return Reception::kNothing;
+    if (NPT_Failed(received))
+        return socket_platform::IsAboutOneDatagram(received) ? Reception::kBadDatagram
+                                                             : Reception::kFailure;
+    return TakeIn(datagrams);
+} catch (const std::exception&) {
+    return Reception::kFailure;  // out of memory, which costs this answer
+}
+
+SsdpSearchWorkerThread::Reception SsdpSearchWorkerThread::TakeIn(
+    zorvane::ZoInputStream& datagrams) {
+    // Looked at first, since making the streams costs more than all else of an empty datagram.
+    if (!datagrams.HasUnreadBytes()) return Reception::kBadDatagram;
+    const NPT_InputStreamReference stream(new AnswerStream(datagrams));
     NPT_HttpResponse* parsed = nullptr;
     const NPT_Result result = NPT_HttpClient::ReadResponse(stream, false, false, parsed);
     const std::unique_ptr<NPT_HttpResponse> response(parsed);
-    const NPT_Result received = answer->GetReceiveResult();
-    if (received == NPT_ERROR_TIMEOUT || received == NPT_ERROR_WOULD_BLOCK)
-        return Reception::kNothing;
-    if (NPT_Failed(received) && !socket_platform::IsAboutOneDatagram(received))
-        return Reception::kFailure;
     if (NPT_Failed(result)) return Reception::kBadDatagram;
     if (MustEnd()) return Reception::kAnswer;
     NPT_HttpRequestContext context;
@@ -124,8 +132,6 @@ SsdpSearchWorkerThread::Reception SsdpSearchWorkerThread::Receive(NPT_Timeout li
         vireon.ProcessSsdpSearchResponse(NPT_SUCCESS, *m_request, context, response.get());
     });
     return Reception::kAnswer;
-} catch (const std::exception&) {
-    return Reception::kFailure;  // out of memory, which costs this answer
 }
 
 void SsdpSearchWorkerThread::Pause() const {

@@ -5,6 +5,7 @@
 #include <optional>
 
 #include "core/time.h"
+#include "device/zo_input_stream.h"
 #include "engine/deadline.h"
 #include "engine/vireon_link.h"
 #include "engine/worker_thread.h"
@@ -53,6 +54,8 @@ class SsdpSearchWorkerThread : public ZOWorkerThreadEX {
     void ListenUntil(const Deadline& resend);
     // Takes one datagram, waiting for at most limit milliseconds.
     Reception Receive(NPT_Timeout limit);
+    // Hands the answer that the datagram at hand is to the engine.
+    Reception TakeIn(zorvane::ZoInputStream& datagrams);
     void Pause() const;
 
     VireonLink m_pVireon;
