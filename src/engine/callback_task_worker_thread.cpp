@@ -108,6 +108,10 @@ void CallbackTaskWorkerThread::TakeTasksFrom(CallbackTaskWorkerThread& other) {
 }
 
 void CallbackTaskWorkerThread::DestroyTasks() {
+    {
+        std::lock_guard<CriticalSection> guard(m_taskLock);
+        is_discarded_ = true;
+    }
     ZoSsdpDeviceInfo* device = nullptr;
     while (PopTask(device))
         delete device;
@@ -127,6 +131,7 @@ bool CallbackTaskWorkerThread::PopTask(ZoSsdpDeviceInfo*& device) {
 
 void CallbackTaskWorkerThread::ReturnTask(std::unique_ptr<ZoSsdpDeviceInfo> device) {
     std::lock_guard<CriticalSection> guard(m_taskLock);
+    if (is_discarded_) return;
     m_tasks->push_front(device.get());
     device.release();  // the queue's again
 }

@@ -55,7 +55,7 @@ class CallbackTaskWorkerThread : public ZOWorkerThreadEX {
     // Takes over what is left in the other worker's queue; this one's must still be empty. Takes no
     // memory, so that it cannot fail half-way. Two workers must not take from each other at once.
     void TakeTasksFrom(CallbackTaskWorkerThread& other);
-    // Destroys what is left in the queue.
+    // Destroys what is left in the queue, and what the dispatch thread has taken but not delivered.
     void DestroyTasks();
     // Records that found the queue full.
     NPT_UInt64 GetDroppedCount() const { return dropped_count_; }
@@ -65,7 +65,7 @@ class CallbackTaskWorkerThread : public ZOWorkerThreadEX {
   private:
     // False when there is none.
     bool PopTask(ZoSsdpDeviceInfo*& device);
-    // Puts a record that was taken back where it was.
+    // Puts a record that was taken back where it was, unless all that was there is destroyed.
     void ReturnTask(std::unique_ptr<ZoSsdpDeviceInfo> device);
     // False when the worker was stopped meanwhile.
     bool WaitForTurn() const;
@@ -79,6 +79,7 @@ class CallbackTaskWorkerThread : public ZOWorkerThreadEX {
     Event m_taskEvent;
     CriticalSection m_taskLock;
     bool has_engine_;
+    bool is_discarded_ = false;  // DestroyTasks was called
     const std::size_t limit_;
     const std::shared_ptr<DeliveryTurn> turn_;
     std::atomic<NPT_UInt64> dropped_count_{0};

@@ -242,6 +242,34 @@ TEST_F(CallbackTaskWorker, EndsTheWaitOfATakerBehindTheBackOfAnother) {
     first.join();
 }
 
+class WatchedDevice : public ZoSsdpDeviceInfo {
+  public:
+    explicit WatchedDevice(std::atomic<bool>& is_destroyed) : is_destroyed_(is_destroyed) {}
+    ~WatchedDevice() override { is_destroyed_ = true; }
+
+  private:
+    std::atomic<bool>& is_destroyed_;
+};
+
+// The engine goes between the dispatch thread's taking and delivering, and waits for nobody since
+// another thread does.
+TEST_F(CallbackTaskWorker, LeavesNothingBehindThatItsThreadTookBeforeTheEnd) {
+    constexpr milliseconds kPace(60);
+    std::atomic<bool> is_destroyed{false};
+    worker_->addTask(new WatchedDevice(is_destroyed));
+    PyAutoUnlock2 unlocked;
+    std::thread dispatch([this, kPace] {
+        // Two locks for each of three looks, then the queue's, then a look again.
+        pace_of_locks = kPace;
+        worker_->Run();
+    });
+    std::this_thread::sleep_for(7 * kPace + kPace / 2);
+    worker_->SignalEnd();
+    worker_->DestroyTasks();
+    dispatch.join();
+    EXPECT_TRUE(is_destroyed);
+}
+
 TEST_F(CallbackTaskWorker, EndsTheWaitWhenItsEngineIsTaken) {
     std::future<std::string> taken = std::async(std::launch::async, [this] { return Take(); });
     std::this_thread::sleep_for(milliseconds(20));

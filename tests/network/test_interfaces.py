@@ -72,8 +72,8 @@ class InterfaceTest(NetworkCase):
                 wire = self.capture(self.here)
                 client = self.searcher(self.here)
                 client.search()
-                sent = to_broadcast(wire.wait(to_broadcast, 10))
-                self.assertEqual(sent[0].payload, BROADCAST_REQUEST)
+                sent = wire.wait(lambda sent: to_broadcast(sent) and to_group(sent), 10)
+                self.assertEqual(to_broadcast(sent)[0].payload, BROADCAST_REQUEST)
                 client.stop()
                 self.assertEqual({datagram.destination for datagram in wire.datagrams()},
                                  {BROADCAST, GROUP})

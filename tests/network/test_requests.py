@@ -42,7 +42,8 @@ class RequestTest(NetworkCase):
         self.wire.wait(two_cycles, 10)
         self.client.stop()
         for sender, sent in by_sender(self.wire.datagrams()).items():
-            self.assertEqual(len(sent) % 2, 0, sender)
+            # The stop may have come between the two of the last cycle.
+            self.assertGreaterEqual(len(sent), 3, sender)
             for first, second in zip(sent[::2], sent[1::2]):
                 self.assertLess(second.time - first.time, INTERVAL / 2, sender)
             for second, following in zip(sent[1::2], sent[2::2]):
