@@ -2,7 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <deque>
 #include <string>
 
 #include "engine/testing/scripted_udp_socket.h"

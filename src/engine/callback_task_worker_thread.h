@@ -39,8 +39,9 @@ class CallbackTaskWorkerThread : public ZOWorkerThreadEX {
     // as well; getTask gives it on, the dispatch thread passes over it. A record beyond the limit
     // is destroyed and counted; the first one of a worker is said in the diagnostics, at level 3.
     void addTask(ZoSsdpDeviceInfo* device);
-    // The oldest record, which then belongs to the caller. Waits without a time limit while there
-    // is none, with the interpreter lock released; null once IsStopped.
+    // The oldest record, which then belongs to the caller; null also when null was queued. Waits
+    // without a time limit while there is none, with the interpreter lock released; null once
+    // IsStopped.
     ZoSsdpDeviceInfo* getTask();
     bool IsStopped() const { return m_pVireon.IsStopped(); }
     // Lets the thread end and waits for it without a time limit, with the interpreter lock

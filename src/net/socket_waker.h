@@ -21,6 +21,7 @@ class SocketWaker {
     SocketWaker(const SocketWaker&) = delete;
     SocketWaker& operator=(const SocketWaker&) = delete;
 
+    // Takes up to 20 ms where the loopback interface has gone since the pair was made.
     void Wake();
     bool IsAwake() const { return is_awake_.load(); }
     // Waits for at most timeout milliseconds; whether it is awake then.
