@@ -13,7 +13,7 @@
 #include <ostream>
 #include <string>
 
-#include "binding/interpreter_lock.h"
+#include "binding/interpreter/interpreter_lock.h"
 #include "device/zo_input_stream.h"
 #include "engine/protocol.h"
 #include "engine/search_answer.h"

@@ -2,7 +2,7 @@
 
 #include <limits>
 
-#include "binding/pending_exception.h"
+#include "binding/interpreter/pending_exception.h"
 
 namespace binding {
 

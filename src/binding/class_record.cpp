@@ -2,7 +2,7 @@
 
 #include <utility>
 
-#include "engine/script_object.h"
+#include "binding/interpreter/script_object.h"
 
 namespace binding {
 

@@ -4,9 +4,9 @@
 #include <string_view>
 
 #include "binding/hex_text.h"
+#include "binding/interpreter/script_object.h"
 #include "binding/packed_value.h"
 #include "binding/pointer_conversion.h"
-#include "engine/script_object.h"
 
 namespace binding {
 

@@ -10,7 +10,7 @@
 #include <utility>
 
 #include "binding/function.h"
-#include "binding/interpreter_lock.h"
+#include "binding/interpreter/interpreter_lock.h"
 #include "binding/module_types.h"
 
 namespace binding {

@@ -1,6 +1,6 @@
 #include "binding/method_table.h"
 
-#include "engine/testing/embedded_interpreter.h"
+#include "binding/interpreter/testing/embedded_interpreter.h"
 
 #include <type_traits>
 

@@ -1,7 +1,7 @@
 #include <Python.h>
 
 #include "binding/constants.h"
-#include "binding/interpreter_lock.h"
+#include "binding/interpreter/interpreter_lock.h"
 #include "binding/method_table.h"
 #include "binding/module_record.h"
 #include "binding/module_types.h"

@@ -5,7 +5,7 @@
 #include <string_view>
 #include <utility>
 
-#include "binding/pending_exception.h"
+#include "binding/interpreter/pending_exception.h"
 #include "binding/this_name.h"
 
 namespace binding {

@@ -1,4 +1,4 @@
-#include "engine/testing/embedded_interpreter.h"
+#include "binding/interpreter/testing/embedded_interpreter.h"
 
 PyMODINIT_FUNC init_vireon();
 

@@ -5,7 +5,7 @@
 #include <cstddef>
 #include <string_view>
 
-#include "binding/interpreter_lock.h"
+#include "binding/interpreter/interpreter_lock.h"
 #include "binding/module_record.h"
 #include "engine/vireon.h"
 

@@ -3,7 +3,7 @@
 #include <cstring>
 
 #include "binding/hex_text.h"
-#include "engine/script_object.h"
+#include "binding/interpreter/script_object.h"
 
 namespace binding {
 

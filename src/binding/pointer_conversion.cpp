@@ -2,7 +2,7 @@
 
 #include "binding/class_record.h"
 #include "binding/conversion_result.h"
-#include "binding/pending_exception.h"
+#include "binding/interpreter/pending_exception.h"
 #include "binding/this_name.h"
 
 namespace binding {

@@ -3,9 +3,9 @@
 
 #include <Python.h>
 
+#include "binding/interpreter/script_object.h"
 #include "binding/type_descriptor.h"
 #include "binding/wrapped_pointer.h"
-#include "engine/script_object.h"
 
 namespace binding {
 

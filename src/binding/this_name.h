@@ -1,7 +1,7 @@
 #ifndef VIREON_BINDING_THIS_NAME_H
 #define VIREON_BINDING_THIS_NAME_H
 
-#include "engine/script_object.h"
+#include "binding/interpreter/script_object.h"
 
 namespace binding {
 

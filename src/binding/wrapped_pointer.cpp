@@ -11,8 +11,8 @@
 
 #include "binding/class_record.h"
 #include "binding/hex_text.h"
-#include "binding/pending_exception.h"
-#include "engine/script_object.h"
+#include "binding/interpreter/pending_exception.h"
+#include "binding/interpreter/script_object.h"
 
 namespace binding {
 

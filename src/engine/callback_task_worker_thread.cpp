@@ -5,7 +5,7 @@
 #include <mutex>
 #include <utility>
 
-#include "binding/interpreter_lock.h"
+#include "binding/interpreter/interpreter_lock.h"
 #include "core/system.h"
 #include "engine/diagnostics_log.h"
 #include "engine/vireon.h"

@@ -1,4 +1,4 @@
-#include "engine/testing/embedded_interpreter.h"
+#include "binding/interpreter/testing/embedded_interpreter.h"
 
 #include "engine/device_dictionary.h"
 

@@ -1,4 +1,4 @@
-#include "engine/testing/embedded_interpreter.h"
+#include "binding/interpreter/testing/embedded_interpreter.h"
 
 #include "engine/ssdp_search_worker_thread.h"
 
@@ -11,7 +11,7 @@
 #include <thread>
 #include <vector>
 
-#include "binding/interpreter_lock.h"
+#include "binding/interpreter/interpreter_lock.h"
 #include "core/testing/failing_allocation.h"
 #include "engine/testing/scripted_udp_socket.h"
 #include "engine/testing/search_answers.h"

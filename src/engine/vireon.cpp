@@ -6,14 +6,14 @@
 #include <new>
 #include <utility>
 
+#include "binding/interpreter/empty_arguments.h"
+#include "binding/interpreter/script_call.h"
 #include "core/system.h"
 #include "core/thread.h"
 #include "device/zo_vireonity.h"
 #include "engine/device_dictionary.h"
 #include "engine/diagnostics_log.h"
-#include "engine/empty_arguments.h"
 #include "engine/protocol.h"
-#include "engine/script_call.h"
 #include "engine/search_answer.h"
 #include "engine/search_plan.h"
 #include "net/owned_interfaces.h"

@@ -6,14 +6,14 @@
 #include <memory>
 #include <vector>
 
-#include "binding/interpreter_lock.h"
+#include "binding/interpreter/interpreter_lock.h"
+#include "binding/interpreter/script_object.h"
 #include "core/list.h"
 #include "core/mutex.h"
 #include "core/process.h"
 #include "core/time.h"
 #include "device/zo_ssdp_device_info.h"
 #include "engine/callback_task_worker_thread.h"
-#include "engine/script_object.h"
 #include "engine/ssdp_search_worker_thread.h"
 #include "engine/vireon_link.h"
 #include "http/http_message.h"

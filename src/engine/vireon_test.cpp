@@ -1,4 +1,4 @@
-#include "engine/testing/embedded_interpreter.h"
+#include "binding/interpreter/testing/embedded_interpreter.h"
 
 #include "engine/vireon.h"
 
@@ -8,7 +8,7 @@
 #include <thread>
 #include <vector>
 
-#include "binding/interpreter_lock.h"
+#include "binding/interpreter/interpreter_lock.h"
 #include "engine/protocol.h"
 #include "engine/testing/search_answers.h"
 

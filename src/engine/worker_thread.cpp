@@ -3,7 +3,7 @@
 #include <mutex>
 #include <utility>
 
-#include "binding/interpreter_lock.h"
+#include "binding/interpreter/interpreter_lock.h"
 #include "engine/com_apartment.h"
 
 namespace {

@@ -9,11 +9,7 @@ import shutil
 import subprocess
 
 # Each folder of src/ may include from itself and from those before it.
-FOLDERS = ("core", "net", "http", "xml", "device", "engine", "binding")
-
-# The one header that may be included from below: it stands alone and needs only the interpreter.
-INTERPRETER_LOCK = "binding/interpreter_lock.h"
-INTERPRETER_LOCK_USERS = ("engine",)
+FOLDERS = ("core", "net", "http", "xml", "device", "binding/interpreter", "engine", "binding")
 
 PLATFORM_FOLDERS = ("posix", "win32")
 
@@ -53,8 +49,10 @@ def read(root, path):
 
 
 def folder_of(path):
-    """The folder of src/ that a path belongs to, or None for the files of src/ itself."""
-    return path.parts[1] if len(path.parts) > 2 else None
+    """The folder of the architecture that a path belongs to, or None: the innermost, for one that
+    stands within another."""
+    parents = (parent.as_posix() for parent in path.relative_to("src").parents)
+    return next((parent for parent in parents if parent in FOLDERS), None)
 
 
 def is_platform_source(path):
@@ -65,7 +63,7 @@ def includes_follow_the_order(root):
     complaints = []
     for path in sources(root):
         own = folder_of(path)
-        if own not in FOLDERS:
+        if own is None:
             complaints.append(f"{path}: stands in no folder of the architecture")
             continue
         for mark, included in INCLUDE.findall(read(root, path)):
@@ -76,11 +74,9 @@ def includes_follow_the_order(root):
             target = pathlib.PurePosixPath(included)
             if not (root / "src" / target).is_file() or ".." in target.parts:
                 complaints.append(f'{path}: "{included}" is no path from src/')
-            elif str(path.relative_to("src")) == INTERPRETER_LOCK:
-                complaints.append(f"{path}: must stand alone, but includes {included}")
-            elif included == INTERPRETER_LOCK and own in INTERPRETER_LOCK_USERS:
-                pass
-            elif FOLDERS.index(target.parts[0]) > FOLDERS.index(own):
+                continue
+            used = folder_of("src" / target)
+            if used is None or FOLDERS.index(used) > FOLDERS.index(own):
                 complaints.append(f"{path}: {own} may not include {included}")
     return complaints
 
@@ -158,10 +154,9 @@ def sources_are_built(root):
     """A source that its folder's build description does not name is one that nobody compiles."""
     complaints = []
     for path in sources(root, ".cpp"):
-        folder = root / "src" / (folder_of(path) or "")
-        lists = [file.read_text(encoding="utf-8") for pattern in ("CMakeLists.txt", "*.cmake")
-                 for file in folder.rglob(pattern)]
-        if not any(re.search(rf"(?<![\w-]){re.escape(path.name)}\b", text) for text in lists):
+        description = root / "src" / (folder_of(path) or "") / "CMakeLists.txt"
+        text = description.read_text(encoding="utf-8") if description.is_file() else ""
+        if not re.search(rf"(?<![\w-]){re.escape(path.name)}\b", text):
             complaints.append(f"{path}: is named in no build description of its folder")
     return complaints
 

@@ -1,4 +1,4 @@
-#include "engine/testing/embedded_interpreter.h"
+#include "binding/interpreter/testing/embedded_interpreter.h"
 
 #include <dlfcn.h>
 #include <errno.h>
@@ -27,7 +27,7 @@
 #include <utility>
 #include <vector>
 
-#include "binding/interpreter_lock.h"
+#include "binding/interpreter/interpreter_lock.h"
 #include "core/testing/failing_allocation.h"
 #include "engine/protocol.h"
 #include "engine/testing/search_answers.h"

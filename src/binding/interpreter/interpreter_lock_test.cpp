@@ -1,6 +1,6 @@
-#include "engine/testing/embedded_interpreter.h"
+#include "binding/interpreter/testing/embedded_interpreter.h"
 
-#include "binding/interpreter_lock.h"
+#include "binding/interpreter/interpreter_lock.h"
 
 #include <atomic>
 #include <chrono>

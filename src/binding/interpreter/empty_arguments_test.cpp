@@ -1,6 +1,6 @@
-#include "engine/testing/embedded_interpreter.h"
+#include "binding/interpreter/testing/embedded_interpreter.h"
 
-#include "engine/empty_arguments.h"
+#include "binding/interpreter/empty_arguments.h"
 
 #include <string>
 

@@ -1,6 +1,6 @@
-#include "engine/testing/embedded_interpreter.h"
+#include "binding/interpreter/testing/embedded_interpreter.h"
 
-#include "engine/script_call.h"
+#include "binding/interpreter/script_call.h"
 
 #include <string>
 

@@ -1,9 +1,9 @@
-#ifndef VIREON_ENGINE_SCRIPT_OBJECT_H
-#define VIREON_ENGINE_SCRIPT_OBJECT_H
+#ifndef VIREON_BINDING_INTERPRETER_SCRIPT_OBJECT_H
+#define VIREON_BINDING_INTERPRETER_SCRIPT_OBJECT_H
 
 #include <utility>
 
-#include "binding/interpreter_lock.h"
+#include "binding/interpreter/interpreter_lock.h"
 
 // One counted reference to a script object, or none. Made, copied and dropped with the interpreter
 // lock held; moving needs no lock.

@@ -1,7 +1,7 @@
-#ifndef VIREON_ENGINE_EMPTY_ARGUMENTS_H
-#define VIREON_ENGINE_EMPTY_ARGUMENTS_H
+#ifndef VIREON_BINDING_INTERPRETER_EMPTY_ARGUMENTS_H
+#define VIREON_BINDING_INTERPRETER_EMPTY_ARGUMENTS_H
 
-#include "engine/script_object.h"
+#include "binding/interpreter/script_object.h"
 
 // What the interpreter's Py_BuildValue makes of a format when every item's argument is null or
 // zero. Scripts can name a format for a call but hand over no native arguments for it; an argument

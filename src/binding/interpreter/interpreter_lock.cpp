@@ -1,6 +1,6 @@
 #include <Python.h>
 
-#include "binding/interpreter_lock.h"
+#include "binding/interpreter/interpreter_lock.h"
 
 #include <atomic>
 #include <chrono>

@@ -1,6 +1,6 @@
 #include <Python.h>
 
-#include "engine/empty_arguments.h"
+#include "binding/interpreter/empty_arguments.h"
 
 #include <cstring>
 #include <utility>

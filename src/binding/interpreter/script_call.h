@@ -1,9 +1,9 @@
-#ifndef VIREON_ENGINE_SCRIPT_CALL_H
-#define VIREON_ENGINE_SCRIPT_CALL_H
+#ifndef VIREON_BINDING_INTERPRETER_SCRIPT_CALL_H
+#define VIREON_BINDING_INTERPRETER_SCRIPT_CALL_H
 
 #include <functional>
 
-#include "engine/script_object.h"
+#include "binding/interpreter/script_object.h"
 
 // Calls of script callables by the engine. The interpreter lock is held; nothing that a script
 // raises gets out.

@@ -1,6 +1,6 @@
 #include <Python.h>
 
-#include "engine/script_object.h"
+#include "binding/interpreter/script_object.h"
 
 ScriptObject ScriptObject::Steal(PyObject* object) {
     ScriptObject reference;

@@ -1,6 +1,6 @@
 #include <Python.h>
 
-#include "engine/script_call.h"
+#include "binding/interpreter/script_call.h"
 
 namespace {
 
