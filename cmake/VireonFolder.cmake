@@ -3,7 +3,7 @@
 # One folder of src/ as a static library vireon_<NAME> and, when it has tests, one GoogleTest program
 # <NAME>_test. PLATFORM names files that stand in both posix/ and win32/; the one that fits is built.
 # USES names the folders below it. The order of the folders is the architecture: a folder may only
-# use those that CMake has seen before it.
+# use those that CMake has seen before it, and is refused otherwise.
 if(WIN32)
     set(VIREON_PLATFORM_FOLDER win32)
 else()
@@ -20,6 +20,9 @@ function(vireon_folder name)
     target_include_directories(vireon_${name} PUBLIC ${PROJECT_SOURCE_DIR}/src)
     target_link_libraries(vireon_${name} PUBLIC vireon_options)
     foreach(used IN LISTS FOLDER_USES)
+        if(NOT TARGET vireon_${used})
+            message(FATAL_ERROR "${name} uses ${used}, which is no folder before it")
+        endif()
         target_link_libraries(vireon_${name} PUBLIC vireon_${used})
     endforeach()
     if(VIREON_BUILD_TESTS AND FOLDER_TESTS)

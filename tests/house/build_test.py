@@ -84,6 +84,37 @@ message(STATUS "launcher: '${{CMAKE_CXX_COMPILER_LAUNCHER}}'")
         self.assertEqual(["", ""], [self.launcher("empty"), self.launcher("with")])
 
 
+class Folders(SmallTree):
+    """vireon_folder on small trees, which are configured only."""
+
+    def configure(self, *folders, **names):
+        self.write("CMakeLists.txt", f"""
+cmake_minimum_required(VERSION 3.25)
+project(small LANGUAGES CXX)
+add_library(vireon_options INTERFACE)
+include({ROOT}/cmake/VireonFolder.cmake)
+""" + "".join(f"add_subdirectory({folder})\n" for folder in folders))
+        for folder, uses in names.items():
+            self.write(f"{folder}/CMakeLists.txt", f"vireon_folder({folder} SOURCES own.cpp USES {uses})")
+            self.write(f"{folder}/own.cpp")
+        done = self.run_command("cmake", "-S", ".", "-B", "build", "-G", "Ninja")
+        return done.returncode, " ".join(done.stdout.split())
+
+    def test_a_folder_may_use_those_before_it(self):
+        code, said = self.configure("core", "net", core="", net="core")
+        self.assertEqual(0, code, said)
+
+    def test_a_folder_that_comes_later_is_refused(self):
+        code, said = self.configure("core", "net", core="net", net="")
+        self.assertEqual(1, code, said)
+        self.assertIn("core uses net, which is no folder before it", said)
+
+    def test_a_folder_that_there_is_none_of_is_refused(self):
+        code, said = self.configure("core", core="misc")
+        self.assertEqual(1, code, said)
+        self.assertIn("core uses misc, which is no folder before it", said)
+
+
 class WindowsPython(SmallTree):
     SCRIPT = f"""
 include({ROOT}/cmake/VireonWindowsPython.cmake)
