@@ -1,7 +1,9 @@
-# vireon_folder(NAME [SOURCES ...] [PLATFORM ...] [USES ...] [TESTS ...])
+# vireon_folder(NAME [SOURCES ...] [PLATFORM ...] [USES ...] [TESTS ...] [PLATFORM_TESTS ...])
 #
 # One folder of src/ as a static library vireon_<NAME> and, when it has tests, one GoogleTest program
 # <NAME>_test. PLATFORM names files that stand in both posix/ and win32/; the one that fits is built.
+# PLATFORM_TESTS names tests with that folder, since not every one has a counterpart; those of the
+# platform at hand are built.
 # USES names the folders below it. The order of the folders is the architecture: a folder may only
 # use those that CMake has seen before it, and is refused otherwise.
 if(WIN32)
@@ -11,7 +13,7 @@ else()
 endif()
 
 function(vireon_folder name)
-    cmake_parse_arguments(FOLDER "" "" "SOURCES;PLATFORM;USES;TESTS" ${ARGN})
+    cmake_parse_arguments(FOLDER "" "" "SOURCES;PLATFORM;USES;TESTS;PLATFORM_TESTS" ${ARGN})
     set(sources ${FOLDER_SOURCES})
     foreach(source IN LISTS FOLDER_PLATFORM)
         list(APPEND sources ${VIREON_PLATFORM_FOLDER}/${source})
@@ -25,8 +27,17 @@ function(vireon_folder name)
         endif()
         target_link_libraries(vireon_${name} PUBLIC vireon_${used})
     endforeach()
-    if(VIREON_BUILD_TESTS AND FOLDER_TESTS)
-        add_executable(${name}_test ${FOLDER_TESTS})
+    set(tests ${FOLDER_TESTS})
+    foreach(test IN LISTS FOLDER_PLATFORM_TESTS)
+        if(NOT test MATCHES "^(posix|win32)/")
+            message(FATAL_ERROR "${test} stands in neither posix/ nor win32/")
+        endif()
+        if(test MATCHES "^${VIREON_PLATFORM_FOLDER}/")
+            list(APPEND tests ${test})
+        endif()
+    endforeach()
+    if(VIREON_BUILD_TESTS AND tests)
+        add_executable(${name}_test ${tests})
         target_link_libraries(${name}_test PRIVATE vireon_${name} GTest::gmock_main)
         add_test(NAME ${name} COMMAND ${name}_test
             --gtest_output=xml:${PROJECT_BINARY_DIR}/results/${name}.xml)

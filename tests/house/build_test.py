@@ -87,32 +87,53 @@ message(STATUS "launcher: '${{CMAKE_CXX_COMPILER_LAUNCHER}}'")
 class Folders(SmallTree):
     """vireon_folder on small trees, which are configured only."""
 
-    def configure(self, *folders, **names):
+    def configure(self, *folders, platform="posix"):
+        """Each folder is a name and what vireon_folder is told of it."""
         self.write("CMakeLists.txt", f"""
 cmake_minimum_required(VERSION 3.25)
 project(small LANGUAGES CXX)
+set(VIREON_BUILD_TESTS ON)
 add_library(vireon_options INTERFACE)
+add_library(GTest::gmock_main INTERFACE IMPORTED)
 include({ROOT}/cmake/VireonFolder.cmake)
-""" + "".join(f"add_subdirectory({folder})\n" for folder in folders))
-        for folder, uses in names.items():
-            self.write(f"{folder}/CMakeLists.txt", f"vireon_folder({folder} SOURCES own.cpp USES {uses})")
-            self.write(f"{folder}/own.cpp")
+set(VIREON_PLATFORM_FOLDER {platform})
+""" + "".join(f"add_subdirectory({name})\n" for name, _ in folders))
+        for name, told in folders:
+            self.write(f"{name}/CMakeLists.txt", f"vireon_folder({name} SOURCES own.cpp {told})")
+            for source in ("own.cpp", "own_test.cpp", "posix/own_test.cpp", "win32/own_test.cpp"):
+                self.write(f"{name}/{source}")
         done = self.run_command("cmake", "-S", ".", "-B", "build", "-G", "Ninja")
         return done.returncode, " ".join(done.stdout.split())
 
     def test_a_folder_may_use_those_before_it(self):
-        code, said = self.configure("core", "net", core="", net="core")
+        code, said = self.configure(("core", ""), ("net", "USES core"))
         self.assertEqual(0, code, said)
 
     def test_a_folder_that_comes_later_is_refused(self):
-        code, said = self.configure("core", "net", core="net", net="")
+        code, said = self.configure(("core", "USES net"), ("net", ""))
         self.assertEqual(1, code, said)
         self.assertIn("core uses net, which is no folder before it", said)
 
     def test_a_folder_that_there_is_none_of_is_refused(self):
-        code, said = self.configure("core", core="misc")
+        code, said = self.configure(("core", "USES misc"))
         self.assertEqual(1, code, said)
         self.assertIn("core uses misc, which is no folder before it", said)
+
+    def test_platform_tests_are_those_of_the_platform_at_hand(self):
+        tests = "TESTS own_test.cpp PLATFORM_TESTS posix/own_test.cpp win32/own_test.cpp"
+        for here, there in (("posix", "win32"), ("win32", "posix")):
+            with self.subTest(here):
+                code, said = self.configure(("core", tests), platform=here)
+                self.assertEqual(0, code, said)
+                built = (self.root / "build/build.ninja").read_text(encoding="utf-8")
+                for source in ("own_test.cpp", f"{here}/own_test.cpp"):
+                    self.assertIn(f" {self.root}/core/{source}", built)
+                self.assertNotIn(f"/{there}/", built)
+
+    def test_a_platform_test_of_no_platform_is_refused(self):
+        code, said = self.configure(("core", "PLATFORM_TESTS own_test.cpp"))
+        self.assertEqual(1, code, said)
+        self.assertIn("own_test.cpp stands in neither posix/ nor win32/", said)
 
 
 class WindowsPython(SmallTree):
