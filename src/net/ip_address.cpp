@@ -1,7 +1,5 @@
 #include "net/ip_address.h"
 
-#include "net/name_resolver.h"
-
 namespace {
 
 // Reads one decimal number of a dotted quad and moves text behind it.
@@ -41,18 +39,6 @@ NPT_Result NPT_IpAddress::Parse(const char* text) {
     }
     if (*text != '\0') return NPT_ERROR_INVALID_SYNTAX;
     *this = parsed;
-    return NPT_SUCCESS;
-}
-
-NPT_Result NPT_IpAddress::ResolveName(const char* name, NPT_Timeout) {
-    *this = NPT_IpAddress();
-    if (!name || *name == '\0') return NPT_ERROR_HOST_UNKNOWN;
-    if (NPT_Succeeded(Parse(name))) return NPT_SUCCESS;
-    NPT_List<NPT_IpAddress> addresses;
-    const NPT_Result result = NPT_NetworkNameResolver::Resolve(name, addresses);
-    if (NPT_Failed(result)) return result;
-    if (addresses.IsEmpty()) return NPT_ERROR_NO_ADDRESS;
-    *this = *addresses.begin();
     return NPT_SUCCESS;
 }
 

@@ -29,7 +29,7 @@ class NPT_IpAddress {
     NPT_Result Parse(const char* text);
     // A dotted quad is taken as it is, any other name is looked up and the first address taken. The
     // look-up blocks for as long as the platform's resolver needs, whatever the timeout. The
-    // address is 0.0.0.0 after a failure.
+    // address is 0.0.0.0 after a failure. Defined with the resolver (net/name_resolver.cpp).
     //   NPT_ERROR_HOST_UNKNOWN  null, empty or unknown name
     //   NPT_ERROR_NO_ADDRESS    the name has no IPv4 address
     NPT_Result ResolveName(const char* name, NPT_Timeout timeout = NPT_TIMEOUT_INFINITE);
