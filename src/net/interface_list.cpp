@@ -41,3 +41,10 @@ void AppendInterfaces(const NPT_List<Entry>& entries, NPT_List<NPT_NetworkInterf
         made.release();
     }
 }
+
+NPT_Result NPT_NetworkInterface::GetNetworkInterfaces(NPT_List<NPT_NetworkInterface*>& interfaces) {
+    NPT_List<Entry> entries;
+    const NPT_Result result = interface_platform::Query(entries);
+    if (NPT_Succeeded(result)) AppendInterfaces(entries, interfaces);
+    return result;
+}

@@ -175,4 +175,20 @@ TEST(InterfaceListTest, All32MayBeUp) {
     EXPECT_EQ(InterfaceAt(interfaces, 31).GetName(), "if31");
 }
 
+TEST(InterfaceListTest, ThisHostsLoopbackIsListed) {
+    OwnedInterfaces interfaces;
+    ASSERT_EQ(NPT_NetworkInterface::GetNetworkInterfaces(interfaces.AsList()), NPT_SUCCESS);
+    bool found = false;
+    for (const NPT_NetworkInterface* listed : interfaces.AsList()) {
+        ASSERT_EQ(listed->GetAddresses().GetItemCount(), 1u);
+        const NPT_NetworkInterfaceAddress& address = *listed->GetAddresses().begin();
+        if (address.GetPrimaryAddress() != NPT_IpAddress(127, 0, 0, 1)) continue;
+        found = true;
+        EXPECT_NE(listed->GetFlags() & NPT_NETWORK_INTERFACE_FLAG_LOOPBACK, 0u);
+        EXPECT_EQ(address.GetNetMask(), NPT_IpAddress(255, 0, 0, 0));
+        EXPECT_EQ(address.GetBroadcastAddress(), NPT_IpAddress(127, 255, 255, 255));
+    }
+    EXPECT_TRUE(found);
+}
+
 }  // namespace

@@ -54,7 +54,7 @@ class NPT_NetworkInterface {
     // are looked at. The broadcast address is computed from address and netmask, the destination
     // address is 0.0.0.0, the names are "if00", "if01", ... without gaps. Any thread may call it.
     // NPT_FAILURE, with nothing appended, when the platform cannot be asked. Throws std::bad_alloc;
-    // what was appended by then stays in the list.
+    // what was appended by then stays in the list. Defined in net/interface_list.cpp.
     static NPT_Result GetNetworkInterfaces(NPT_List<NPT_NetworkInterface*>& interfaces);
 
     const NPT_String& GetName() const { return name_; }

@@ -1,4 +1,4 @@
-#include "net/network_interface.h"
+#include "net/interface_list.h"
 
 #include <gtest/gtest.h>
 
@@ -6,7 +6,7 @@
 
 namespace {
 
-TEST(NetworkInterfaceScriptedTest, AFailedQueryAppendsNothing) {
+TEST(InterfaceListScriptedTest, AFailedQueryAppendsNothing) {
     ScriptedPlatform platform;
     platform.failing_name = "Query";
     platform.failure = NPT_FAILURE;
@@ -15,14 +15,14 @@ TEST(NetworkInterfaceScriptedTest, AFailedQueryAppendsNothing) {
     EXPECT_TRUE(interfaces.IsEmpty());
 }
 
-TEST(NetworkInterfaceScriptedTest, NoInterfaceIsNoFailure) {
+TEST(InterfaceListScriptedTest, NoInterfaceIsNoFailure) {
     ScriptedPlatform platform;
     NPT_List<NPT_NetworkInterface*> interfaces;
     EXPECT_EQ(NPT_NetworkInterface::GetNetworkInterfaces(interfaces), NPT_SUCCESS);
     EXPECT_TRUE(interfaces.IsEmpty());
 }
 
-TEST(NetworkInterfaceScriptedTest, WhatThePlatformListsIsAppended) {
+TEST(InterfaceListScriptedTest, WhatThePlatformListsIsAppended) {
     ScriptedPlatform platform;
     interface_platform::Entry entry;
     entry.is_up = true;
