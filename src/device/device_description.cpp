@@ -1,4 +1,5 @@
-#include "device/device_description.h"
+// The UPnP device description of a record, which its two GetDescription operations give.
+#include "device/zo_ssdp_device_info.h"
 
 #include <memory>
 #include <new>
@@ -96,8 +97,8 @@ NPT_Result AppendLeaves(const ZoSsdpDeviceInfo& record, NPT_XmlElementNode& devi
 
 }  // namespace
 
-NPT_Result AppendDeviceElement(const ZoSsdpDeviceInfo& record, NPT_XmlElementNode* parent,
-                               NPT_XmlElementNode** device) try {
+NPT_Result ZoSsdpDeviceInfo::GetDescription(NPT_XmlElementNode* parent,
+                                            NPT_XmlElementNode** device) const try {
     if (device) *device = nullptr;
     if (!parent) return NPT_ERROR_INVALID_ARGUMENT;
     auto element = MakeElement("device");
@@ -105,16 +106,16 @@ NPT_Result AppendDeviceElement(const ZoSsdpDeviceInfo& record, NPT_XmlElementNod
     const NPT_Result result = Append(*parent, std::move(element));
     if (NPT_Failed(result)) return result;
     if (device) *device = listed;
-    return AppendLeaves(record, *listed);
+    return AppendLeaves(*this, *listed);
 } catch (const std::bad_alloc&) {
     return NPT_ERROR_NO_MEMORY;
 }
 
-NPT_Result WriteDescription(const ZoSsdpDeviceInfo& record, NPT_String& text) try {
+NPT_Result ZoSsdpDeviceInfo::GetDescription(NPT_String& desc) const try {
     NPT_XmlElementNode root(nullptr, "root");
-    const NPT_Result result = DescribeRoot(record, root);
+    const NPT_Result result = DescribeRoot(*this, root);
     if (NPT_Failed(result)) return result;
-    const NPT_OutputStreamReference stream(new NPT_StringOutputStream(text));
+    const NPT_OutputStreamReference stream(new NPT_StringOutputStream(desc));
     return NPT_XmlWriter(kSpacesPerLevel).Serialize(root, *stream, true);
 } catch (const std::bad_alloc&) {
     return NPT_ERROR_NO_MEMORY;

@@ -1,11 +1,10 @@
-#include "device/device_description.h"
-
 #include <gtest/gtest.h>
 
 #include <string>
 
 #include "core/string_output_stream.h"
 #include "core/testing/failing_allocation.h"
+#include "device/zo_ssdp_device_info.h"
 #include "xml/xml_writer.h"
 
 namespace {

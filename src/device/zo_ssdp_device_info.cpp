@@ -3,7 +3,6 @@
 #include <utility>
 
 #include "core/system.h"
-#include "device/device_description.h"
 #include "device/device_identifiers.h"
 
 ZoSsdpDeviceInfo::ZoSsdpDeviceInfo(NPT_HttpUrl description_url, const char* uuid,
@@ -21,15 +20,6 @@ ZoSsdpDeviceInfo::ZoSsdpDeviceInfo(NPT_HttpUrl description_url, const char* uuid
     m_URLBase.SetPath("", true);
     SetURLBase(m_URLDescription);
     UpdateConfigId();
-}
-
-NPT_Result ZoSsdpDeviceInfo::GetDescription(NPT_XmlElementNode* parent,
-                                            NPT_XmlElementNode** device) const {
-    return AppendDeviceElement(*this, parent, device);
-}
-
-NPT_Result ZoSsdpDeviceInfo::GetDescription(NPT_String& desc) const {
-    return WriteDescription(*this, desc);
 }
 
 NPT_String ZoSsdpDeviceInfo::GetDescriptionUrl(const char* bind_addr) const {

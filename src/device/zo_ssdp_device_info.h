@@ -34,6 +34,8 @@ class ZoSsdpDeviceInfo {
         const char* device_type = "", const char* friendly_name = "");
     virtual ~ZoSsdpDeviceInfo() = default;
 
+    // The two descriptions are made in device/device_description.cpp.
+    //
     // Appends the UPnP device element to parent, which owns it. *device, when asked for, is that
     // element; null after a failure that left none.
     //   NPT_ERROR_INVALID_ARGUMENT  null parent, or no memory for an element
