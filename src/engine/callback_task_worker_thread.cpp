@@ -8,7 +8,6 @@
 #include "binding/interpreter/interpreter_lock.h"
 #include "core/system.h"
 #include "engine/diagnostics_log.h"
-#include "engine/vireon.h"
 
 namespace {
 
@@ -169,9 +168,6 @@ void CallbackTaskWorkerThread::DeliverUntilStopped() {
 }
 
 void CallbackTaskWorkerThread::Deliver(ZoSsdpDeviceInfo& device) {
-    // The engine is destroyed with the interpreter lock held, so what is loaded under that lock is
-    // there until the script runs.
     const InterpreterVisit visit;
-    if (!visit) return;
-    if (Vireon* const vireon = m_pVireon.load()) vireon->CallbacktoClient(&device);
+    if (visit) m_pVireon.Deliver(device);
 }

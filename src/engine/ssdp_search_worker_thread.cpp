@@ -7,8 +7,9 @@
 #include "device/zo_output_stream.h"
 #include "engine/answer_stream.h"
 #include "engine/protocol.h"
-#include "engine/vireon.h"
 #include "http/http_client.h"
+#include "http/http_request_context.h"
+#include "http/http_response.h"
 #include "net/socket_platform.h"
 
 namespace {
@@ -56,7 +57,7 @@ void SsdpSearchWorkerThread::Close() {
 zorvane::Int32 SsdpSearchWorkerThread::Run() {
     if (m_socket && m_request) SearchUntilStopped();
     m_socket.reset();  // not kept for as long as somebody keeps the worker
-    return Vireon::kSearchStarted;
+    return kSearched;
 }
 
 void SsdpSearchWorkerThread::SearchUntilStopped() {
@@ -128,9 +129,7 @@ SsdpSearchWorkerThread::Reception SsdpSearchWorkerThread::TakeIn(
     NPT_HttpRequestContext context;
     context.SetLocalAddress(datagrams.GetInfo().local_address);
     context.SetRemoteAddress(datagrams.GetInfo().remote_address);
-    m_pVireon.Use([&](Vireon& vireon) {
-        vireon.ProcessSsdpSearchResponse(NPT_SUCCESS, *m_request, context, response.get());
-    });
+    m_pVireon.TakeIn(*m_request, context, *response);
     return Reception::kAnswer;
 }
 

@@ -22,6 +22,9 @@
 // request or an answer, and a pause. Any thread may call IsStopped and Close.
 class SsdpSearchWorkerThread : public ZOWorkerThreadEX {
   public:
+    // What Run gives, however the search went.
+    static constexpr zorvane::Int32 kSearched = 0x28800F00;
+
     // Takes ownership of socket and request.
     SsdpSearchWorkerThread(Vireon* vireon, NPT_UdpSocket* socket, NPT_HttpRequest* request,
                            NPT_TimeInterval interval);

@@ -347,3 +347,24 @@ PyObject* Vireon::CallbackWithoutArguments(const char* format) {
 void Vireon::CallBackWithoutArguments(const char* format) {
     ScriptObject::Steal(CallbackWithoutArguments(format));
 }
+
+std::shared_ptr<VireonLife> VireonLink::LifeOf(Vireon* vireon) {
+    return vireon ? vireon->GetLife() : nullptr;
+}
+
+bool VireonLink::IsStopped() const {
+    bool is_closed = true;
+    Use([&is_closed](const Vireon& vireon) { is_closed = vireon.isClosed; });
+    return is_closed;
+}
+
+void VireonLink::TakeIn(const NPT_HttpRequest& request, const NPT_HttpRequestContext& context,
+                        NPT_HttpResponse& response) const {
+    Use([&](Vireon& vireon) {
+        vireon.ProcessSsdpSearchResponse(NPT_SUCCESS, request, context, &response);
+    });
+}
+
+void VireonLink::Deliver(ZoSsdpDeviceInfo& device) const {
+    if (Vireon* const vireon = load()) vireon->CallbacktoClient(&device);
+}

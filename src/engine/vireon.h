@@ -37,7 +37,7 @@
 class Vireon {
   public:
     // What SearchDevices reports unless a multicast sender found no port.
-    static constexpr zorvane::Int32 kSearchStarted = 0x28800F00;
+    static constexpr zorvane::Int32 kSearchStarted = SsdpSearchWorkerThread::kSearched;
 
     Vireon();
     Vireon(const Vireon&) = delete;

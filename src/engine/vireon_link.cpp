@@ -1,7 +1,5 @@
 #include "engine/vireon_link.h"
 
-#include "engine/vireon.h"
-
 Vireon* VireonLife::Get() {
     std::lock_guard<CriticalSection> guard(lock_);
     return vireon_;
@@ -13,7 +11,7 @@ void VireonLife::End() {
 }
 
 void VireonLink::store(Vireon* vireon) {
-    std::shared_ptr<VireonLife> life = vireon ? vireon->GetLife() : nullptr;
+    std::shared_ptr<VireonLife> life = LifeOf(vireon);
     std::lock_guard<CriticalSection> guard(lock_);
     life_.swap(life);
 }
@@ -21,12 +19,6 @@ void VireonLink::store(Vireon* vireon) {
 Vireon* VireonLink::load() const {
     const std::shared_ptr<VireonLife> life = GetLife();
     return life ? life->Get() : nullptr;
-}
-
-bool VireonLink::IsStopped() const {
-    bool is_closed = true;
-    Use([&is_closed](const Vireon& vireon) { is_closed = vireon.isClosed; });
-    return is_closed;
 }
 
 std::shared_ptr<VireonLife> VireonLink::GetLife() const {

@@ -6,7 +6,11 @@
 
 #include "core/critical_section.h"
 
+class NPT_HttpRequest;
+class NPT_HttpRequestContext;
+class NPT_HttpResponse;
 class Vireon;
+class ZoSsdpDeviceInfo;
 
 // Whether one engine still exists. Shared by the engine, which ends it, and everybody who keeps a
 // pointer to the engine without owning it. Any thread.
@@ -32,7 +36,8 @@ class VireonLife {
 };
 
 // A worker's pointer to its engine: it may be cleared while others read it, and reads as null once
-// the engine is destroyed. Any thread.
+// the engine is destroyed. All that a worker asks of its engine it asks here; what that means to
+// the engine is defined with it (engine/vireon.cpp), so that a worker need not know it. Any thread.
 class VireonLink {
   public:
     explicit VireonLink(Vireon* vireon = nullptr) { store(vireon); }
@@ -44,6 +49,13 @@ class VireonLink {
     Vireon* load() const;
     // No engine, or a closed one.
     bool IsStopped() const;
+    // Hands an answer to the engine, which may want it or not; without an engine it is lost.
+    void TakeIn(const NPT_HttpRequest& request, const NPT_HttpRequestContext& context,
+                NPT_HttpResponse& response) const;
+    // Calls the engine's callable with the record; without an engine it does nothing. The
+    // interpreter lock is held: engines are destroyed under it, so this one is there until the
+    // script runs.
+    void Deliver(ZoSsdpDeviceInfo& device) const;
     // See VireonLife::Use.
     template <typename Function>
     bool Use(Function&& use) const {
@@ -52,6 +64,8 @@ class VireonLink {
     }
 
   private:
+    // Null for null.
+    static std::shared_ptr<VireonLife> LifeOf(Vireon* vireon);
     std::shared_ptr<VireonLife> GetLife() const;
 
     mutable CriticalSection lock_;
