@@ -13,9 +13,10 @@ FOLDERS = ("core", "net", "http", "xml", "device", "binding/interpreter", "engin
 
 PLATFORM_FOLDERS = ("posix", "win32")
 
-# The exceptions to two of the rules: "path: reason" a line.
+# The exceptions to three of the rules: "path: reason" a line.
 UNTESTED = pathlib.Path("tests/house/untested_sources.txt")
 ONE_PLATFORM = pathlib.Path("tests/house/one_platform_sources.txt")
+CIRCULAR = pathlib.Path("tests/house/circular_units.txt")
 
 INCLUDE = re.compile(r'^\s*#\s*include\s+(["<])([^">]+)[">]', re.M)
 PLATFORM_CONDITION = re.compile(
@@ -79,6 +80,41 @@ def includes_follow_the_order(root):
             if used is None or FOLDERS.index(used) > FOLDERS.index(own):
                 complaints.append(f"{path}: {own} may not include {included}")
     return complaints
+
+
+def unit_of(path):
+    """A header and its sources on all platforms are one unit: src/net/posix/socket_platform.cpp
+    belongs to src/net/socket_platform."""
+    return pathlib.Path(*(part for part in path.parts if part not in PLATFORM_FOLDERS)).with_suffix("")
+
+
+def units_form_no_circles(root):
+    """By includes. Tests use what they like."""
+    uses = {}
+    for path in sources(root):
+        if path.stem.endswith("_test") or "testing" in path.parts:
+            continue
+        unit = unit_of(path)
+        included = {unit_of(pathlib.Path("src", name))
+                    for mark, name in INCLUDE.findall(read(root, path)) if mark == '"'}
+        uses.setdefault(unit, set()).update(included - {unit})
+
+    def reached_from(unit):
+        reached = set()
+        to_follow = [unit]
+        while to_follow:
+            new = uses.get(to_follow.pop(), set()) - reached
+            reached |= new
+            to_follow += new
+        return reached
+
+    reached = {unit: reached_from(unit) for unit in uses}
+    faults = {}
+    for unit in uses:
+        circle = [other.name for other in uses if other in reached[unit] and unit in reached[other]]
+        if circle:
+            faults[str(unit)] = f"stands in a circle of includes ({', '.join(sorted(circle))})"
+    return unless_listed(root, CIRCULAR, faults)
 
 
 def platforms_stay_in_their_folders(root):

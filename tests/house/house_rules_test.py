@@ -26,6 +26,9 @@ class ThisTree(unittest.TestCase):
     def test_includes_follow_the_order(self):
         self.check(house_rules.includes_follow_the_order(ROOT))
 
+    def test_units_form_no_circles(self):
+        self.check(house_rules.units_form_no_circles(ROOT))
+
     def test_platforms_stay_in_their_folders(self):
         self.check(house_rules.platforms_stay_in_their_folders(ROOT))
 
@@ -118,6 +121,24 @@ class BadTree(unittest.TestCase):
         self.write("src/binding/module.h")
         self.write("src/engine/vireon.cpp", '#include "binding/module.h"\n')
         self.expect(house_rules.includes_follow_the_order, "engine may not include binding/module.h")
+
+    def test_units_in_a_circle(self):
+        self.write("src/net/address.h")
+        self.write("src/net/address.cpp", '#include "net/address.h"\n#include "net/resolver.h"\n')
+        self.write("src/net/resolver.h", '#include "core/list.h"\n')
+        self.write("src/net/posix/resolver.cpp", '#include "net/socket.h"\n')
+        self.write("src/net/socket.h", '#include "net/address.h"\n')
+        self.write("src/core/list.h")
+        circle = "in a circle of includes (address, resolver, socket)"
+        self.expect(house_rules.units_form_no_circles, f"src/net/address: stands {circle}",
+                    f"src/net/resolver: stands {circle}", f"src/net/socket: stands {circle}")
+
+    def test_units_without_a_circle(self):
+        self.write("src/net/address.h")
+        self.write("src/net/resolver.cpp", '#include "net/address.h"\n')
+        self.write("src/net/socket.h", '#include "net/address.h"\n#include "net/resolver.h"\n')
+        self.write("src/net/address_test.cpp", '#include "net/address.h"\n#include "net/socket.h"\n')
+        self.expect(house_rules.units_form_no_circles)
 
     def test_platform_conditions(self):
         for condition in ("#ifdef _WIN32", "#if defined(__linux__)", "#  ifndef _MSC_VER",

@@ -1,7 +1,11 @@
 #ifndef VIREON_NET_POSIX_INTERFACE_ENTRIES_H
 #define VIREON_NET_POSIX_INTERFACE_ENTRIES_H
 
-#include "net/interface_platform.h"
+#include "core/list.h"
+
+namespace interface_platform {
+struct Entry;
+}
 
 struct ifaddrs;
 

@@ -4,7 +4,11 @@
 #include <winsock2.h>
 #include <ws2tcpip.h>
 
-#include "net/interface_platform.h"
+#include "core/list.h"
+
+namespace interface_platform {
+struct Entry;
+}
 
 // The system's records, in their order.
 NPT_List<interface_platform::Entry> ToInterfaceEntries(const INTERFACE_INFO* records,
