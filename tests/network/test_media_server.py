@@ -10,21 +10,25 @@ import unittest
 
 from network_case import BROADCAST, MULTICAST_REQUEST, SEARCHER, NetworkCase
 from responder import GROUP, PORT
+from searcher import driver_command, module_directory
 
 SCRIPT = os.path.join(os.path.dirname(os.path.abspath(__file__)),
                       '..', '..', 'examples', 'media_server.py')
 
 
 class MediaServerTest(NetworkCase):
+    python = [sys.executable]
+
     def setUp(self):
         super().setUp()
         self.standard_network()     # which has no default route
 
     def start(self, *options):
         with self.there.entered():
-            server = subprocess.Popen([sys.executable, '-B', SCRIPT] + list(options),
+            server = subprocess.Popen(self.python + ['-B', SCRIPT] + list(options),
+                                      env=dict(os.environ, LC_ALL='C.UTF-8'),
                                       stdout=subprocess.PIPE, stderr=subprocess.STDOUT,
-                                      universal_newlines=True)
+                                      universal_newlines=True, encoding='utf-8')
         self.addCleanup(server.stdout.close)
         self.addCleanup(server.wait)
         self.addCleanup(server.kill)
@@ -32,7 +36,11 @@ class MediaServerTest(NetworkCase):
         return server
 
     def ask(self, destination=GROUP):
-        """The answer to one search from the other end of the cable, or None."""
+        """The answer to one search from the other end of the cable."""
+        return self.answer(destination)[0].decode()
+
+    def answer(self, destination=GROUP):
+        """The answer's bytes, and the address and port that it came from."""
         with self.here.entered():
             asking = socket.socket(socket.AF_INET, socket.SOCK_DGRAM)
         with asking:
@@ -41,7 +49,7 @@ class MediaServerTest(NetworkCase):
             asking.bind((SEARCHER, 0))
             asking.setsockopt(socket.IPPROTO_IP, socket.IP_MULTICAST_IF, socket.inet_aton(SEARCHER))
             asking.sendto(MULTICAST_REQUEST, (destination, PORT))
-            return asking.recv(65536).decode()
+            return asking.recvfrom(65536)
 
     def uuid(self):
         return re.search(r'\r\nUSN: uuid:([-0-9a-f]{36})::', self.ask()).group(1)
@@ -76,6 +84,31 @@ class MediaServerTest(NetworkCase):
         chosen = '01234567-89ab-cdef-0123-456789abcdef'
         self.assertEqual(self.uuid_of_a_run('--uuid', chosen), chosen)
 
+    def test_it_answers_from_its_own_port_unless_another_one_is_asked_for(self):
+        server = self.start()
+        self.assertEqual(self.answer()[1], ('10.77.1.2', PORT))
+        server.kill()
+        server.wait()
+        self.start('--other-port')
+        answer, (address, port) = self.answer()
+        self.assertIn(b'200 OK', answer)
+        self.assertEqual(address, '10.77.1.2')
+        self.assertNotEqual(port, PORT)
+
+    def test_its_name_may_be_in_any_language(self):
+        self.start('--name', 'Küche 東京')
+        self.assertIn('\r\nFriendlyName: Küche 東京\r\n', self.ask())
+
+    def test_it_serves_what_its_answer_points_to(self):
+        self.start('--serve', '--name', 'Den & Co')
+        with self.here.entered():
+            asking = socket.create_connection(('10.77.1.2', 8080), 5)
+        with asking:
+            asking.sendall(b'GET /description.xml HTTP/1.0\r\n\r\n')
+            with asking.makefile('rb') as response:
+                served = response.read()
+        self.assertIn(b'<friendlyName>Den &amp; Co</friendlyName>', served)
+
     def test_a_client_out_of_reach_ends_nothing(self):
         self.start()
         with self.here.entered():
@@ -88,6 +121,22 @@ class MediaServerTest(NetworkCase):
                    b'\x30\x39' + PORT.to_bytes(2, 'big') + size.to_bytes(2, 'big') + b'\0\0' +
                    MULTICAST_REQUEST, ('10.77.1.2', 0))
         self.assertIn('200 OK', self.ask())
+
+
+class OlderInterpreterTest(MediaServerTest):
+    """By the Python 2.7 that the module's hosts use, which may be the only one on a machine."""
+
+    def setUp(self):
+        if os.path.exists(os.path.join(module_directory(), '_vireon.pyd')):
+            self.skipTest('platform: on Windows the server is tried where its users run it, from the bundle')
+        super().setUp()
+        self.python = driver_command()
+
+    def test_it_is_the_same_server_by_either_interpreter(self):
+        uuids = set()
+        for self.python in (driver_command(), [sys.executable]):
+            uuids.add(self.uuid_of_a_run('--name', 'Küche'))
+        self.assertEqual(len(uuids), 1, uuids)
 
 
 if __name__ == '__main__':
