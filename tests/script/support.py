@@ -16,6 +16,11 @@ for folder in (HELPERS_DIR, MODULE_DIR):
 
 import _vireon  # noqa: E402
 
+if 'VIREON_LOOPBACK_ONLY' in os.environ:
+    # The machine is somebody's own and has its network: nothing is sent there.
+    import vireon_machine
+    vireon_machine.keep_here(_vireon.__file__)
+
 ON_WINDOWS = sys.platform == 'win32'
 
 pointer = ctypes.c_void_p
