@@ -50,6 +50,12 @@ class Dev(SmallTree):
             done = self.run_command("./dev", verb, *presets.split())
             self.assertEqual((3, "installing\n"), (done.returncode, done.stdout))
 
+    def test_windows_takes_one_option(self):
+        done = self.run_command("./dev", "windows", "--bundel")
+        self.assertEqual((1, "dev: 'windows' takes nothing but --bundle\n"), (done.returncode, done.stdout))
+        done = self.run_command("./dev", "windows", "--bundle")
+        self.assertEqual((3, "installing\n"), (done.returncode, done.stdout))
+
     def test_what_is_tested_without_a_word_is_known(self):
         done = self.run_command("./dev", "test")
         self.assertEqual((3, "installing\n"), (done.returncode, done.stdout))
