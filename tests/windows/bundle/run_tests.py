@@ -18,6 +18,7 @@ import socket
 import subprocess
 import sys
 import threading
+import uuid
 import _winreg
 
 HERE = os.path.dirname(os.path.abspath(__file__))
@@ -39,8 +40,9 @@ SKIP = re.compile(r"^(test\w* .*?) \.\.\. skipped '(.*)'$", re.M)
 FOUND = re.compile(r'^ *[\d.]+ s  found (.*) at (\S+)$', re.M)
 
 
-def say(text=''):
-    print(text)
+def say(text):
+    # What the system says of itself may hold characters that a report's file has no encoding for.
+    print(text.encode('ascii', 'replace') if isinstance(text, unicode) else text)  # noqa: F821
     sys.stdout.flush()
 
 
@@ -211,7 +213,7 @@ def self_test(results, what, server_options, **environment):
     title(what)
     others = {}
     for port, options in (('port %d' % PORT, []), ('another port', ['--other-port'])):
-        name = 'self-test %s %d' % (socket.gethostname(), os.getpid())
+        name = 'self-test %s' % uuid.uuid4()
         try:
             with server(name, *(server_options + options)):
                 found = search(**environment)

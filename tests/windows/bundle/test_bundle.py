@@ -211,6 +211,14 @@ class NewUser(OnAMachine):
         self.assertEqual(0, code, said)
         self.assertIn("usage: run.cmd", said)
 
+    def test_is_spared_naming_one_that_the_launcher_knows(self):
+        machine = self.machine(has_python=False)
+        (machine.prefix / "drive_c" / "some where").symlink_to(PYTHON)
+        (machine.folder / "py.cmd").write_text('@if "%1"=="-2.7" echo C:\\some where\\python.exe\n')
+        code, said = machine.run("--help")
+        self.assertEqual(0, code, said)
+        self.assertIn("usage: run.cmd", said)
+
 
 class Fault(OnAMachine):
     def expect(self, machine, *words):
