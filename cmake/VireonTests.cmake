@@ -6,14 +6,16 @@
 #   fuzz     replays a corpus                   sanitizer  shows that a check finds a fault
 find_package(Python3 REQUIRED COMPONENTS Interpreter)
 
-# vireon_script_test(NAME file.py [LABEL label] [PYTHON3] [SERIAL] [TIMEOUT seconds] [ARGS ...])
+# vireon_script_test(NAME file.py [LABEL label] [PYTHON3] [SERIAL] [TIMEOUT seconds] [ARGS ...]
+#     [ENVIRONMENT NAME=VALUE ...])
 #
 # A unittest script. It runs with the module's folder on its path, by VIREON_PYTHON_EXECUTABLE or,
 # with PYTHON3, by the build's own Python 3 (for tests that drive the module from outside). SERIAL is
 # for a test that measures time: nothing else then runs beside it. The environment names the
-# interpreter as VIREON_PYTHON and the module's folder as VIREON_MODULE_DIR.
+# interpreter as VIREON_PYTHON and the module's folder as VIREON_MODULE_DIR. What searches
+# runs once more for each older version of Windows, as NAME_on_VERSION.
 function(vireon_script_test name file)
-    cmake_parse_arguments(TEST "PYTHON3;SERIAL" "LABEL;TIMEOUT" "ARGS" ${ARGN})
+    cmake_parse_arguments(TEST "PYTHON3;SERIAL" "LABEL;TIMEOUT" "ARGS;ENVIRONMENT" ${ARGN})
     if(NOT TEST_LABEL)
         set(TEST_LABEL script)
     endif()
@@ -21,7 +23,8 @@ function(vireon_script_test name file)
         set(TEST_TIMEOUT 300)
     endif()
     set(interpreter ${VIREON_PYTHON_EXECUTABLE})
-    set(environment "VIREON_PYTHON=${VIREON_PYTHON_EXECUTABLE}" "VIREON_MODULE_DIR=${PROJECT_BINARY_DIR}")
+    set(environment "VIREON_PYTHON=${VIREON_PYTHON_EXECUTABLE}" "VIREON_MODULE_DIR=${PROJECT_BINARY_DIR}"
+        ${TEST_ENVIRONMENT})
     if(TEST_PYTHON3)
         set(interpreter ${Python3_EXECUTABLE})
     elseif(WIN32)
@@ -33,12 +36,26 @@ function(vireon_script_test name file)
             ${VIREON_PYTHON_EXECUTABLE})
     endif()
     cmake_path(ABSOLUTE_PATH file)
-    add_test(NAME ${name} COMMAND ${interpreter} -B ${file} --verbose ${TEST_ARGS})
-    set_tests_properties(${name} PROPERTIES
-        LABELS ${TEST_LABEL}
-        TIMEOUT ${TEST_TIMEOUT}
-        ENVIRONMENT "${environment}")
-    if(TEST_SERIAL)
-        set_tests_properties(${name} PROPERTIES RUN_SERIAL ON)
+    set(variants plain)
+    if(WIN32 AND (NOT TEST_PYTHON3 OR TEST_LABEL STREQUAL "network"))
+        list(APPEND variants on_win81 on_win7)
     endif()
+    foreach(variant IN LISTS variants)
+        set(test ${name})
+        set(variant_environment)
+        if(NOT variant STREQUAL "plain")
+            string(APPEND test _${variant})
+        endif()
+        if(variant MATCHES "^on_(.*)")
+            set(variant_environment VIREON_WINDOWS_VERSION=${CMAKE_MATCH_1})
+        endif()
+        add_test(NAME ${test} COMMAND ${interpreter} -B ${file} --verbose ${TEST_ARGS})
+        set_tests_properties(${test} PROPERTIES
+            LABELS ${TEST_LABEL}
+            TIMEOUT ${TEST_TIMEOUT}
+            ENVIRONMENT "${environment};${variant_environment}")
+        if(TEST_SERIAL)
+            set_tests_properties(${test} PROPERTIES RUN_SERIAL ON)
+        endif()
+    endforeach()
 endfunction()

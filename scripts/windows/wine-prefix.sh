@@ -5,7 +5,8 @@
 #        wine-prefix.sh clone DIR  makes DIR a light copy: a registry of its own, the drive shared
 #
 # Sockets live in the network namespace in which a prefix's server was started, so whoever runs in a
-# namespace, or changes the registry, works in a copy.
+# namespace, or changes the registry, works in a copy. A copy passes itself off as the Windows that
+# VIREON_WINDOWS_VERSION names (win7, win81, win10).
 set -euo pipefail
 cache=${XDG_CACHE_HOME:-$HOME/.cache}/vireon
 prefix=$cache/wine-prefix
@@ -36,6 +37,7 @@ case ${1-} in
         mkdir -p "$2"
         cp -a "$prefix"/*.reg "$prefix/.update-timestamp" "$prefix/dosdevices" "$2/"
         ln -sfn "$prefix/drive_c" "$2/drive_c"
+        printf '\n[Software\\\\Wine]\n"Version"="%s"\n' "${VIREON_WINDOWS_VERSION:-win10}" >>"$2/user.reg"
         ;;
     *)
         printf 'usage: wine-prefix.sh [clone DIR]\n' >&2

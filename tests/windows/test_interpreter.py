@@ -38,6 +38,13 @@ class Interpreter(unittest.TestCase):
     def test_its_library_is_its_own(self):
         self.assertTrue(same_file(os.path.dirname(os.__file__), self.folder + r'\Lib'), os.__file__)
 
+    def test_the_system_is_the_version_that_was_asked_for(self):
+        numbers = (ctypes.c_uint32 * 71)(71 * 4)
+        ctypes.windll.ntdll.RtlGetVersion(numbers)
+        expected = {'win7': (6, 1), 'win81': (6, 3), 'win10': (10, 0)}
+        self.assertEqual(expected[os.environ.get('VIREON_WINDOWS_VERSION', 'win10')],
+                         (numbers[1], numbers[2]))
+
 
 if __name__ == '__main__':
     unittest.main()

@@ -1,5 +1,6 @@
 """What the Windows module asks of its host and shows to it, read from the file itself."""
 import os
+import pathlib
 import re
 import subprocess
 import unittest
@@ -7,6 +8,22 @@ import unittest
 MODULE = os.path.join(os.environ["VIREON_MODULE_DIR"], "_vireon.pyd")
 # Parts of Windows itself. Anything else would have to be shipped beside the module.
 SYSTEM = {"kernel32.dll", "msvcrt.dll", "ws2_32.dll", "advapi32.dll", "user32.dll"}
+
+# The oldest version that the module is for: Windows 7.
+OLDEST = (6, 1)
+FUNCTIONS = pathlib.Path(__file__).with_name("functions.txt")
+
+
+def known_functions():
+    """The version that brought each function, by (library, function)."""
+    known = {}
+    for line in FUNCTIONS.read_text().splitlines():
+        if line and not line.startswith("#"):
+            where, names = line.split(":")
+            library, version = where.split()
+            since = tuple(map(int, version.split(".")))
+            known.update({(library, name): since for name in names.split()})
+    return known
 
 
 def dump():
@@ -29,6 +46,31 @@ class ModuleFile(unittest.TestCase):
     def test_imports_the_interpreter_and_the_system_only(self):
         self.assertIn("python27.dll", self.imports())
         self.assertEqual(self.imports() - {"python27.dll"} - SYSTEM, set())
+
+    def imported_functions(self):
+        """(library, function) of everything but the interpreter's."""
+        functions = set()
+        for table in self.text.split("DLL Name: ")[1:]:
+            library = table.split(None, 1)[0].lower()
+            if library != "python27.dll":
+                names = re.findall(r"^\t[0-9a-f]+\t +\d+  (\S+)$", table.split("\n\n")[0], re.M)
+                self.assertTrue(names, table)
+                functions.update((library, name) for name in names)
+        return functions
+
+    def test_imports_no_function_that_is_newer_than_windows_7(self):
+        known = known_functions()
+        functions = self.imported_functions()
+        self.assertIn(("kernel32.dll", "CreateThread"), functions)
+        self.assertEqual([], sorted(functions - set(known)), f"not in {FUNCTIONS.name}")
+        self.assertEqual([], sorted(each for each in functions if known[each] > OLDEST))
+
+    def test_asks_for_a_random_place_and_for_data_that_never_runs(self):
+        flags = int(re.search(r"^DllCharacteristics\s+([0-9a-f]{8})$", self.text, re.M).group(1), 16)
+        for name, flag in (("HIGH_ENTROPY_VA", 0x20), ("DYNAMIC_BASE", 0x40), ("NX_COMPAT", 0x100)):
+            self.assertTrue(flags & flag, name)
+        # Nothing could be moved without the list of what to mend then.
+        self.assertRegex(self.text, r"Entry 5 [0-9a-f]{16} (?!00000000)[0-9a-f]{8} Base Relocation")
 
     def test_never_links_the_component_library(self):
         # It is found in the process at run time; linking it would load it into every host.
