@@ -8,6 +8,7 @@ import subprocess
 import sys
 import tempfile
 import unittest
+import zipfile
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 
@@ -187,7 +188,7 @@ class Fetching(SmallTree):
         super().setUp()
         shutil.copytree(ROOT / "scripts", self.root / "scripts")
         for name in ("bash", "sh", "cat", "mkdir", "mktemp", "rm", "dirname", "cut", "sha256sum", "df", "tr",
-                     "awk"):
+                     "awk", "mv"):
             (self.root / "bin").mkdir(exist_ok=True)
             (self.root / "bin" / name).symlink_to(shutil.which(name))
         self.cache = self.root / "cache"
@@ -195,8 +196,8 @@ class Fetching(SmallTree):
     def fake(self, name, script):
         self.write(f"bin/{name}", f"#!/bin/sh\n{script}\n", 0o755)
 
-    def expect(self, sentence, **environment):
-        done = self.run_command("scripts/windows/interpreter.sh", PATH=str(self.root / "bin"),
+    def expect(self, sentence, command=("scripts/windows/interpreter.sh",), **environment):
+        done = self.run_command(*command, PATH=str(self.root / "bin"),
                                 XDG_CACHE_HOME=str(self.cache), **environment)
         self.assertEqual((1, sentence), (done.returncode, done.stdout.splitlines()[-1]), done.stdout)
         self.assertEqual([], [str(left) for left in self.cache.rglob("*") if left.is_file()])
@@ -238,6 +239,31 @@ class Fetching(SmallTree):
         self.fake("apt-get", "echo 'bookworm|Debian|main|http://mirror.invalid/'")
         (self.root / "bin/python3").symlink_to(sys.executable)
         self.expect(f"interpreter: could not unpack the Windows interpreter into {self.cache}/vireon")
+
+    def test_neighbours_without_a_network(self):
+        self.fake("pip3", "echo ERROR: Could not find a version that satisfies the requirement; exit 1")
+        for platform in ("linux", "windows"):
+            self.expect(f"fetch-wheels: pip could not fetch what neighbours-{platform}.txt pins; "
+                        "is the network there?", ("scripts/neighbours.sh", platform))
+
+    def test_neighbours_that_cannot_be_unpacked(self):
+        self.fake("pip3", "for folder; do :; done; echo no zip >\"$folder/some.whl\"")
+        (self.root / "bin/python3").symlink_to(sys.executable)
+        self.expect(f"neighbours: could not unpack the packages into {self.cache}/vireon",
+                    ("scripts/neighbours.sh", "linux"))
+
+    def test_neighbours_are_fetched_once(self):
+        with zipfile.ZipFile(self.root / "some.whl", "w") as wheel:
+            wheel.writestr("package/__init__.py", "")
+        self.fake("pip3", f"echo >>{self.root}/fetched; for folder; do :; done\n"
+                          f"{shutil.which('cp')} {self.root}/some.whl \"$folder\"")
+        (self.root / "bin/python3").symlink_to(sys.executable)
+        said = [self.run_command("scripts/neighbours.sh", "linux", PATH=str(self.root / "bin"),
+                                 XDG_CACHE_HOME=str(self.cache)).stdout.splitlines() for _ in range(2)]
+        folder, = self.cache.glob("vireon/*")
+        self.assertEqual([[str(folder)], [str(folder)]], [said[0][1:], said[1]])
+        self.assertTrue((folder / "package/__init__.py").exists())
+        self.assertEqual("\n", (self.root / "fetched").read_text())
 
     def test_a_chosen_interpreter_that_is_not_whole(self):
         for name in ("python.exe", "DLLs/select.pyd", "Lib/os.py", "include/Python.h", "libs/python27.lib"):

@@ -8,7 +8,8 @@ which they may make others without any privileges outside.
 VIREON_MODULE_DIR names the folder with the module, VIREON_PYTHON its Python 2.7. For other ways of
 running the module: VIREON_DRIVER_PYTHON is the interpreter's command line with what comes before
 it, VIREON_DRIVER_PRELOAD a library to load first (a sanitizer's), and VIREON_TIME_FACTOR stretches
-the tolerated delays for a slow build. CI=true fails what would be skipped.
+the tolerated delays for a slow build. VIREON_JOBS is how many tests run at a time unless -j says it. CI=true fails
+what would be skipped.
 
 Prints what unittest prints, in the order in which the tests end.
 """
@@ -72,7 +73,8 @@ def main():
     enter_private_network()
     parser = argparse.ArgumentParser()
     parser.add_argument('-v', '--verbose', action='store_true', help='name the tests that pass too')
-    parser.add_argument('-j', '--jobs', type=int, default=2 * os.cpu_count())
+    parser.add_argument('-j', '--jobs', type=int,
+                        default=os.environ.get('VIREON_JOBS', 2 * os.cpu_count()))
     parser.add_argument('parts', nargs='*')
     options = parser.parse_args()
 

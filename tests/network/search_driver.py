@@ -27,6 +27,7 @@ def emit(**event):
 
 
 sys.path.insert(0, os.environ['VIREON_MODULE_DIR'])
+modules_before = set(sys.modules)
 import _vireon  # noqa: E402  (the folder is known only now)
 
 
@@ -122,6 +123,21 @@ def op_stop_in_threads(count):
         emit(event='stopped', seconds=timed(_vireon.Vireon_Stop, engine))
     for _ in range(count):
         threading.Thread(target=run).start()
+
+
+def windows_version():
+    """What the system says to whoever asks it directly; programs without a manifest are told less."""
+    numbers = (ctypes.c_uint32 * 71)(71 * 4)
+    ctypes.windll.ntdll.RtlGetVersion(numbers)
+    return [numbers[1], numbers[2]]
+
+
+def op_surroundings(neighbours):
+    """Which version of Windows this is, if any, and which of these modules came when."""
+    loaded = [name for name in neighbours if name in sys.modules]
+    return {'version': windows_version() if os.name == 'nt' else None,
+            'before': [name for name in loaded if name in modules_before],
+            'after': [name for name in loaded if name not in modules_before]}
 
 
 def op_closed():

@@ -1,0 +1,57 @@
+"""A search with servers to be found, all in one process, in a namespace made by isolated.sh."""
+import contextlib
+import os
+import socket
+import struct
+import sys
+import threading
+import time
+
+import _vireon
+
+sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), '..', '..', 'examples'))
+from vireon import Vireon  # noqa: E402,F401  (what a script layer makes of the flat functions)
+
+GROUP, ADDRESS, PORT = '239.255.255.250', '10.77.0.1', 31288
+INTERVAL = 0.05
+DEVICE_TYPE = 'urn:schemas-upnp-org:device:ZOMediaServer:1'
+ANSWER = '\r\n'.join((
+    'HTTP/1.1 200 OK', 'EXT: ', 'LOCATION: http://10.77.0.1/', 'ST: ' + DEVICE_TYPE,
+    'USN: uuid:%(number)d::' + DEVICE_TYPE, 'FriendlyName: Server %(number)d', '', ''))
+
+
+class Servers(threading.Thread):
+    """Answers each request for as many servers as that; each answer has another number."""
+
+    def __init__(self, count):
+        threading.Thread.__init__(self)
+        self.daemon = True
+        self.count = count
+        self.socket = socket.socket(socket.AF_INET, socket.SOCK_DGRAM)
+        self.socket.bind(('', PORT))
+        self.socket.setsockopt(socket.IPPROTO_IP, socket.IP_ADD_MEMBERSHIP,
+                               socket.inet_aton(GROUP) + socket.inet_aton(ADDRESS))
+
+    def run(self):
+        number = 0
+        while True:
+            _, source = self.socket.recvfrom(2000)
+            for number in range(number, number + self.count):
+                self.socket.sendto(ANSWER % {'number': number}, source)
+
+
+@contextlib.contextmanager
+def searching(callback, count=3):
+    """Within it servers are found over and over. Its end is a stop."""
+    Servers(count).start()
+    with Vireon() as vireon:
+        vireon.search(INTERVAL, callback)
+        yield vireon
+
+
+def wait(condition, seconds=20):
+    """Goes on as soon as the condition holds, and when it has not within the time as well."""
+    limit = time.time() + seconds
+    while not condition() and time.time() < limit:
+        time.sleep(0.005)
+    return condition()
