@@ -1,8 +1,8 @@
 """A search with servers to be found, all in one process, in a namespace made by isolated.sh."""
 import contextlib
+import itertools
 import os
 import socket
-import struct
 import sys
 import threading
 import time
@@ -25,32 +25,45 @@ class Servers(threading.Thread):
 
     def __init__(self, count):
         threading.Thread.__init__(self)
-        self.daemon = True
         self.count = count
+        self.has_ended = False
         self.socket = socket.socket(socket.AF_INET, socket.SOCK_DGRAM)
         self.socket.bind(('', PORT))
+        self.socket.settimeout(INTERVAL)
         self.socket.setsockopt(socket.IPPROTO_IP, socket.IP_ADD_MEMBERSHIP,
                                socket.inet_aton(GROUP) + socket.inet_aton(ADDRESS))
 
     def run(self):
-        number = 0
-        while True:
-            _, source = self.socket.recvfrom(2000)
-            for number in range(number, number + self.count):
+        numbers = itertools.count()
+        while not self.has_ended:
+            try:
+                _, source = self.socket.recvfrom(2000)
+            except socket.timeout:
+                continue
+            for number in itertools.islice(numbers, self.count):
                 self.socket.sendto(ANSWER % {'number': number}, source)
+        self.socket.close()
+
+    def end(self):
+        self.has_ended = True
+        self.join()
 
 
 @contextlib.contextmanager
 def searching(callback, count=3):
     """Within it servers are found over and over. Its end is a stop."""
-    Servers(count).start()
-    with Vireon() as vireon:
-        vireon.search(INTERVAL, callback)
-        yield vireon
+    servers = Servers(count)
+    servers.start()
+    try:
+        with Vireon() as vireon:
+            vireon.search(INTERVAL, callback)
+            yield vireon
+    finally:
+        servers.end()
 
 
 def wait(condition, seconds=20):
-    """Goes on as soon as the condition holds, and when it has not within the time as well."""
+    """Goes on as soon as the condition holds, and at the latest after that time; tells whether it does."""
     limit = time.time() + seconds
     while not condition() and time.time() < limit:
         time.sleep(0.005)
