@@ -3,21 +3,38 @@
 
 #include <memory>
 
-// A light lock inside one process, recursive for its owner. Lock and Unlock make it usable with
-// std::lock_guard. Locks that this one protects are held for a few instructions, never over a wait.
-class CriticalSection {
+#include "core/thread_annotations.h"
+
+// A light lock inside one process, recursive for its owner. Held by a CriticalSectionLock, for a
+// few instructions, never over a wait.
+class CAPABILITY("critical section") CriticalSection {
   public:
     CriticalSection();
     CriticalSection(const CriticalSection&) = delete;
     CriticalSection& operator=(const CriticalSection&) = delete;
     ~CriticalSection();
 
-    void lock();
-    void unlock();
+    // Not checked themselves, since the platform's locks say nothing to the compiler.
+    void lock() ACQUIRE() NO_THREAD_SAFETY_ANALYSIS;
+    void unlock() RELEASE() NO_THREAD_SAFETY_ANALYSIS;
 
   private:
     struct State;
     std::unique_ptr<State> state_;
+};
+
+// Holds a critical section for a scope.
+class SCOPED_CAPABILITY CriticalSectionLock {
+  public:
+    explicit CriticalSectionLock(CriticalSection& section) ACQUIRE(section) : section_(section) {
+        section_.lock();
+    }
+    CriticalSectionLock(const CriticalSectionLock&) = delete;
+    CriticalSectionLock& operator=(const CriticalSectionLock&) = delete;
+    ~CriticalSectionLock() RELEASE() { section_.unlock(); }
+
+  private:
+    CriticalSection& section_;
 };
 
 #endif

@@ -2,7 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <mutex>
 #include <thread>
 #include <vector>
 
@@ -15,7 +14,7 @@ TEST(CriticalSection, KeepsThreadsApart) {
     for (int number = 0; number < 4; ++number) {
         threads.emplace_back([&] {
             for (int round = 0; round < 5000; ++round) {
-                const std::lock_guard<CriticalSection> lock(section);
+                const CriticalSectionLock lock(section);
                 ++count;
             }
         });
@@ -27,13 +26,13 @@ TEST(CriticalSection, KeepsThreadsApart) {
 
 TEST(CriticalSection, IsFreeForOthersAfterNestedUse) {
     CriticalSection section;
-    section.lock();
-    section.lock();
-    section.unlock();
-    section.unlock();
+    {
+        const CriticalSectionLock outer(section);
+        [&section] { const CriticalSectionLock inner(section); }();
+    }
     bool has_locked = false;
     std::thread([&] {
-        const std::lock_guard<CriticalSection> lock(section);
+        const CriticalSectionLock lock(section);
         has_locked = true;
     }).join();
     EXPECT_TRUE(has_locked);

@@ -5,15 +5,31 @@
 #include <utility>
 
 #include "core/mutex.h"
+#include "core/thread_annotations.h"
 #include "core/types.h"
 
 // The count behind every NPT_Reference to one object, whatever base class they see it through.
-struct NPT_ReferenceCounter {
-    // Throws std::bad_alloc when the mutex cannot be made.
-    NPT_ReferenceCounter() { const NPT_AutoLock usable(mutex); }
+class NPT_ReferenceCounter {
+  public:
+    // For one reference. Throws std::bad_alloc when the mutex cannot be made.
+    NPT_ReferenceCounter() { const NPT_AutoLock usable(mutex_); }
 
-    NPT_Mutex mutex;
-    NPT_UInt32 count = 1;
+    void Add() {
+        const NPT_AutoLock lock(mutex_);
+        ++count_;
+    }
+    // Whether that was the last one.
+    bool Drop() {
+        // Uncounted, the object is kept for good: nobody can tell who else uses it.
+        if (mutex_.Lock() != 0) return false;
+        const bool last = --count_ == 0;
+        mutex_.Unlock();
+        return last;
+    }
+
+  private:
+    NPT_Mutex mutex_;
+    NPT_UInt32 count_ GUARDED_BY(mutex_) = 1;
 };
 
 // A counted pointer to a shared object (a stream, a socket descriptor). The last reference deletes
@@ -32,10 +48,7 @@ class NPT_Reference {
         object_ = owned.release();
     }
     NPT_Reference(const NPT_Reference& other) : object_(other.object_), counter_(other.counter_) {
-        if (counter_) {
-            NPT_AutoLock lock(counter_->mutex);
-            ++counter_->count;
-        }
+        if (counter_) counter_->Add();
     }
     NPT_Reference(NPT_Reference&& other) noexcept { Swap(other); }
     // To a base class.
@@ -61,12 +74,7 @@ class NPT_Reference {
     void Release() {
         Counter* counter = std::exchange(counter_, nullptr);
         T* object = std::exchange(object_, nullptr);
-        if (!counter) return;
-        // Uncounted, it is kept for good: nobody can tell who else uses it.
-        if (NPT_Failed(counter->mutex.Lock())) return;
-        const bool last = --counter->count == 0;
-        counter->mutex.Unlock();
-        if (!last) return;
+        if (!counter || !counter->Drop()) return;
         delete counter;
         delete object;
     }
