@@ -6,6 +6,7 @@
 #include "core/mutex.h"
 #include "core/result.h"
 #include "core/thread.h"
+#include "core/thread_annotations.h"
 #include "core/types.h"
 
 class NPT_BsdSocketFd;
@@ -40,16 +41,16 @@ class BlockedThreadTable {
         const NPT_BsdSocketFd* descriptor = nullptr;  // null: the slot is free
     };
 
-    std::size_t HomeOf(NPT_Thread::ThreadId thread) const;
-    std::size_t Next(std::size_t index) const;
+    std::size_t HomeOf(NPT_Thread::ThreadId thread) const REQUIRES(mutex_);
+    std::size_t Next(std::size_t index) const REQUIRES(mutex_);
     // The thread's slot, or the free one where it belongs.
-    std::size_t SlotOf(NPT_Thread::ThreadId thread) const;
-    void Grow();
-    void CloseGap(std::size_t gap);
+    std::size_t SlotOf(NPT_Thread::ThreadId thread) const REQUIRES(mutex_);
+    void Grow() REQUIRES(mutex_);
+    void CloseGap(std::size_t gap) REQUIRES(mutex_);
 
     NPT_Mutex mutex_;
-    std::vector<Slot> slots_;
-    std::size_t entry_count_ = 0;
+    std::vector<Slot> slots_ GUARDED_BY(mutex_);
+    std::size_t entry_count_ GUARDED_BY(mutex_) = 0;
 };
 
 // The calling thread's entry in the shared table for a scope.
