@@ -35,7 +35,7 @@ ScriptObject MakeList(Items& items) {
     return list;
 }
 
-ScriptObject MakeDictionary(Items& items) {
+ScriptObject MakeDictionary(Items& items) REQUIRES(interpreter_lock) {
     if (items.size() % 2 != 0) return Fail("a dictionary's key without its value in format");
     ScriptObject dictionary = ScriptObject::Steal(PyDict_New());
     if (!dictionary) return dictionary;

@@ -7,9 +7,9 @@
 // zero. Scripts can name a format for a call but hand over no native arguments for it; an argument
 // list that is not there must not be read.
 //
-// The interpreter lock is held. Null with the interpreter's error set when an item cannot be built
-// from null or zero (an object, a converter, a complex number), when the format is malformed, and
-// when it nests deeper than 100 levels.
-ScriptObject BuildFromEmptyArguments(const char* format);
+// Null with the interpreter's error set when an item cannot be built from null or zero (an object,
+// a converter, a complex number), when the format is malformed, and when it nests deeper than 100
+// levels.
+ScriptObject BuildFromEmptyArguments(const char* format) REQUIRES(interpreter_lock);
 
 #endif

@@ -8,6 +8,7 @@ namespace {
 
 // repr() of what a format gives, or the name of the exception.
 std::string Build(const std::string& format) {
+    script::ExpectLocked();
     const ScriptObject built = BuildFromEmptyArguments(format.c_str());
     if (!built) {
         EXPECT_TRUE(PyErr_Occurred()) << format;
@@ -62,6 +63,7 @@ TEST(EmptyArguments, AgreeWithTheInterpreter) {
         ScriptObject::Steal(Py_BuildValue("(szuilkLKfdc[i]{i:i})", nullptr, nullptr, nullptr, 0, 0L,
                                           0UL, 0LL, 0ULL, 0.0, 0.0, 0, 0, 0, 0));
     ASSERT_TRUE(expected);
+    script::ExpectLocked();
     const ScriptObject built = BuildFromEmptyArguments("(szuilkLKfdc[i]{i:i})");
     ASSERT_TRUE(built);
     EXPECT_EQ(PyObject_RichCompareBool(expected.Get(), built.Get(), Py_EQ), 1);
@@ -84,12 +86,14 @@ TEST(EmptyArguments, FailForAKeyThatCannotBeHashed) {
 }
 
 TEST(EmptyArguments, MayNest100LevelsDeep) {
+    script::ExpectLocked();
     EXPECT_TRUE(BuildFromEmptyArguments((std::string(100, '[') + std::string(100, ']')).c_str()));
     EXPECT_EQ(Build(std::string(101, '(') + std::string(101, ')')), "SystemError");
     EXPECT_EQ(Build(std::string(1000000, '[')), "SystemError");
 }
 
 TEST(EmptyArguments, MayBeMany) {
+    script::ExpectLocked();
     const ScriptObject built = BuildFromEmptyArguments(std::string(100000, 'i').c_str());
     ASSERT_TRUE(built);
     EXPECT_EQ(PyTuple_Size(built.Get()), 100000);

@@ -77,9 +77,9 @@ PyObject* CloseDoor(PyObject*, PyObject*) {
 PyMethodDef close_door = {"close_door", CloseDoor, METH_NOARGS, nullptr};
 
 std::atomic<unsigned> ended_interpreters{0};
-bool is_end_awaited = false;  // guarded by the interpreter lock
+bool is_end_awaited GUARDED_BY(interpreter_lock) = false;
 
-void CountEnd() {
+void CountEnd() REQUIRES(interpreter_lock) {
     is_end_awaited = false;
     ++ended_interpreters;
 }

@@ -3,11 +3,18 @@
 
 #include <optional>
 
+#include "core/thread_annotations.h"
+
 // The interpreter's own types, so that only the sources need its headers.
 struct _object;
 typedef struct _object PyObject;
 struct _ts;
 typedef struct _ts PyThreadState;
+
+// The interpreter's lock to the compiler, which checks who holds it. The interpreter has the real
+// one; this is never defined.
+class CAPABILITY("interpreter lock") InterpreterLock {};
+extern InterpreterLock interpreter_lock;
 
 // True exactly when the calling thread holds the interpreter lock. Safe on any thread, with or
 // without an interpreter.
@@ -16,12 +23,12 @@ bool IsCurrentThreadHoldPythonGIL2();
 // Holds the interpreter lock for a scope, whether or not the thread held it before. Destroyed on
 // the thread that made it, in reverse order of creation. The interpreter must be alive: a thread
 // that cannot know uses InterpreterVisit.
-class PyAutoLock2 {
+class SCOPED_CAPABILITY PyAutoLock2 {
   public:
-    PyAutoLock2();
+    PyAutoLock2() ACQUIRE(interpreter_lock);
     PyAutoLock2(const PyAutoLock2&) = delete;
     PyAutoLock2& operator=(const PyAutoLock2&) = delete;
-    ~PyAutoLock2();
+    ~PyAutoLock2() RELEASE();
 
   private:
     int state_;
@@ -41,9 +48,8 @@ class PyAutoUnlock2 {
 };
 
 // Inserts and takes the caller's references to key and value (either may be null, which is a
-// failure), whether the insert succeeded or not. The lock must be held. 0, or -1 with the
-// interpreter's error set.
-int PyDict_SetItem2(PyObject* dict, PyObject* key, PyObject* value);
+// failure), whether the insert succeeded or not. 0, or -1 with the interpreter's error set.
+int PyDict_SetItem2(PyObject* dict, PyObject* key, PyObject* value) REQUIRES(interpreter_lock);
 
 // Lets native threads visit the interpreter from now on and has the interpreter call back when it
 // exits: the door is closed then, before anything of the interpreter is torn down. To be called
@@ -61,13 +67,14 @@ unsigned GetInterpreterNumber();
 
 // Holds the interpreter lock for a scope on a thread of our own, unless the interpreter is not
 // there or exits or has no memory for another thread: then the visit is refused and false. A thread
-// that holds the lock already is never refused.
-class InterpreterVisit {
+// that holds the lock already is never refused. To the compiler a refused visit holds it too:
+// whoever visits asks first.
+class SCOPED_CAPABILITY InterpreterVisit {
   public:
-    InterpreterVisit();
+    InterpreterVisit() ACQUIRE(interpreter_lock);
     InterpreterVisit(const InterpreterVisit&) = delete;
     InterpreterVisit& operator=(const InterpreterVisit&) = delete;
-    ~InterpreterVisit();
+    ~InterpreterVisit() RELEASE();
     explicit operator bool() const { return lock_.has_value() || own_state_ != nullptr; }
 
   private:

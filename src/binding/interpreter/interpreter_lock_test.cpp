@@ -46,8 +46,10 @@ TEST(InterpreterLock, IsHeldByANativeThreadForTheScopeOfALock) {
 TEST(InterpreterLock, MayBeTakenByAThreadThatHoldsIt) {
     {
         PyAutoLock2 outer;
-        PyAutoLock2 inner;
-        EXPECT_TRUE(IsCurrentThreadHoldPythonGIL2());
+        [] {
+            PyAutoLock2 inner;
+            EXPECT_TRUE(IsCurrentThreadHoldPythonGIL2());
+        }();
     }
     EXPECT_TRUE(IsCurrentThreadHoldPythonGIL2());
 }
@@ -84,6 +86,7 @@ class DictionaryInsert : public testing::Test {
 };
 
 TEST_F(DictionaryInsert, LeavesTheOnlyReferencesToTheDictionary) {
+    script::ExpectLocked();
     PyObject* const key = PyString_FromString("a key that nobody else has");
     PyObject* const value = PyString_FromString("a value that nobody else has");
     EXPECT_EQ(PyDict_SetItem2(dictionary_, key, value), 0);
@@ -93,6 +96,7 @@ TEST_F(DictionaryInsert, LeavesTheOnlyReferencesToTheDictionary) {
 }
 
 TEST_F(DictionaryInsert, ConsumesItsReferencesWhenItFails) {
+    script::ExpectLocked();
     PyObject* const unhashable = PyList_New(0);
     PyObject* const value = PyString_FromString("another value that nobody else has");
     Py_INCREF(unhashable);
@@ -106,6 +110,7 @@ TEST_F(DictionaryInsert, ConsumesItsReferencesWhenItFails) {
 }
 
 TEST_F(DictionaryInsert, FailsForWhatIsNoDictionary) {
+    script::ExpectLocked();
     PyObject* const list = PyList_New(0);
     EXPECT_EQ(PyDict_SetItem2(list, PyInt_FromLong(1), PyInt_FromLong(2)), -1);
     EXPECT_TRUE(PyErr_ExceptionMatches(PyExc_SystemError));
@@ -113,6 +118,7 @@ TEST_F(DictionaryInsert, FailsForWhatIsNoDictionary) {
 }
 
 TEST_F(DictionaryInsert, FailsForNullsAndConsumesTheRest) {
+    script::ExpectLocked();
     PyObject* const value = PyString_FromString("yet another value that nobody else has");
     Py_INCREF(value);
     EXPECT_EQ(PyDict_SetItem2(dictionary_, nullptr, value), -1);

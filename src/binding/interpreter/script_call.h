@@ -5,12 +5,11 @@
 
 #include "binding/interpreter/script_object.h"
 
-// Calls of script callables by the engine. The interpreter lock is held; nothing that a script
-// raises gets out.
+// Calls of script callables by the engine. Nothing that a script raises gets out.
 
 // Prints the script exception that is set, on the script's standard error, and clears it.
 // SystemExit is printed like any other: a callable must not end the host's process.
-void PrintScriptError();
+void PrintScriptError() REQUIRES(interpreter_lock);
 
 // Makes the argument object of a call from a format of the interpreter's Py_BuildValue; null with
 // the interpreter's error set on failure.
@@ -20,6 +19,7 @@ using ArgumentBuilder = std::function<ScriptObject(const char* format)>;
 // "(c)", so that one value still arrives as one argument; a null or empty format means a call
 // without arguments. When the arguments cannot be built that error is printed and nothing called.
 // The call's result, or null after an error.
-ScriptObject CallScript(PyObject* callable, const char* format, const ArgumentBuilder& build);
+ScriptObject CallScript(PyObject* callable, const char* format, const ArgumentBuilder& build)
+    REQUIRES(interpreter_lock);
 
 #endif

@@ -115,6 +115,7 @@ TEST_F(ScriptCall, PrintsThatAnObjectCannotBeCalled) {
 }
 
 TEST_F(ScriptCall, PrintsNothingWithoutAnException) {
+    script::ExpectLocked();
     PrintScriptError();
     EXPECT_EQ(script::Evaluate("sys.stderr.text"), "''");
 }

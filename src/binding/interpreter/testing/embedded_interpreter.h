@@ -6,6 +6,8 @@
 
 #include <string>
 
+#include "binding/interpreter/interpreter_lock.h"
+
 // A test program that is its own Python: the interpreter lives from before the first test to after
 // the last one, and the main thread holds its lock, as a script's thread does when it calls us.
 class EmbeddedInterpreter : public testing::Environment {
@@ -23,12 +25,19 @@ inline testing::Environment* const embedded_interpreter =
 
 namespace script {
 
-inline PyObject* GetGlobals() {
+// For the compiler, to which nothing shows that the caller holds the interpreter lock.
+inline void ExpectLocked() ASSERT_CAPABILITY(interpreter_lock) {
+    EXPECT_TRUE(IsCurrentThreadHoldPythonGIL2());
+}
+
+// The lock is needed for these too, so that whoever calls them holds it.
+
+inline PyObject* GetGlobals() ASSERT_CAPABILITY(interpreter_lock) {
     return PyModule_GetDict(PyImport_AddModule("__main__"));
 }
 
 // Runs statements in the main module.
-inline void Run(const std::string& code) {
+inline void Run(const std::string& code) ASSERT_CAPABILITY(interpreter_lock) {
     PyObject* const result = PyRun_String(code.c_str(), Py_file_input, GetGlobals(), GetGlobals());
     if (!result) PyErr_Print();
     EXPECT_NE(result, nullptr) << code;
@@ -36,7 +45,7 @@ inline void Run(const std::string& code) {
 }
 
 // What repr() says of an expression.
-inline std::string Evaluate(const std::string& expression) {
+inline std::string Evaluate(const std::string& expression) ASSERT_CAPABILITY(interpreter_lock) {
     PyObject* const value =
         PyRun_String(expression.c_str(), Py_eval_input, GetGlobals(), GetGlobals());
     if (!value) PyErr_Print();
@@ -48,7 +57,7 @@ inline std::string Evaluate(const std::string& expression) {
 }
 
 // A borrowed reference to a variable of the main module.
-inline PyObject* Get(const char* name) {
+inline PyObject* Get(const char* name) ASSERT_CAPABILITY(interpreter_lock) {
     return PyDict_GetItemString(GetGlobals(), name);
 }
 
