@@ -98,6 +98,9 @@ void Vireon::LeaveTheParentsThreads() {
     auto life = std::make_shared<VireonLife>(this);
     auto inherited = std::make_unique<Inherited>();
     new (&m_lock) NPT_Mutex;
+    // Throws where it could not be made, before the engine has lost anything: the next call tries
+    // again.
+    const NPT_AutoLock lock(m_lock);
     inherited->dispatch.swap(m_callbackThread);
     inherited->search.swap(m_searchThreads);
     inherited->waker.swap(waker_);

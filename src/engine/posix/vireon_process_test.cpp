@@ -483,6 +483,25 @@ TEST_F(VireonInAForkedChild, IsDestroyedWithoutAStop) {
     }));
 }
 
+TEST_F(VireonInAForkedChild, IsOfUseAgainAfterAnAllocationThatFailed) {
+    constexpr long kMoreThanAStopMakes = 8;
+    for (long nth = 1; nth <= kMoreThanAStopMakes; ++nth) {
+        EXPECT_TRUE(IsTrueInChild([this, nth] {
+            {
+                const FailingAllocation failing(nth);
+                try {
+                    vireon_->Stop();
+                } catch (const std::bad_alloc&) {
+                }
+                if (failing.HasHappened() && nth == kMoreThanAStopMakes) return false;
+            }
+            vireon_->Stop();
+            vireon_.reset();
+            return true;
+        })) << nth;
+    }
+}
+
 TEST_F(VireonInAForkedChild, SearchesAnew) {
     if (!IsForkOfThreadsSafe()) GTEST_SKIP() << kNoFork;
     EXPECT_TRUE(IsTrueInChild([this] {
