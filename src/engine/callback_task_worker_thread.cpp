@@ -2,7 +2,6 @@
 
 #include <exception>
 #include <limits>
-#include <mutex>
 #include <utility>
 
 #include "binding/interpreter/interpreter_lock.h"
@@ -58,7 +57,7 @@ CallbackTaskWorkerThread::~CallbackTaskWorkerThread() {
 
 void CallbackTaskWorkerThread::addTask(ZoSsdpDeviceInfo* device) {
     {
-        std::lock_guard<CriticalSection> guard(m_taskLock);
+        const CriticalSectionLock guard(m_taskLock);
         if (m_tasks->size() < limit_) {
             m_tasks->push_back(device);
             m_taskEvent.Set();
@@ -88,7 +87,7 @@ ZoSsdpDeviceInfo* CallbackTaskWorkerThread::getTask() {
 }
 
 void CallbackTaskWorkerThread::SetEngine(Vireon* vireon) {
-    std::lock_guard<CriticalSection> guard(m_taskLock);
+    const CriticalSectionLock guard(m_taskLock);
     m_pVireon.store(vireon);
     has_engine_ = vireon != nullptr;
     m_taskEvent.Set();
@@ -100,15 +99,15 @@ void CallbackTaskWorkerThread::Close() {
 }
 
 void CallbackTaskWorkerThread::TakeTasksFrom(CallbackTaskWorkerThread& other) {
-    std::lock_guard<CriticalSection> others(other.m_taskLock);
-    std::lock_guard<CriticalSection> guard(m_taskLock);
+    const CriticalSectionLock others(other.m_taskLock);
+    const CriticalSectionLock guard(m_taskLock);
     m_tasks.swap(other.m_tasks);
     m_taskEvent.Set();
 }
 
 void CallbackTaskWorkerThread::DestroyTasks() {
     {
-        std::lock_guard<CriticalSection> guard(m_taskLock);
+        const CriticalSectionLock guard(m_taskLock);
         is_discarded_ = true;
     }
     ZoSsdpDeviceInfo* device = nullptr;
@@ -117,7 +116,7 @@ void CallbackTaskWorkerThread::DestroyTasks() {
 }
 
 bool CallbackTaskWorkerThread::PopTask(ZoSsdpDeviceInfo*& device) {
-    std::lock_guard<CriticalSection> guard(m_taskLock);
+    const CriticalSectionLock guard(m_taskLock);
     device = nullptr;
     if (m_tasks->empty()) {
         if (has_engine_) m_taskEvent.Reset();
@@ -129,7 +128,7 @@ bool CallbackTaskWorkerThread::PopTask(ZoSsdpDeviceInfo*& device) {
 }
 
 void CallbackTaskWorkerThread::ReturnTask(std::unique_ptr<ZoSsdpDeviceInfo> device) {
-    std::lock_guard<CriticalSection> guard(m_taskLock);
+    const CriticalSectionLock guard(m_taskLock);
     if (is_discarded_) return;
     m_tasks->push_front(device.get());
     device.release();  // the queue's again

@@ -9,8 +9,10 @@
 #include "core/critical_section.h"
 #include "core/event.h"
 #include "core/process.h"
+#include "core/thread_annotations.h"
 #include "core/types.h"
 #include "device/zo_ssdp_device_info.h"
+#include "engine/lock_order.h"
 #include "engine/vireon_link.h"
 #include "engine/worker_thread.h"
 
@@ -42,11 +44,11 @@ class CallbackTaskWorkerThread : public ZOWorkerThreadEX {
     // The oldest record, which then belongs to the caller; null also when null was queued. Waits
     // without a time limit while there is none, with the interpreter lock released; null once
     // IsStopped.
-    ZoSsdpDeviceInfo* getTask();
+    ZoSsdpDeviceInfo* getTask() EXCLUDES(m_taskLock);
     bool IsStopped() const { return m_pVireon.IsStopped(); }
     // Lets the thread end and waits for it without a time limit, with the interpreter lock
     // released; on the thread itself it does not wait.
-    void Close();
+    void Close() EXCLUDES(m_taskLock);
     // As Close, without the wait.
     void SignalEnd() { SetEngine(nullptr); }
     // The engine whose callable is called; none or a closed one stops the worker.
@@ -57,7 +59,7 @@ class CallbackTaskWorkerThread : public ZOWorkerThreadEX {
     // memory, so that it cannot fail half-way. Two workers must not take from each other at once.
     void TakeTasksFrom(CallbackTaskWorkerThread& other);
     // Destroys what is left in the queue, and what the dispatch thread has taken but not delivered.
-    void DestroyTasks();
+    void DestroyTasks() EXCLUDES(m_taskLock);
     // Records that found the queue full.
     NPT_UInt64 GetDroppedCount() const { return dropped_count_; }
 
@@ -69,18 +71,18 @@ class CallbackTaskWorkerThread : public ZOWorkerThreadEX {
     // Puts a record that was taken back where it was, unless all that was there is destroyed.
     void ReturnTask(std::unique_ptr<ZoSsdpDeviceInfo> device);
     // False when the worker was stopped meanwhile.
-    bool WaitForTurn() const;
-    void DeliverUntilStopped();
-    void Deliver(ZoSsdpDeviceInfo& device);
+    bool WaitForTurn() const EXCLUDES(m_taskLock);
+    void DeliverUntilStopped() EXCLUDES(m_taskLock);
+    void Deliver(ZoSsdpDeviceInfo& device) EXCLUDES(m_taskLock);
 
     VireonLink m_pVireon;
-    std::shared_ptr<TaskQueue> m_tasks;
+    std::shared_ptr<TaskQueue> m_tasks GUARDED_BY(m_taskLock);
     // Set while there may be something to take or the worker has no engine. Reset and set under the
     // lock only, so that whoever resets it because the queue is empty misses no end.
     Event m_taskEvent;
-    CriticalSection m_taskLock;
-    bool has_engine_;
-    bool is_discarded_ = false;  // DestroyTasks was called
+    CriticalSection m_taskLock ACQUIRED_AFTER(lock_order::queue) ACQUIRED_BEFORE(lock_order::link);
+    bool has_engine_ GUARDED_BY(m_taskLock);
+    bool is_discarded_ GUARDED_BY(m_taskLock) = false;  // DestroyTasks was called
     const std::size_t limit_;
     const std::shared_ptr<DeliveryTurn> turn_;
     std::atomic<NPT_UInt64> dropped_count_{0};

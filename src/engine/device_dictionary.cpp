@@ -4,7 +4,8 @@
 
 namespace {
 
-bool SetText(PyObject* dictionary, const char* key, const NPT_String& value) {
+bool SetText(PyObject* dictionary, const char* key, const NPT_String& value)
+    REQUIRES(interpreter_lock) {
     PyObject* const name = PyUnicode_FromString(key);
     PyObject* const text = name ? PyString_FromString(value.GetChars()) : nullptr;
     return PyDict_SetItem2(dictionary, name, text) == 0;

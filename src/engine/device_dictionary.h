@@ -5,7 +5,7 @@
 #include "device/zo_ssdp_device_info.h"
 
 // The dictionary that a script receives for a device: 15 properties, unicode keys, byte-string
-// values. The interpreter lock is held. Null with the interpreter's error set when memory runs out.
-ScriptObject BuildDeviceDictionary(ZoSsdpDeviceInfo& device);
+// values. Null with the interpreter's error set when memory runs out.
+ScriptObject BuildDeviceDictionary(ZoSsdpDeviceInfo& device) REQUIRES(interpreter_lock);
 
 #endif

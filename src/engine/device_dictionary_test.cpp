@@ -31,6 +31,7 @@ TEST_F(DeviceDictionary, HasFifteenEntries) {
     device_.m_DBStatus = "ready";
     device_.m_Version = "1.2";
     device_.m_PresentationURL = "not passed";
+    script::ExpectLocked();
     const ScriptObject dictionary = BuildDeviceDictionary(device_);
     ASSERT_TRUE(dictionary);
     const ScriptObject expected = ScriptObject::Steal(Py_BuildValue(
@@ -44,6 +45,7 @@ TEST_F(DeviceDictionary, HasFifteenEntries) {
 }
 
 TEST_F(DeviceDictionary, HasUnicodeKeysAndByteStringValuesOfItsOwn) {
+    script::ExpectLocked();
     const ScriptObject dictionary = BuildDeviceDictionary(device_);
     ASSERT_TRUE(dictionary);
     EXPECT_EQ(PyDict_Size(dictionary.Get()), 15);
@@ -63,6 +65,7 @@ TEST_F(DeviceDictionary, HasUnicodeKeysAndByteStringValuesOfItsOwn) {
 
 TEST_F(DeviceDictionary, PassesBytesOnAsTheyAre) {
     device_.m_ModelName = "\xC3\xA9\xFF<&>\x01";
+    script::ExpectLocked();
     const ScriptObject dictionary = BuildDeviceDictionary(device_);
     ASSERT_TRUE(dictionary);
     EXPECT_STREQ(PyString_AsString(PyDict_GetItemString(dictionary.Get(), "modelName")),

@@ -41,7 +41,7 @@ ScriptObject BuildFromList(const char* format, va_list arguments) {
     return ScriptObject::Steal(Py_VaBuildValue(format, arguments));
 }
 
-void CallWithArguments(PyObject* callable, const char* format, ...) {
+void CallWithArguments(PyObject* callable, const char* format, ...) REQUIRES(interpreter_lock) {
     va_list arguments;
     va_start(arguments, format);
     CallScript(callable, format,
@@ -64,7 +64,8 @@ Vireon::Vireon()
 
 Vireon::~Vireon() {
     LeaveTheParentsThreads();
-    ReleaseCallback();
+    // Without one nothing is asked of the interpreter.
+    if (m_pyCallback) ReleaseCallback();
     DiagnosticsLog::Get().Wide(kLifecycleLogLevel, L"[vireon] Vireon::~Vireon");
     // Nobody can stop a search any more when the interpreter exits, and waiting for one that runs
     // would keep the process from ending.
@@ -122,7 +123,6 @@ void Vireon::ForgetCallbackOfEndedInterpreter() {
 }
 
 void Vireon::ReleaseCallback() {
-    if (!m_pyCallback) return;
     const InterpreterVisit visit;
     if (!visit) {
         m_pyCallback.Release();  // went with its interpreter

@@ -11,9 +11,11 @@
 #include "core/list.h"
 #include "core/mutex.h"
 #include "core/process.h"
+#include "core/thread_annotations.h"
 #include "core/time.h"
 #include "device/zo_ssdp_device_info.h"
 #include "engine/callback_task_worker_thread.h"
+#include "engine/lock_order.h"
 #include "engine/ssdp_search_worker_thread.h"
 #include "engine/vireon_link.h"
 #include "http/http_message.h"
@@ -29,8 +31,7 @@
 //
 // Script threads, which hold the interpreter lock, configure, start, stop and destroy it; search
 // threads call the three processing operations; the dispatch thread alone calls CallbacktoClient.
-// Locks are taken in the order interpreter lock, m_lock, the queue's lock; under the last two
-// nothing waits for a thread or for the interpreter.
+// The locks follow engine/lock_order.h.
 //
 // A forked child may stop, destroy and search with the engine that it inherited: it waits for none
 // of its parent's threads, and leaves to them what they may hold locked.
@@ -51,19 +52,20 @@ class Vireon {
     // what is longer than the clock can hold never again.
     void SetInterVal(float seconds);
     // Replaces the callable; null and None leave none. It is not checked that it can be called.
-    void SetCallback(PyObject* callback);
+    void SetCallback(PyObject* callback) REQUIRES(interpreter_lock) EXCLUDES(m_lock);
     // Starts a search on the local interfaces: kSearchStarted, or 0 when the dispatch thread cannot
     // be had (nothing is started then) or a multicast sender found no port (what was started before
     // keeps running). Addresses that come later take a new search. Does not reset isClosed: a
     // search on a closed engine sends once and ends. What an earlier search found and Stop left
     // undelivered is destroyed; without a Stop in between it is handed on.
-    zorvane::Int32 SearchDevices();
+    zorvane::Int32 SearchDevices() EXCLUDES(m_lock);
     // The same search on the interfaces given.
-    zorvane::Int32 SearchInterfaces(const NPT_List<NPT_NetworkInterface*>& interfaces);
+    zorvane::Int32 SearchInterfaces(const NPT_List<NPT_NetworkInterface*>& interfaces)
+        EXCLUDES(m_lock);
     // Closes the engine, wakes its threads and waits for them, with the interpreter lock released:
     // at most 50 ms plus the callback that is running. On the dispatch thread it does not wait for
     // that one. A second call finds nobody to wait for.
-    void Stop();
+    void Stop() EXCLUDES(m_lock);
 
     // Checks an answer to a search and takes it in.
     //   response_result, when that is not 0
@@ -83,18 +85,20 @@ class Vireon {
 
     // Calls the callable with ("Update Service", the device's dictionary). Takes the interpreter
     // lock itself; does nothing without a device, a callable or a living interpreter.
-    void CallbacktoClient(ZoSsdpDeviceInfo* device);
+    void CallbacktoClient(ZoSsdpDeviceInfo* device) EXCLUDES(m_lock);
     // Calls the callable with arguments built as the interpreter's Py_BuildValue does; a format of
-    // one character becomes a tuple of one, none or "" a call without arguments. The interpreter
-    // lock is held. A script exception is printed and cleared, SystemExit like any other; so is a
-    // failure to build the arguments, and then the callable is not called.
-    // A new reference, or null after an exception and without a callable.
-    PyObject* _Callback(const char* format, va_list arguments);
+    // one character becomes a tuple of one, none or "" a call without arguments. A script exception
+    // is printed and cleared, SystemExit like any other; so is a failure to build the arguments,
+    // and then the callable is not called. A new reference, or null after an exception and without
+    // a callable.
+    PyObject* _Callback(const char* format, va_list arguments) REQUIRES(interpreter_lock)
+        EXCLUDES(m_lock);
     // Does nothing without a callable.
-    void CallBack(const char* format, ...);
+    void CallBack(const char* format, ...) REQUIRES(interpreter_lock) EXCLUDES(m_lock);
     // The same two for a caller that has a format but no arguments: every item is null or zero.
-    PyObject* CallbackWithoutArguments(const char* format);
-    void CallBackWithoutArguments(const char* format);
+    PyObject* CallbackWithoutArguments(const char* format) REQUIRES(interpreter_lock)
+        EXCLUDES(m_lock);
+    void CallBackWithoutArguments(const char* format) REQUIRES(interpreter_lock) EXCLUDES(m_lock);
 
     const std::shared_ptr<VireonLife>& GetLife() const { return life_; }
 
@@ -108,8 +112,9 @@ class Vireon {
 
     // False when its thread cannot be had, then everything is as before; and when another thread
     // destroyed the engine meanwhile.
-    bool StartDispatch();
-    bool ReplaceDispatch(const DispatchThread& old, const DispatchThread& dispatch);
+    bool StartDispatch() EXCLUDES(m_lock);
+    bool ReplaceDispatch(const DispatchThread& old, const DispatchThread& dispatch)
+        EXCLUDES(m_lock);
     // False when a multicast sender finds no port.
     bool StartSenders(const NPT_List<NPT_NetworkInterface*>& interfaces);
     void StartSearchThread(std::unique_ptr<NPT_UdpSocket> socket,
@@ -122,22 +127,21 @@ class Vireon {
     std::vector<SearchThread> TakeEndedSearchThreads();
     // The waker of the running search, made where there is none.
     std::shared_ptr<SocketWaker> GetWaker();
-    // A reference of the caller's own, or none. The interpreter lock is held.
-    ScriptObject GetCallback();
-    void ForgetCallbackOfEndedInterpreter();
-    void ReleaseCallback();
+    // A reference of the caller's own, or none.
+    ScriptObject GetCallback() REQUIRES(interpreter_lock) EXCLUDES(m_lock);
+    void ForgetCallbackOfEndedInterpreter() REQUIRES(interpreter_lock);
+    void ReleaseCallback() EXCLUDES(m_lock);
 
     std::atomic<float> m_interval;
-    // Both are only touched with the interpreter lock held.
-    ScriptObject m_pyCallback;
-    unsigned interpreter_of_callback_ = GetInterpreterNumber();
+    ScriptObject m_pyCallback GUARDED_BY(interpreter_lock);
+    unsigned interpreter_of_callback_ GUARDED_BY(interpreter_lock) = GetInterpreterNumber();
 
-    // Guards the next four; so no record is queued behind the back of a replacement.
-    NPT_Mutex m_lock;
-    DispatchThread m_callbackThread;
-    std::vector<SearchThread> m_searchThreads;
-    std::shared_ptr<SocketWaker> waker_;
-    bool was_stopped_ = false;  // since the last search was started
+    // Held also while a record is queued, so no record is queued behind the back of a replacement.
+    NPT_Mutex m_lock ACQUIRED_AFTER(lock_order::engine) ACQUIRED_BEFORE(lock_order::queue);
+    DispatchThread m_callbackThread GUARDED_BY(m_lock);
+    std::vector<SearchThread> m_searchThreads GUARDED_BY(m_lock);
+    std::shared_ptr<SocketWaker> waker_ GUARDED_BY(m_lock);
+    bool was_stopped_ GUARDED_BY(m_lock) = false;  // since the last search was started
 
     std::shared_ptr<CallbackTaskWorkerThread::DeliveryTurn> turn_;
     std::shared_ptr<VireonLife> life_;

@@ -1,18 +1,18 @@
 #include "engine/vireon_link.h"
 
 Vireon* VireonLife::Get() {
-    std::lock_guard<CriticalSection> guard(lock_);
+    const CriticalSectionLock guard(lock_);
     return vireon_;
 }
 
 void VireonLife::End() {
-    std::lock_guard<CriticalSection> guard(lock_);
+    const CriticalSectionLock guard(lock_);
     vireon_ = nullptr;
 }
 
 void VireonLink::store(Vireon* vireon) {
     std::shared_ptr<VireonLife> life = LifeOf(vireon);
-    std::lock_guard<CriticalSection> guard(lock_);
+    const CriticalSectionLock guard(lock_);
     life_.swap(life);
 }
 
@@ -22,6 +22,6 @@ Vireon* VireonLink::load() const {
 }
 
 std::shared_ptr<VireonLife> VireonLink::GetLife() const {
-    std::lock_guard<CriticalSection> guard(lock_);
+    const CriticalSectionLock guard(lock_);
     return life_;
 }

@@ -2,9 +2,10 @@
 #define VIREON_ENGINE_VIREON_LINK_H
 
 #include <memory>
-#include <mutex>
 
 #include "core/critical_section.h"
+#include "core/thread_annotations.h"
+#include "engine/lock_order.h"
 
 class NPT_HttpRequest;
 class NPT_HttpRequestContext;
@@ -22,7 +23,7 @@ class VireonLife {
     // use must not wait for the interpreter lock. False when the engine was gone.
     template <typename Function>
     bool Use(Function&& use) {
-        std::lock_guard<CriticalSection> guard(lock_);
+        const CriticalSectionLock guard(lock_);
         if (!vireon_) return false;
         use(*vireon_);
         return true;
@@ -31,8 +32,8 @@ class VireonLife {
     void End();
 
   private:
-    CriticalSection lock_;
-    Vireon* vireon_;
+    CriticalSection lock_ ACQUIRED_AFTER(interpreter_lock) ACQUIRED_BEFORE(lock_order::engine);
+    Vireon* vireon_ GUARDED_BY(lock_);
 };
 
 // A worker's pointer to its engine: it may be cleared while others read it, and reads as null once
@@ -68,8 +69,8 @@ class VireonLink {
     static std::shared_ptr<VireonLife> LifeOf(Vireon* vireon);
     std::shared_ptr<VireonLife> GetLife() const;
 
-    mutable CriticalSection lock_;
-    std::shared_ptr<VireonLife> life_;
+    mutable CriticalSection lock_ ACQUIRED_AFTER(lock_order::link);
+    std::shared_ptr<VireonLife> life_ GUARDED_BY(lock_);
 };
 
 #endif

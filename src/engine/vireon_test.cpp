@@ -83,6 +83,7 @@ class VireonTest : public testing::Test {
         return script::Evaluate("[call[1]['friendlyName'] for call in calls]");
     }
     std::string CallBack(const char* format) {
+        script::ExpectLocked();
         PyObject* const result = vireon_->CallbackWithoutArguments(format);
         EXPECT_FALSE(PyErr_Occurred());
         const std::string text = result ? PyString_AsString(result) : "null";
@@ -116,6 +117,7 @@ TEST_F(VireonTest, HoldsOneReferenceToTheCallable) {
 }
 
 TEST_F(VireonTest, HoldsNoReferenceToNone) {
+    script::ExpectLocked();
     const Py_ssize_t before = Py_REFCNT(Py_None);
     vireon_->SetCallback(Py_None);
     EXPECT_EQ(Py_REFCNT(Py_None), before);
@@ -188,6 +190,7 @@ TEST_F(VireonTest, PrintsWhatCannotBeBuiltWithoutArgumentsAndDoesNotCall) {
 }
 
 TEST_F(VireonTest, DoesNothingWithoutACallable) {
+    script::ExpectLocked();
     vireon_->CallBack("s", "text");
     vireon_->CallBackWithoutArguments("s");
     EXPECT_EQ(CallBack("s"), "null");
@@ -217,6 +220,7 @@ TEST_F(VireonTest, KeepsTheCallableForTheCallThatReplacesIt) {
     engine = vireon_.get();
     static PyMethodDef drop = {"drop",
                                [](PyObject*, PyObject*) -> PyObject* {
+                                   script::ExpectLocked();
                                    engine->SetCallback(nullptr);
                                    Py_RETURN_NONE;
                                },
@@ -671,7 +675,10 @@ TEST_F(VireonTest, SurvivesEverythingAtOnce) {
     run([this] { StartDispatchOnly(); });
     run([this] { vireon_->Stop(); });
     run([this] { vireon_->SetCallback(script::Get("record")); });
-    run([this] { vireon_->SetCallback(Py_None); });
+    run([this] {
+        script::ExpectLocked();
+        vireon_->SetCallback(Py_None);
+    });
     run([this] { Process(Complete()); });
     threads.emplace_back([this, &is_done] {
         while (!is_done)

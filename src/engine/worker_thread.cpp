@@ -1,6 +1,5 @@
 #include "engine/worker_thread.h"
 
-#include <mutex>
 #include <utility>
 
 #include "binding/interpreter/interpreter_lock.h"
@@ -24,7 +23,7 @@ ZOWorkerThreadEX::~ZOWorkerThreadEX() {
 }
 
 NPT_Int32 ZOWorkerThreadEX::Start() {
-    std::lock_guard<CriticalSection> guard(start_lock_);
+    const CriticalSectionLock guard(start_lock_);
     if (thread_) return 0;
     auto start = std::make_unique<ThreadStart>(ThreadStart{this, weak_from_this().lock()});
     std::unique_ptr<SystemThread> thread = SystemThread::Start(ThreadEntry, start.get());

@@ -371,6 +371,7 @@ PyObject* CountCall(PyObject* counter, PyObject*) {
 PyMethodDef count_call = {"count_call", CountCall, METH_VARARGS, nullptr};
 
 void CountCallsIn(Vireon& vireon, int& count) {
+    script::ExpectLocked();
     PyObject* const counter = PyCObject_FromVoidPtr(&count, nullptr);
     PyObject* const callable = PyCFunction_New(&count_call, counter);
     vireon.SetCallback(callable);
