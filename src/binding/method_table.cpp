@@ -62,7 +62,8 @@ bool IsEmptyList(const void* list) {
     return std::memcmp(list, zeros, kSize) == 0;
 }
 
-PyObject* CallBackWithList(Vireon* engine, const char* format, va_list& arguments) {
+PyObject* CallBackWithList(Vireon* engine, const char* format, va_list& arguments)
+    REQUIRES(interpreter_lock) {
     if (IsEmptyList(&arguments)) return engine->CallbackWithoutArguments(format);
     va_list copy;
     va_copy(copy, arguments);
