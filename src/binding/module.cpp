@@ -11,17 +11,17 @@ namespace {
 // The module has none.
 const binding::Constant kConstants[] = {{0, nullptr, 0, 0, nullptr, nullptr}};
 
-bool is_end_awaited = false;
+bool is_end_awaited GUARDED_BY(interpreter_lock) = false;
 
 // A host may start the interpreter again and import the module anew.
-void EndInterpreter() {
+void EndInterpreter() REQUIRES(interpreter_lock) {
     is_end_awaited = false;
     binding::ForgetClasses(binding::OwnModule());
 }
 
 // The interpreter has room for few such functions, so for one of ours only, however often the
 // module is loaded. Without it a next interpreter finds the classes of this one.
-void AwaitEnd() {
+void AwaitEnd() REQUIRES(interpreter_lock) {
     if (!is_end_awaited) is_end_awaited = Py_AtExit(EndInterpreter) == 0;
 }
 
@@ -29,7 +29,7 @@ void AwaitEnd() {
 
 // What the interpreter calls on "import _vireon". An exception that creating the module leaves
 // behind is the import's.
-PyMODINIT_FUNC init_vireon() {
+PyMODINIT_FUNC init_vireon() REQUIRES(interpreter_lock) {
     // Native threads call scripts. Not only once this copy of the module starts one: an engine of
     // another copy's may end here, and that has to know when the interpreter exits.
     OpenInterpreterToThreads();

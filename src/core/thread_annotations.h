@@ -12,7 +12,7 @@
 //   REQUIRES(lock)          a function whose callers hold the lock
 //   EXCLUDES(lock)          a function whose callers do not
 //   ACQUIRED_BEFORE(lock)   the order of locks, told of the one that is taken first, or of the one
-//   ACQUIRED_AFTER(lock)    that is taken last; &Class::lock names every object's
+//   ACQUIRED_AFTER(lock)    that is taken last
 //   ACQUIRE(), RELEASE()    what a lock's own functions do, or a scoped one's with the lock named
 //   TRY_ACQUIRE(value)      a function that locked when it returns the value; who calls it compares
 //                           with the bare number

@@ -41,7 +41,7 @@ class ZOWorkerThreadEX : public std::enable_shared_from_this<ZOWorkerThreadEX> {
   private:
     static NPT_UInt32 ThreadEntry(void* start);
 
-    CriticalSection start_lock_;
+    CriticalSection start_lock_;  // one Start at a time
     std::atomic<SystemThread*> thread_{nullptr};
     std::atomic<bool> has_ended_{false};
 };
