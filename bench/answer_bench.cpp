@@ -98,7 +98,10 @@ class Script {
             "    global calls\n"
             "    calls += 1\n");
     }
-    PyObject* GetCallable() const { return PyDict_GetItemString(GetGlobals(), "callable"); }
+    // The benchmarks' thread holds the lock from when the interpreter starts.
+    PyObject* GetCallable() const ASSERT_CAPABILITY(interpreter_lock) {
+        return PyDict_GetItemString(GetGlobals(), "callable");
+    }
     long GetCalls() const { return PyInt_AsLong(PyDict_GetItemString(GetGlobals(), "calls")); }
 
   private:
