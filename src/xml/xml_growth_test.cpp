@@ -112,22 +112,24 @@ void PrintTo(const Work& work, std::ostream* out) {
 
 class XmlGrowth : public testing::TestWithParam<Work> {};
 
-// The fastest of three: what else the machine does only adds.
 double SecondsFor(const Work& work, int count) {
-    double fastest = 1e9;
-    for (int round = 0; round < 3; ++round) {
-        const std::clock_t begin = std::clock();
-        work.run(count);
-        fastest = std::min(fastest, static_cast<double>(std::clock() - begin) / CLOCKS_PER_SEC);
-    }
-    return fastest;
+    const std::clock_t begin = std::clock();
+    work.run(count);
+    return static_cast<double>(std::clock() - begin) / CLOCKS_PER_SEC;
 }
 
 // Eight times the nodes cost some eight times the time, the square would be sixty-four times. The
-// tenth of a second is for a clock that ticks coarsely; the square takes longer at this size.
+// tenth of a second is for a clock that ticks coarsely; the square takes longer at this size. The
+// clock of Windows runs on while others have the processor, which can only add, so the fastest of
+// some rounds counts.
 TEST_P(XmlGrowth, IsNoSquare) {
-    const double small = SecondsFor(GetParam(), kSmall);
-    const double large = SecondsFor(GetParam(), kLarge);
+    constexpr int kRounds = 5;
+    double small = 1e9;
+    double large = 1e9;
+    for (int round = 0; round < kRounds && (round < 3 || large >= 32 * small + 0.1); ++round) {
+        small = std::min(small, SecondsFor(GetParam(), kSmall));
+        large = std::min(large, SecondsFor(GetParam(), kLarge));
+    }
     EXPECT_LT(large, 32 * small + 0.1) << small << " s for " << kSmall;
 }
 
