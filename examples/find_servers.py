@@ -15,7 +15,7 @@ import sys
 import time
 
 sys.path.insert(0, os.environ.get('VIREON_MODULE_DIR', ''))
-from vireon import Vireon  # noqa: E402  (the folder is known only now)
+from vireon import Vireon  # the folder is known only now
 
 MOST_SECONDS = 1000000  # what every platform can sleep
 

@@ -25,6 +25,6 @@ def read_string(wrapped):
 if __name__ == '__main__':
     device = _vireon.new_ZoSsdpDeviceInfo()
     # Borrowed from the device: read it while the device lives.
-    print 'uuid:', read_string(_vireon.ZoSsdpDeviceInfo_GetUUID(device))
-    print 'type: %r' % read_string(_vireon.ZoSsdpDeviceInfo_GetType(device))
+    print('uuid: %s' % read_string(_vireon.ZoSsdpDeviceInfo_GetUUID(device)))
+    print('type: %r' % read_string(_vireon.ZoSsdpDeviceInfo_GetType(device)))
     _vireon.delete_ZoSsdpDeviceInfo(device)

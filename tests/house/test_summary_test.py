@@ -13,8 +13,8 @@ from xml.sax import saxutils
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 sys.path[:0] = [str(ROOT / "scripts"), str(ROOT / "tests" / "sanitizers")]
-import leak_checker  # pylint: disable=wrong-import-position
-import test_summary  # pylint: disable=wrong-import-position
+import leak_checker
+import test_summary
 
 GTEST = """[==========] Running 3 tests from 1 test suite.
 [ RUN      ] List.Appends

@@ -28,13 +28,13 @@ def emit(**event):
 
 sys.path.insert(0, os.environ['VIREON_MODULE_DIR'])
 modules_before = set(sys.modules)
-import _vireon  # noqa: E402  (the folder is known only now)
+import _vireon  # the folder is known only now
 
 
 def described(value):
     if isinstance(value, str):
         return ['str', value.decode('latin-1')]
-    if isinstance(value, unicode):  # noqa: F821
+    if isinstance(value, unicode):
         return ['unicode', value]
     return [type(value).__name__, repr(value)]
 

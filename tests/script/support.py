@@ -14,8 +14,9 @@ for folder in (HELPERS_DIR, MODULE_DIR):
     if folder not in sys.path:
         sys.path.insert(0, folder)
 
-import _vireon  # noqa: E402
+import _vireon
 
+MODULE_FILE = _vireon.__file__
 if 'VIREON_LOOPBACK_ONLY' in os.environ:
     # The machine is somebody's own and has its network: nothing is sent there.
     import vireon_machine

@@ -20,7 +20,7 @@ class ScriptValues(unittest.TestCase):
         class Integer(int):
             pass
         for value, expected in [(True, True), (False, False), (2, True), (0, False), (-1, True),
-                                (10 ** 9, True), (2L, True), (0L, False), (sys.maxint, True),
+                                (10 ** 9, True), (long(2), True), (long(0), False), (sys.maxint, True),
                                 (Integer(3), True)]:
             _vireon.Vireon_isClosed_set(self.engine, not expected)
             _vireon.Vireon_isClosed_set(self.engine, value)
@@ -34,7 +34,7 @@ class ScriptValues(unittest.TestCase):
 
     def test_float(self):
         largest = 3.4028234663852886e38
-        for value in (0, 1.5, -3, 7L, True, largest, -largest, 10 ** 38, float('nan'), 1e-300):
+        for value in (0, 1.5, -3, long(7), True, largest, -largest, 10 ** 38, float('nan'), 1e-300):
             self.assertIs(None, _vireon.Vireon_SetInterVal(self.engine, value))
 
     def test_float_at_its_limits(self):
@@ -42,8 +42,8 @@ class ScriptValues(unittest.TestCase):
             self.assertRaises(OverflowError, _vireon.Vireon_SetInterVal, self.engine, value)
 
     def test_an_exception_that_was_pending_before_is_no_refusal(self):
-        for function, values in [(_vireon.Vireon_SetInterVal, (1.5, 2, 3L, -1, -1.0, -1L)),
-                                 (_vireon.Vireon_isClosed_set, (True, 5, 5L, -1, -1L))]:
+        for function, values in [(_vireon.Vireon_SetInterVal, (1.5, 2, long(3), -1, -1.0, long(-1))),
+                                 (_vireon.Vireon_isClosed_set, (True, 5, long(5), -1, long(-1)))]:
             for value in values:
                 self.assertEqual((None, KeyError), probe.call_with_pending(
                     KeyError, function, (self.engine, value)), value)

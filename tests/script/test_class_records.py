@@ -245,7 +245,8 @@ class Destruction(Recorded):
 
         def raise_with(destructor):
             self.destroyed_by(destructor)
-            owned = self.owned(32)  # noqa: F841 (dies with the frame)
+            dies_with_the_frame = self.owned(32)
+            self.assertEqual(32, int(dies_with_the_frame.this))
             raise IndexError('on its way')
         for destructor in (fail, len, lambda _: None, [].append):
             try:

@@ -49,7 +49,7 @@ class DeviceRecord(unittest.TestCase):
         for count in range(6):
             device = _vireon.new_ZoSsdpDeviceInfo(*arguments[:count])
             self.assertIs(True, device.own())
-            text = lambda name: support.text_at(  # noqa: E731
+            text = lambda name: support.text_at(
                 getattr(_vireon, 'ZoSsdpDeviceInfo_' + name)(device))
             url = 'http://10.0.0.1:8080/a/d.xml' if count else '/description.xml'
             self.assertTrue(text('GetDescriptionUrl').endswith(url))

@@ -14,7 +14,7 @@ def output_of(*command):
 
 @unittest.skipIf(support.ON_WINDOWS, 'platform: tests/windows/test_module_file.py examines the .pyd')
 class SharedObject(unittest.TestCase):
-    PATH = support._vireon.__file__
+    PATH = support.MODULE_FILE
 
     def test_the_entry_function_is_its_only_export(self):
         lines = output_of('nm', '--dynamic', '--defined-only', self.PATH).splitlines()

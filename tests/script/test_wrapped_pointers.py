@@ -1,4 +1,6 @@
 """The wrapped pointer object, and the unusual objects that scripts pass in its place."""
+from __future__ import print_function
+
 import ctypes
 import os
 import tempfile
@@ -70,8 +72,8 @@ class WrappedPointers(unittest.TestCase):
         handle, path = tempfile.mkstemp()
         try:
             with os.fdopen(handle, 'w+') as output:
-                print >>output, self.device
-                print >>output, probe.packed('\x01')
+                print(self.device, file=output)
+                print(probe.packed('\x01'), file=output)
                 output.seek(0)
                 self.assertEqual('%r\n%r\n' % (self.device, probe.packed('\x01')), output.read())
         finally:
@@ -147,7 +149,8 @@ class WrappedPointers(unittest.TestCase):
 
     def test_a_pending_exception_is_kept_when_an_owned_object_dies(self):
         def fail():
-            owned = probe.wrap(16, '_p_Vireon', 1)  # noqa: F841 (dies with the frame)
+            dies_with_the_frame = probe.wrap(16, '_p_Vireon', 1)
+            self.assertTrue(dies_with_the_frame.own())
             raise KeyError('kept')
         with support.Quiet():
             self.assertRaises(KeyError, fail)
