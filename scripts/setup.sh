@@ -20,7 +20,7 @@ readonly kPythonPackages='python2.7 python2.7-* libpython2.7 libpython2.7-* libs
 
 readonly kBuildPackages=(g++ cmake ninja-build python3 iproute2 util-linux)
 readonly kTestPackages=(
-    clang libclang-rt-14-dev clang-format shellcheck ccache
+    clang libclang-rt-14-dev clang-format clang-tidy shellcheck black pyflakes3 ccache
     googletest libbenchmark-dev
     libxml2-utils
 )

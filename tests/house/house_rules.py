@@ -33,6 +33,8 @@ PLATFORM_HEADERS = re.compile(
     r"|windef|winbase|process|io|direct|tchar|synchapi|intrin|debugapi|crtdbg|excpt)\.h$"
     r"|^_mingw\.h$", re.I)
 
+PYTHON2_NAMES = "cmp,long,unicode,xrange"
+
 
 def sources(root, *suffixes):
     """Files under src/ by suffix, as paths relative to the tree's root."""
@@ -235,6 +237,24 @@ def shell_scripts_are_sound(root, files):
         return []
     result = subprocess.run(["shellcheck", "--format=gcc", "--external-sources", *scripts], cwd=root,
                             stdout=subprocess.PIPE, stderr=subprocess.STDOUT, check=False)
+    return result.stdout.decode().replace(f"{root}{os.sep}", "").splitlines()
+
+
+def python_is_formatted(root, files):
+    # In no order, since it works on several at once.
+    result = subprocess.run(["black", "--check", f"--config={root / 'pyproject.toml'}", *files], cwd=root,
+                            stdout=subprocess.PIPE, stderr=subprocess.STDOUT, check=False)
+    complaints = sorted(re.findall(r"^would reformat .*|^error: .*", result.stdout.decode(), re.M))
+    if result.returncode and not complaints:
+        complaints = [result.stdout.decode()]
+    return [complaint.replace(f"{root}{os.sep}", "") + " (./dev format)" for complaint in complaints]
+
+
+def python_is_sound(root, files):
+    """What is never used, never defined or no Python. The checker reads Python 3, and is told the names
+    that only Python 2.7 has."""
+    result = subprocess.run(["pyflakes3", *files], stdout=subprocess.PIPE, stderr=subprocess.STDOUT, check=False,
+                            env=dict(os.environ, PYFLAKES_BUILTINS=PYTHON2_NAMES))
     return result.stdout.decode().replace(f"{root}{os.sep}", "").splitlines()
 
 

@@ -56,6 +56,15 @@ class ThisTree(unittest.TestCase):
         self.assertIn(ROOT / "dev", files)
         self.check(house_rules.shell_scripts_are_sound(ROOT, files))
 
+    @unittest.skipUnless(house_rules.tool_is_there("pyflakes3"), missing_tool("pyflakes3"))
+    def test_python_is_sound(self):
+        self.check(house_rules.python_is_sound(ROOT, self.python_files()))
+
+    def python_files(self):
+        files = house_rules.git_files(ROOT, "*.py")
+        self.assertIn(pathlib.Path(__file__).resolve(), files)
+        return files
+
 
 class BadTree(unittest.TestCase):
     """Small trees, each with one fault (or, to show that a rule is not too strict, with none)."""
@@ -216,6 +225,21 @@ class BadTree(unittest.TestCase):
         bad = self.write("bad", "#!/bin/sh\nrm -rf $1/x\n")
         other = self.write("data", "rm -rf $1/x\n")
         self.expect(house_rules.shell_scripts_are_sound, "bad:2", arguments=([bad, other],))
+
+    @unittest.skipUnless(house_rules.tool_is_there("black"), missing_tool("black"))
+    def test_unformatted_python(self):
+        self.write("pyproject.toml", (ROOT / "pyproject.toml").read_text(encoding="utf-8"))
+        good = self.write("good.py", "text = u'kept' + \"as it is\"\n")
+        bad = self.write("bad.py", "number=1\n")
+        gone = self.write("gone.py", "print 'no parentheses'\n")
+        self.expect(house_rules.python_is_formatted, "gone.py", "bad.py", arguments=([good, bad, gone],))
+
+    @unittest.skipUnless(house_rules.tool_is_there("pyflakes3"), missing_tool("pyflakes3"))
+    def test_unsound_python(self):
+        good = self.write("good.py", "print(unicode(xrange(3)))\n")
+        bad = self.write("bad.py", "import os\nprint(raw_input())\n")
+        self.expect(house_rules.python_is_sound, "'os' imported but unused", "undefined name 'raw_input'",
+                    arguments=([good, bad],))
 
 
 if __name__ == "__main__":
