@@ -1,6 +1,7 @@
 #!/usr/bin/env python3
 """The build's own decisions, on small trees: what `./dev` refuses, what CMake takes."""
 
+import json
 import os
 import pathlib
 import shutil
@@ -60,6 +61,74 @@ class Dev(SmallTree):
     def test_what_is_tested_without_a_word_is_known(self):
         done = self.run_command("./dev", "test")
         self.assertEqual((3, "installing\n"), (done.returncode, done.stdout))
+
+    def test_a_word_of_googletest_chooses_among_the_tests_of_a_preset(self):
+        for presets, chosen in ((["clang"], "clang"), ([], "dev")):
+            done = self.run_chosen("1: [==========] Running 2 tests from 1 test suite.", *presets)
+            self.assertEqual(0, done.returncode, done.stdout)
+            self.assertIn(f"--preset {chosen} --label-regex ^unit$ --verbose of List.*\n", done.stdout)
+            self.assertIn("\n[==========] Running 2 tests", done.stdout)
+
+    def test_a_word_that_chooses_nothing_is_told(self):
+        done = self.run_chosen("1: [==========] Running 0 tests from 0 test suites.", "clang")
+        self.assertEqual((1, "dev: no such test in clang"), (done.returncode, done.stdout.splitlines()[-1]))
+
+    def run_chosen(self, said, *presets):
+        self.write("scripts/setup.sh", "#!/bin/sh\n", 0o755)
+        self.write("bin/cmake", "#!/bin/sh\n", 0o755)
+        self.write("bin/ctest", f"#!/bin/sh\necho \"1: $* of $GTEST_FILTER\"\necho '{said}'\n", 0o755)
+        return self.run_command("./dev", "test", *presets, "--gtest_filter=List.*",
+                                PATH=f"{self.root}/bin:{os.environ['PATH']}")
+
+    def test_the_hook_is_offered_and_taken_back(self):
+        self.run_command("git", "init", "--quiet")
+        for words, setting in (((), "scripts/hooks"), (("--remove",), "")):
+            self.assertEqual(0, self.run_command("./dev", "hook", *words).returncode)
+            self.assertEqual(setting, self.run_command("git", "config", "core.hooksPath").stdout.strip())
+        self.assertEqual("dev: there is no hook\n", self.run_command("./dev", "hook", "--remove").stdout)
+
+
+class Presets(unittest.TestCase):
+    def test_each_that_is_tested_has_a_workflow_that_does_it_all(self):
+        presets = json.loads((ROOT / "CMakePresets.json").read_text(encoding="utf-8"))
+        tested = [each["name"] for each in presets["testPresets"] if not each.get("hidden")]
+        workflows = {each["name"]: each["steps"] for each in presets["workflowPresets"]}
+        self.assertEqual(tested, list(workflows))
+        for name, steps in workflows.items():
+            self.assertEqual([{"type": kind, "name": name} for kind in ("configure", "build", "test")], steps)
+
+
+class Hook(SmallTree):
+    def test_a_commit_that_breaks_a_rule_is_refused(self):
+        (self.root / "scripts/hooks").mkdir(parents=True)
+        shutil.copy(ROOT / "scripts/hooks/pre-commit", self.root / "scripts/hooks")
+        self.run_command("git", "init", "--quiet")
+        self.run_command("git", "config", "core.hooksPath", "scripts/hooks")
+        for code in (1, 0):
+            self.write("tests/house/house_rules_test.py", f"import sys; sys.exit({code})")
+            self.run_command("git", "add", ".")
+            done = self.run_command("git", "-c", "user.name=x", "-c", "user.email=x", "commit", "-m", "x")
+            self.assertEqual(code, done.returncode, done.stdout)
+
+
+class Interpreter(SmallTree):
+    """The interpreter's wrappers, so that a test script runs without ctest as well."""
+
+    def told(self, name, folder, **environment):
+        self.write("wrap.cmake", f"configure_file({ROOT}/cmake/{name}.sh.in {self.root}/{folder}/python @ONLY)")
+        self.run_command("cmake", f"-DPROJECT_BINARY_DIR={self.root}/{folder}",
+                         f"-Dpython_EXECUTABLE={self.root}/interpreter", f"-DPROJECT_SOURCE_DIR={self.root}",
+                         "-P", "wrap.cmake")
+        return self.run_command("sh", f"{folder}/python", **environment).stdout
+
+    def test_a_script_is_told_where_the_module_lies(self):
+        for name in ("interpreter", "scripts/windows/wine.sh", "scripts/windows/wine-isolated.sh"):
+            self.write(name, '#!/bin/sh\necho "$VIREON_MODULE_DIR $VIREON_PYTHON"\n', 0o755)
+        unset = {"VIREON_MODULE_DIR": "", "VIREON_PYTHON": ""}
+        self.assertEqual(f"{self.root}/here {self.root}/here/python\n", self.told("python", "here", **unset))
+        self.assertEqual("there my\n", self.told("python", "here", VIREON_MODULE_DIR="there", VIREON_PYTHON="my"))
+        for name in ("windows-python", "windows-python-isolated"):
+            self.assertEqual(f"{self.root}/here \n", self.told(name, "here", **unset))
 
 
 class CompilerCache(SmallTree):

@@ -20,7 +20,7 @@ MODULE_FILE = _vireon.__file__
 if 'VIREON_LOOPBACK_ONLY' in os.environ:
     # The machine is somebody's own and has its network: nothing is sent there.
     import vireon_machine
-    vireon_machine.keep_here(_vireon.__file__)
+    vireon_machine.keep_here(MODULE_FILE)
 
 ON_WINDOWS = sys.platform == 'win32'
 
