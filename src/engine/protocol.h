@@ -1,4 +1,6 @@
-// What the search says on the wire and when: texts, ports, limits. Each stands here only.
+// What the search says on the wire and when: texts, ports, limits. Each stands here only; what any
+// HTTP message may say stands in http/http_protocol.h, what a record says by itself with the
+// record.
 #ifndef VIREON_ENGINE_PROTOCOL_H
 #define VIREON_ENGINE_PROTOCOL_H
 
@@ -13,11 +15,9 @@ namespace protocol {
 // servers listen there.
 constexpr const char* kMulticastGroup = "239.255.255.250";
 constexpr NPT_UInt16 kSearchPort = 31288;
-constexpr const char* kHostOfBroadcastSearch = "239.255.255.250:31288";
 
 constexpr const char* kSearchMethod = "M-SEARCH";
 constexpr const char* kSearchPath = "*";
-constexpr const char* kHttpVersion = "HTTP/1.1";
 constexpr const char* kSearchMaximumWait = "5";  // seconds; for the servers, we listen longer
 constexpr const char* kSearchTarget = "ssdp:all";
 constexpr const char* kSearchExtension = "\"ssdp:discover\"";
@@ -27,10 +27,12 @@ constexpr const char* kUserAgent = "UPnP/1.0";
 constexpr const char* kDeviceType = "urn:schemas-upnp-org:device:ZOMediaServer:1";
 constexpr const char* kUsnSeparator = "::";
 constexpr NPT_UInt32 kUuidPrefixLength = 5;  // "uuid:", dropped unseen
-constexpr const char* kMaxAgeDirective = "max-age=";
-constexpr NPT_UInt32 kMaxAgeDirectiveLength = 8;
+constexpr char kMaxAgeDirective[] = "max-age=";
+constexpr NPT_UInt32 kMaxAgeDirectiveLength = sizeof(kMaxAgeDirective) - 1;
 
-constexpr NPT_Int64 kDefaultLeaseSeconds = 1800;  // of an answer that names no max-age
+// Hosts of a location that are of use on the server's own machine only.
+constexpr const char* kLoopbackName = "localhost";
+constexpr const char* kLoopbackAddress = "127.0.0.1";
 
 // How far a multicast search goes, in routers.
 constexpr NPT_UInt8 kMulticastTimeToLive = 4;
@@ -64,6 +66,37 @@ constexpr std::size_t kQueueLimit = 65536;
 
 // What the script callable gets as its first argument.
 constexpr const char* kUpdateEvent = "Update Service";
+
+// The names of headers, as requests spell them; in answers their case is ignored.
+namespace header {
+
+constexpr const char* kMaximumWait = "MX";
+constexpr const char* kSearchTarget = "ST";
+constexpr const char* kSearchExtension = "MAN";
+constexpr const char* kUserAgent = "User-Agent";
+
+constexpr const char* kUsn = "USN";
+constexpr const char* kExt = "EXT";
+constexpr const char* kLocation = "Location";
+constexpr const char* kCacheControl = "Cache-Control";
+
+// The properties of a server, one header each.
+constexpr const char* kFriendlyName = "FriendlyName";
+constexpr const char* kManufacturer = "Manufacturer";
+constexpr const char* kManufacturerUrl = "ManufacturerURL";
+constexpr const char* kModelDescription = "ModelDescription";
+constexpr const char* kModelName = "ModelName";
+constexpr const char* kModelUrl = "ModelURL";
+constexpr const char* kModelNumber = "ModelNumber";
+constexpr const char* kSerialNumber = "SerialNumber";
+constexpr const char* kPresentationUrl = "PresentationURL";
+constexpr const char* kHttpPort = "HttpPort";
+constexpr const char* kHttpsPort = "HttpsPort";
+constexpr const char* kWebsocketPort = "WebsocketPort";
+constexpr const char* kDbStatus = "DBStatus";
+constexpr const char* kVersion = "Version";
+
+}  // namespace header
 
 }  // namespace protocol
 

@@ -14,22 +14,22 @@ struct Property {
 
 // Every server sends these.
 constexpr Property kFixedProperties[] = {
-    {"Manufacturer", &ZoSsdpDeviceInfo::m_Manufacturer},
-    {"ManufacturerURL", &ZoSsdpDeviceInfo::m_ManufacturerURL},
-    {"ModelDescription", &ZoSsdpDeviceInfo::m_ModelDescription},
-    {"ModelName", &ZoSsdpDeviceInfo::m_ModelName},
-    {"ModelURL", &ZoSsdpDeviceInfo::m_ModelURL},
-    {"ModelNumber", &ZoSsdpDeviceInfo::m_ModelNumber},
-    {"SerialNumber", &ZoSsdpDeviceInfo::m_SerialNumber},
-    {"PresentationURL", &ZoSsdpDeviceInfo::m_PresentationURL},
+    {protocol::header::kManufacturer, &ZoSsdpDeviceInfo::m_Manufacturer},
+    {protocol::header::kManufacturerUrl, &ZoSsdpDeviceInfo::m_ManufacturerURL},
+    {protocol::header::kModelDescription, &ZoSsdpDeviceInfo::m_ModelDescription},
+    {protocol::header::kModelName, &ZoSsdpDeviceInfo::m_ModelName},
+    {protocol::header::kModelUrl, &ZoSsdpDeviceInfo::m_ModelURL},
+    {protocol::header::kModelNumber, &ZoSsdpDeviceInfo::m_ModelNumber},
+    {protocol::header::kSerialNumber, &ZoSsdpDeviceInfo::m_SerialNumber},
+    {protocol::header::kPresentationUrl, &ZoSsdpDeviceInfo::m_PresentationURL},
 };
 
 constexpr Property kOptionalProperties[] = {
-    {"HttpPort", &ZoSsdpDeviceInfo::m_HttpPort},
-    {"HttpsPort", &ZoSsdpDeviceInfo::m_HttpsPort},
-    {"WebsocketPort", &ZoSsdpDeviceInfo::m_WebsocketPort},
-    {"DBStatus", &ZoSsdpDeviceInfo::m_DBStatus},
-    {"Version", &ZoSsdpDeviceInfo::m_Version},
+    {protocol::header::kHttpPort, &ZoSsdpDeviceInfo::m_HttpPort},
+    {protocol::header::kHttpsPort, &ZoSsdpDeviceInfo::m_HttpsPort},
+    {protocol::header::kWebsocketPort, &ZoSsdpDeviceInfo::m_WebsocketPort},
+    {protocol::header::kDbStatus, &ZoSsdpDeviceInfo::m_DBStatus},
+    {protocol::header::kVersion, &ZoSsdpDeviceInfo::m_Version},
 };
 
 }  // namespace
@@ -37,9 +37,9 @@ constexpr Property kOptionalProperties[] = {
 NPT_Result ReadUuid(const NPT_HttpMessage& answer, NPT_String& uuid) {
     uuid = nullptr;
     const NPT_HttpHeaders& headers = answer.GetHeaders();
-    const NPT_String* const search_target = headers.GetHeaderValue("st");
-    const NPT_String* const usn = headers.GetHeaderValue("usn");
-    const NPT_String* const ext = headers.GetHeaderValue("ext");
+    const NPT_String* const search_target = headers.GetHeaderValue(protocol::header::kSearchTarget);
+    const NPT_String* const usn = headers.GetHeaderValue(protocol::header::kUsn);
+    const NPT_String* const ext = headers.GetHeaderValue(protocol::header::kExt);
     if (!search_target || !usn || !ext) return NPT_ERROR_INVALID_ARGUMENT;
     const NPT_List<NPT_String> parts = usn->Split(protocol::kUsnSeparator);
     if (parts.GetItemCount() != 2 || search_target->Compare(*parts.GetLastItem(), true) != 0)
@@ -52,17 +52,18 @@ bool IsMediaServer(const NPT_String& usn) {
     return usn.Find(protocol::kDeviceType) >= 0;
 }
 
-NPT_HttpUrl ReadLocation(const NPT_String& location, const NPT_IpAddress& sender) {
+NPT_HttpUrl ReadLocation(const NPT_String& location, const NPT_IpAddress& responder) {
     NPT_HttpUrl url(location.GetChars());
-    if (url.GetHost() == "localhost" || url.GetHost() == "127.0.0.1")
-        url.SetHost(sender.ToString().GetChars());
+    if (url.GetHost() == protocol::kLoopbackName || url.GetHost() == protocol::kLoopbackAddress)
+        url.SetHost(responder.ToString().GetChars());
     return url;
 }
 
 NPT_TimeInterval ReadLeaseTime(const NPT_HttpMessage& answer) {
     using Limits = std::numeric_limits<NPT_Int32>;
-    const NPT_TimeInterval unstated = NPT_TimeInterval::FromSeconds(protocol::kDefaultLeaseSeconds);
-    const NPT_String* const directive = answer.GetHeaders().GetHeaderValue("Cache-Control");
+    const NPT_TimeInterval unstated = NPT_TimeInterval::FromSeconds(kDefaultLeaseSeconds);
+    const NPT_String* const directive =
+        answer.GetHeaders().GetHeaderValue(protocol::header::kCacheControl);
     if (!directive || !directive->StartsWith(protocol::kMaxAgeDirective, true)) return unstated;
     NPT_Int64 seconds = 0;
     const char* const text = directive->GetChars() + protocol::kMaxAgeDirectiveLength;
@@ -76,7 +77,7 @@ std::unique_ptr<ZoSsdpDeviceInfo> MakeDeviceRecord(const NPT_HttpMessage& answer
                                                    const NPT_String& usn,
                                                    NPT_TimeInterval lease_time) {
     const NPT_HttpHeaders& headers = answer.GetHeaders();
-    const NPT_String* const friendly_name = headers.GetHeaderValue("FriendlyName");
+    const NPT_String* const friendly_name = headers.GetHeaderValue(protocol::header::kFriendlyName);
     if (!friendly_name) return nullptr;
     // The whole USN stands in for the device type: it is what scripts receive.
     auto device = std::make_unique<ZoSsdpDeviceInfo>(location, uuid, lease_time, usn.GetChars(),

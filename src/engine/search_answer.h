@@ -23,10 +23,10 @@ bool IsMediaServer(const NPT_String& usn);
 
 // The description URL. A server that names itself by a loopback host is reached at the address
 // that it answered from.
-NPT_HttpUrl ReadLocation(const NPT_String& location, const NPT_IpAddress& sender);
+NPT_HttpUrl ReadLocation(const NPT_String& location, const NPT_IpAddress& responder);
 
-// The seconds behind "max-age=" at the start of Cache-Control, as far as they fit 32 bits; 1800 s
-// otherwise.
+// The seconds behind "max-age=" at the start of Cache-Control, as far as they fit 32 bits; a
+// record's default lease otherwise.
 NPT_TimeInterval ReadLeaseTime(const NPT_HttpMessage& answer);
 
 // The record that the answer's property headers describe; properties that are not there keep the

@@ -1,6 +1,7 @@
 #include "engine/search_plan.h"
 
 #include "engine/protocol.h"
+#include "http/http_protocol.h"
 
 namespace {
 
@@ -8,6 +9,12 @@ bool CanSearch(const NPT_NetworkInterface& interface) {
     return (interface.GetFlags() & NPT_NETWORK_INTERFACE_FLAG_BROADCAST) != 0 &&
            !interface.GetAddresses().IsEmpty() &&
            (*interface.GetAddresses().begin()).GetPrimaryAddress() != NPT_IpAddress();
+}
+
+// A broadcast search names the group as well, whatever address it goes to.
+NPT_String GroupAsHost() {
+    return NPT_String(protocol::kMulticastGroup) + ":" +
+           NPT_String::FromInteger(protocol::kSearchPort);
 }
 
 }  // namespace
@@ -30,13 +37,13 @@ std::unique_ptr<NPT_HttpRequest> MakeSearchRequest(const SenderPlan& sender) {
     const NPT_String host = is_broadcast ? sender.address.ToString() : protocol::kMulticastGroup;
     auto request = std::make_unique<NPT_HttpRequest>(
         NPT_HttpUrl(host.GetChars(), protocol::kSearchPort, protocol::kSearchPath),
-        protocol::kSearchMethod, protocol::kHttpVersion);
+        protocol::kSearchMethod, http_protocol::kVersion11);
     NPT_HttpHeaders& headers = request->GetHeaders();
-    headers.SetHeader("MX", protocol::kSearchMaximumWait);
-    headers.SetHeader("ST", protocol::kSearchTarget);
-    headers.SetHeader("MAN", protocol::kSearchExtension);
-    headers.SetHeader("User-Agent", protocol::kUserAgent);
-    if (is_broadcast) headers.SetHeader("Host", protocol::kHostOfBroadcastSearch);
+    headers.SetHeader(protocol::header::kMaximumWait, protocol::kSearchMaximumWait);
+    headers.SetHeader(protocol::header::kSearchTarget, protocol::kSearchTarget);
+    headers.SetHeader(protocol::header::kSearchExtension, protocol::kSearchExtension);
+    headers.SetHeader(protocol::header::kUserAgent, protocol::kUserAgent);
+    if (is_broadcast) headers.SetHeader(http_protocol::kHost, GroupAsHost().GetChars());
     return request;
 }
 

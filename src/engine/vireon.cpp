@@ -283,8 +283,9 @@ NPT_Result Vireon::ProcessSsdpSearchResponse(NPT_Result response_result, const N
 NPT_Result Vireon::ProcessSsdpMessage(const NPT_HttpMessage& message,
                                       const NPT_HttpRequestContext& context, NPT_String& uuid) {
     NPT_AutoLock lock(m_lock);
-    const NPT_String* const location = message.GetHeaders().GetHeaderValue("Location");
-    const NPT_String* const usn = message.GetHeaders().GetHeaderValue("USN");
+    const NPT_String* const location =
+        message.GetHeaders().GetHeaderValue(protocol::header::kLocation);
+    const NPT_String* const usn = message.GetHeaders().GetHeaderValue(protocol::header::kUsn);
     if (!location || !usn) return NPT_ERROR_INVALID_ARGUMENT;
     if (!IsMediaServer(*usn)) return NPT_SUCCESS;
     const NPT_HttpUrl url = ReadLocation(*location, context.GetRemoteAddress().GetIpAddress());

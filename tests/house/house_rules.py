@@ -33,6 +33,11 @@ PLATFORM_HEADERS = re.compile(
     r"|windef|winbase|process|io|direct|tchar|synchapi|intrin|debugapi|crtdbg|excpt)\.h$"
     r"|^_mingw\.h$", re.I)
 
+# The texts of the protocols, and the one file of the engine whose texts are for scripts.
+WIRE_TEXTS = (pathlib.Path("src/engine/protocol.h"), pathlib.Path("src/http/http_protocol.h"))
+WIRE_TEXTS_OF_SCRIPTS = (pathlib.Path("src/engine/device_dictionary.cpp"),)
+HEADER_CALL = re.compile(r'\b(?:Get|Set|Add)Header(?:Value)?\(\s*"[^"\n]*"')
+
 PYTHON2_NAMES = "cmp,long,unicode,xrange"
 
 
@@ -205,6 +210,27 @@ def headers_are_guarded(root):
         guard = "VIREON_" + re.sub(r"\W", "_", str(path.relative_to("src"))).upper()
         if f"#ifndef {guard}\n#define {guard}\n" not in read(root, path):
             complaints.append(f"{path}: is not guarded by {guard}")
+    return complaints
+
+
+def literals(root, path):
+    return re.findall(r'"((?:[^"\\\n]|\\.)*)"', INCLUDE.sub("", without_comments(read(root, path))))
+
+
+def wire_texts_stand_in_one_place(root):
+    """The engine's sources take texts and the names of headers from where they are declared. Tests say
+    themselves what they expect."""
+    known = {text.lower() for path in WIRE_TEXTS if (root / path).exists() for text in literals(root, path)}
+    complaints = []
+    for path in sources(root):
+        if folder_of(path) != "engine" or path in WIRE_TEXTS + WIRE_TEXTS_OF_SCRIPTS:
+            continue
+        if path.stem.endswith("_test") or "testing" in path.parts:
+            continue
+        complaints += [f'{path}: "{text}" stands in {WIRE_TEXTS[0]} or {WIRE_TEXTS[1]}'
+                       for text in literals(root, path) if text.lower() in known]
+        complaints += [f"{path}: names a header itself: {call}"
+                       for call in HEADER_CALL.findall(without_comments(read(root, path)))]
     return complaints
 
 

@@ -44,6 +44,11 @@ class ThisTree(unittest.TestCase):
     def test_headers_are_guarded(self):
         self.check(house_rules.headers_are_guarded(ROOT))
 
+    def test_wire_texts_stand_in_one_place(self):
+        for path in house_rules.WIRE_TEXTS + house_rules.WIRE_TEXTS_OF_SCRIPTS:
+            self.assertTrue(house_rules.literals(ROOT, path), path)
+        self.check(house_rules.wire_texts_stand_in_one_place(ROOT))
+
     @unittest.skipUnless(house_rules.tool_is_there("clang-format"), missing_tool("clang-format"))
     def test_sources_are_formatted(self):
         files = house_rules.git_files(ROOT, "*.h", "*.cpp")
@@ -212,6 +217,16 @@ class BadTree(unittest.TestCase):
         self.write("src/core/time.h", "#ifndef TIME_H\n#define TIME_H\n#endif\n")
         self.write("src/core/list.h", "#ifndef VIREON_CORE_LIST_H\n#define VIREON_CORE_LIST_H\n#endif\n")
         self.expect(house_rules.headers_are_guarded, "VIREON_CORE_TIME_H")
+
+    def test_wire_text_beside_its_place(self):
+        self.write("src/engine/protocol.h", '#include "core/types.h"\nconstexpr const char* kUsn = "USN";\n')
+        self.write("src/http/http_protocol.h", 'constexpr char kHost[] = "Host";\n')
+        self.write("src/engine/answer.cpp", '#include "usn"\nhas("usn");  // the "USN"\nputs("Host: ");\n')
+        self.write("src/engine/plan.cpp", 'headers.SetHeader(\n    "X-Own", value);\n')
+        self.write("src/engine/device_dictionary.cpp", 'Key("usn");\n')
+        self.write("src/engine/answer_test.cpp", 'headers.SetHeader("USN", value);\n')
+        self.expect(house_rules.wire_texts_stand_in_one_place, 'answer.cpp: "usn" stands in',
+                    "plan.cpp: names a header itself: SetHeader(")
 
     @unittest.skipUnless(house_rules.tool_is_there("clang-format"), missing_tool("clang-format"))
     def test_unformatted_source(self):
