@@ -31,14 +31,14 @@ NPT_Result ZoInputStream::ReceiveDatagram() {
     NPT_Result result = datagram_.Reserve(buffer_size_);
     if (NPT_Failed(result)) return result;
     try {
-        NPT_SocketAddress sender;
-        result = socket_->Receive(datagram_, &sender);
+        NPT_SocketAddress source;
+        result = socket_->Receive(datagram_, &source);
         socket_->GetInfo(info_);
-        if (NPT_Succeeded(result)) sender_ = sender;
+        if (NPT_Succeeded(result)) source_ = source;
     } catch (...) {
         result = NPT_FAILURE;
     }
-    info_.remote_address = sender_;
+    info_.remote_address = source_;
     if (NPT_Failed(result)) datagram_.SetDataSize(0);
     return result;
 }

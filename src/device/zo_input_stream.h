@@ -19,7 +19,7 @@ class ZoInputStream : public NPT_InputStream {
     // them, each read tries anew.
     ZoInputStream(NPT_UdpSocket* socket, NPT_UInt32 buffer_size);
 
-    // The socket's local address and, as remote address, the sender of the last datagram; all zero
+    // The socket's local address and, as remote address, the source of the last datagram; all zero
     // before the first.
     const NPT_SocketInfo& GetInfo() const { return info_; }
 
@@ -42,7 +42,7 @@ class ZoInputStream : public NPT_InputStream {
 
     NPT_UdpSocket* const socket_;
     NPT_SocketInfo info_;
-    NPT_SocketAddress sender_;
+    NPT_SocketAddress source_;
     NPT_DataBuffer datagram_;
     NPT_UInt32 position_ = 0;
     const NPT_UInt32 buffer_size_;

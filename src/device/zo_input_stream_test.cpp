@@ -13,15 +13,15 @@ using zorvane::ZoInputStream;
 constexpr NPT_UInt32 kBufferSize = 2000;
 constexpr NPT_Timeout kPatience = 5000;  // ms for a loopback datagram that was sent already
 
-const NPT_SocketAddress kSender(NPT_IpAddress(10, 0, 0, 7), 31288);
-const NPT_SocketAddress kOtherSender(NPT_IpAddress(10, 0, 0, 8), 31289);
+const NPT_SocketAddress kSource(NPT_IpAddress(10, 0, 0, 7), 31288);
+const NPT_SocketAddress kOtherSource(NPT_IpAddress(10, 0, 0, 8), 31289);
 const NPT_SocketAddress kLocal(NPT_IpAddress(10, 0, 0, 1), 5000);
 const NPT_SocketAddress kPeer(NPT_IpAddress(10, 0, 0, 9), 9);
 
-// One call of Receive: a datagram with its sender, a failure, or an exception.
+// One call of Receive: a datagram with its source, a failure, or an exception.
 struct Reception {
     std::string datagram;
-    NPT_SocketAddress sender = kSender;
+    NPT_SocketAddress source = kSource;
     NPT_Result result = NPT_SUCCESS;
     bool throws = false;
 };
@@ -40,7 +40,7 @@ class ScriptedSocket : public NPT_UdpSocket {
         receptions_.pop_front();
         packet.SetData(reinterpret_cast<const NPT_UInt8*>(reception.datagram.data()),
                        static_cast<NPT_UInt32>(reception.datagram.size()));
-        if (address) *address = reception.sender;
+        if (address) *address = reception.source;
         if (reception.throws) throw std::bad_alloc();
         return reception.result;
     }
@@ -154,7 +154,7 @@ TEST(ZoInputStream, ReturnsReceiveFailuresUnchanged) {
                                NPT_ERROR_SYSTEM_BASE - 90, NPT_FAILURE}) {
         SCOPED_TRACE(failure);
         ScriptedSocket socket;
-        socket.LineUp({"left behind", kSender, failure});
+        socket.LineUp({"left behind", kSource, failure});
         socket.LineUp({"good"});
         ZoInputStream stream(&socket, kBufferSize);
         ExpectFailure(stream, 10, failure);
@@ -164,7 +164,7 @@ TEST(ZoInputStream, ReturnsReceiveFailuresUnchanged) {
 
 TEST(ZoInputStream, AnExceptionEndsTheReadWithAnEmptyBuffer) {
     ScriptedSocket socket;
-    socket.LineUp({"left behind", kOtherSender, NPT_SUCCESS, true});
+    socket.LineUp({"left behind", kOtherSource, NPT_SUCCESS, true});
     socket.LineUp({"good"});
     ZoInputStream stream(&socket, kBufferSize);
     ExpectFailure(stream, 10, NPT_FAILURE);
@@ -184,19 +184,19 @@ TEST(ZoInputStream, AnExceptionFromTheSocketInformationCountsToo) {
     ExpectPiece(stream, 10, "good");
 }
 
-TEST(ZoInputStream, KnowsTheSenderOfTheLastDatagram) {
+TEST(ZoInputStream, KnowsTheSourceOfTheLastDatagram) {
     ScriptedSocket socket;
     socket.LineUp({"first"});
-    socket.LineUp({"second", kOtherSender});
+    socket.LineUp({"second", kOtherSource});
     ZoInputStream stream(&socket, kBufferSize);
     EXPECT_EQ(stream.GetInfo().remote_address, NPT_SocketAddress());
     ExpectPiece(stream, 10, "first");
-    EXPECT_EQ(stream.GetInfo().remote_address, kSender);
+    EXPECT_EQ(stream.GetInfo().remote_address, kSource);
     EXPECT_EQ(stream.GetInfo().local_address, kLocal);
     ExpectPiece(stream, 10, "second");
-    EXPECT_EQ(stream.GetInfo().remote_address, kOtherSender);
+    EXPECT_EQ(stream.GetInfo().remote_address, kOtherSource);
     ExpectFailure(stream, 10, NPT_ERROR_TIMEOUT);
-    EXPECT_EQ(stream.GetInfo().remote_address, kOtherSender);
+    EXPECT_EQ(stream.GetInfo().remote_address, kOtherSource);
 }
 
 TEST(ZoInputStream, HasNoPositionAndNoSize) {

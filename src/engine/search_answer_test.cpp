@@ -90,8 +90,8 @@ TEST(SearchAnswerDeviceType, IsLookedForAnywhereWithItsCase) {
     EXPECT_FALSE(IsMediaServer(""));
 }
 
-TEST(SearchAnswerLocation, OfALoopbackHostBecomesTheSender) {
-    const NPT_IpAddress sender(192, 168, 1, 20);
+TEST(SearchAnswerLocation, OfALoopbackHostBecomesTheResponder) {
+    const NPT_IpAddress responder(192, 168, 1, 20);
     const struct {
         const char* location;
         const char* url;
@@ -107,7 +107,7 @@ TEST(SearchAnswerLocation, OfALoopbackHostBecomesTheSender) {
     };
     for (const auto& test : cases) {
         SCOPED_TRACE(test.location);
-        const NPT_HttpUrl url = ReadLocation(test.location, sender);
+        const NPT_HttpUrl url = ReadLocation(test.location, responder);
         EXPECT_TRUE(url.IsValid());
         EXPECT_STREQ(url.ToString().GetChars(), test.url);
     }

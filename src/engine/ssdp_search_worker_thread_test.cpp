@@ -42,10 +42,10 @@ class Server {
     // The next datagram, or "" when none comes in time.
     std::string Receive(NPT_Timeout limit = 5000) {
         NPT_DataBuffer packet(4096);
-        NPT_SocketAddress sender;
+        NPT_SocketAddress source;
         socket_.SetReadTimeout(limit);
-        if (NPT_Failed(socket_.Receive(packet, &sender))) return "";
-        searcher_ = sender;
+        if (NPT_Failed(socket_.Receive(packet, &source))) return "";
+        searcher_ = source;
         return std::string(reinterpret_cast<const char*>(packet.GetData()), packet.GetDataSize());
     }
     void Send(const std::string& text) {
@@ -169,7 +169,7 @@ TEST_F(SsdpSearchWorker, HandsAnswersToTheEngine) {
     CloseAndWake();
 }
 
-TEST_F(SsdpSearchWorker, KnowsTheSenderOfAnAnswer) {
+TEST_F(SsdpSearchWorker, KnowsTheResponderOfAnAnswer) {
     Start(30);
     ReceiveSearch();
     server_.Send(search_answers::Print(search_answers::With(search_answers::Complete(), "LOCATION",

@@ -324,7 +324,7 @@ TEST_F(VireonTest, RefusesANullUsnAndTakesANullUuid) {
               NPT_FAILURE);
 }
 
-TEST_F(VireonTest, ReplacesALoopbackHostByTheSender) {
+TEST_F(VireonTest, ReplacesALoopbackHostByTheResponder) {
     vireon_->SetCallback(script::Get("record"));
     StartDispatchOnly();
     EXPECT_EQ(Process(With(Complete(), "LOCATION", "http://localhost:8080/d.xml")), NPT_SUCCESS);

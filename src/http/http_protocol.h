@@ -29,7 +29,7 @@ constexpr char kChunked[] = "chunked";
 constexpr NPT_UInt32 kMaxHeadLine = 8192;
 constexpr NPT_UInt32 kMaxChunkLine = 4096;
 // Bytes of one header block, and of one status line: line ends and carriage returns that are
-// dropped count as well. A sender that never ends either would otherwise hold the reader and its
+// dropped count as well. A peer that never ends either would otherwise hold the reader and its
 // memory without limit.
 constexpr NPT_UInt32 kMaxHeaderBlock = 1024 * 1024;
 // Bytes read from the source at once while lines are expected.

@@ -4,7 +4,7 @@
 #include "net/socket_address.h"
 
 // Between which two sockets a message travelled. For an answer to a search the remote address is
-// that of the answer's sender.
+// the responder's.
 class NPT_HttpRequestContext {
   public:
     const NPT_SocketAddress& GetLocalAddress() const { return local_address_; }

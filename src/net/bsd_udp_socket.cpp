@@ -50,15 +50,15 @@ NPT_Result NPT_BsdUdpSocket::Receive(NPT_DataBuffer& packet, NPT_SocketAddress* 
         const NPT_Result result = descriptor_->WaitFor(SocketCondition::kReadable, timeout);
         if (NPT_Failed(result)) return result;
     }
-    NPT_SocketAddress sender;
+    NPT_SocketAddress source;
     NPT_UInt32 received = 0;
     const NPT_Result result = socket_platform::ReceiveDatagram(
         descriptor_->GetHandle(), packet.UseData(), packet.GetBufferSize(),
-        address ? &sender : nullptr, received);
+        address ? &source : nullptr, received);
     if (descriptor_->IsCancelled()) return NPT_ERROR_CANCELLED;
     if (NPT_Failed(result)) return result;
     packet.SetDataSize(received);
     descriptor_->CountTransfer(received);
-    if (address) *address = sender;
+    if (address) *address = source;
     return NPT_SUCCESS;
 }

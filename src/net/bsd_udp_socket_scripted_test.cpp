@@ -53,10 +53,10 @@ TEST(UdpSocketScriptedTest, ADatagramCostsOneWaitAndOneReceive) {
     ScriptedPlatform platform;
     NPT_BsdUdpSocket socket;
     NPT_DataBuffer packet(2000);
-    NPT_SocketAddress sender;
+    NPT_SocketAddress source;
     NPT_SocketInfo info;
     platform.calls.clear();
-    socket.Receive(packet, &sender);
+    socket.Receive(packet, &source);
     socket.GetInfo(info);
     EXPECT_EQ(platform.calls, (std::vector<std::string>{"Wait", "ReceiveDatagram"}));
 }
@@ -68,11 +68,11 @@ TEST(UdpSocketScriptedTest, AFailedReceiveLeavesNothingBehind) {
         ExposedSocket socket;
         NPT_DataBuffer packet(100);
         packet.SetDataSize(60);
-        NPT_SocketAddress sender = kPeer;
+        NPT_SocketAddress source = kPeer;
         platform.failing_name = failing;
-        EXPECT_EQ(socket.Receive(packet, &sender), platform.failure);
+        EXPECT_EQ(socket.Receive(packet, &source), platform.failure);
         EXPECT_EQ(packet.GetDataSize(), 0u);
-        EXPECT_EQ(sender, NPT_SocketAddress());
+        EXPECT_EQ(source, NPT_SocketAddress());
         EXPECT_EQ(socket.Descriptor().GetTransferCount(), 0u);
     }
 }
@@ -81,12 +81,12 @@ TEST(UdpSocketScriptedTest, CancelBetweenWaitAndReceiveWinsOverTheDatagram) {
     ScriptedPlatform platform;
     ExposedSocket socket;
     NPT_DataBuffer packet(100);
-    NPT_SocketAddress sender;
-    platform.sender = kPeer;
+    NPT_SocketAddress source;
+    platform.source = kPeer;
     platform.receive_steps = {{NPT_SUCCESS, 40, [&] { socket.Cancel(false); }}};
-    EXPECT_EQ(socket.Receive(packet, &sender), NPT_ERROR_CANCELLED);
+    EXPECT_EQ(socket.Receive(packet, &source), NPT_ERROR_CANCELLED);
     EXPECT_EQ(packet.GetDataSize(), 0u);
-    EXPECT_EQ(sender, NPT_SocketAddress());
+    EXPECT_EQ(source, NPT_SocketAddress());
     EXPECT_EQ(socket.Descriptor().GetTransferCount(), 0u);
 }
 

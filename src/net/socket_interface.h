@@ -50,7 +50,7 @@ class NPT_UdpSocketInterface {
     virtual NPT_Result Send(const NPT_DataBuffer& packet,
                             const NPT_SocketAddress* address = nullptr) = 0;
     // Receives one datagram into the packet's whole buffer and sets its data size; address, when
-    // given, becomes the sender. Waits for at most the read time-out. After a failure the data size
+    // given, becomes its source. Waits for at most the read time-out. After a failure the data size
     // is 0 and the address 0.0.0.0:0.
     //   NPT_ERROR_INVALID_ARGUMENT  the packet's buffer size is 0
     //   NPT_ERROR_TIMEOUT           no datagram came in time

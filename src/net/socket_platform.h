@@ -49,9 +49,9 @@ NPT_Result SendTo(Handle socket, const void* data, NPT_UInt32 size,
                   const NPT_SocketAddress& address, NPT_UInt32& sent);
 // Up to size bytes of a connection; success with 0 bytes at its end.
 NPT_Result Receive(Handle socket, void* buffer, NPT_UInt32 size, NPT_UInt32& received);
-// One whole datagram and, where sender is given, its source. A datagram longer than size is
+// One whole datagram and, where source is given, where it came from. A datagram longer than size is
 // consumed and gives the platform's "message too long".
-NPT_Result ReceiveDatagram(Handle socket, void* buffer, NPT_UInt32 size, NPT_SocketAddress* sender,
+NPT_Result ReceiveDatagram(Handle socket, void* buffer, NPT_UInt32 size, NPT_SocketAddress* source,
                            NPT_UInt32& received);
 // Whether the failure of a receive is about one datagram, which is gone with it: one that was too
 // long, or the report that one sent earlier did not arrive. Any other is the socket's own.

@@ -141,7 +141,7 @@ class LocationTest(AnswerTest):
             (b'http://[fe80::1]:1900/x', b'http://[fe80::1]:1900/x'),
         ))
 
-    def test_a_loopback_host_becomes_the_senders_address(self):
+    def test_a_loopback_host_becomes_the_responders_address(self):
         self.assert_locations((
             (b'http://localhost:8080/d/e.xml?q=1', b'http://10.77.1.2:8080/d/e.xml?q=1'),
             (b'http://127.0.0.1:8080/d.xml', b'http://10.77.1.2:8080/d.xml'),
@@ -152,7 +152,7 @@ class LocationTest(AnswerTest):
             (b'http://localhost.:8080/x', b'http://localhost.:8080/x'),
         ))
 
-    def test_the_senders_address_is_that_of_each_datagram(self):
+    def test_the_responders_address_is_that_of_each_datagram(self):
         self.there.ip('addr add 10.77.1.9/24 dev eth0')
         with self.there.entered():
             other = socket.socket(socket.AF_INET, socket.SOCK_DGRAM)

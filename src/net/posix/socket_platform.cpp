@@ -208,20 +208,20 @@ NPT_Result Receive(Handle socket, void* buffer, NPT_UInt32 size, NPT_UInt32& rec
     return ResultOfTransfer(::recv(ToDescriptor(socket), buffer, size, 0), received);
 }
 
-NPT_Result ReceiveDatagram(Handle socket, void* buffer, NPT_UInt32 size, NPT_SocketAddress* sender,
+NPT_Result ReceiveDatagram(Handle socket, void* buffer, NPT_UInt32 size, NPT_SocketAddress* source,
                            NPT_UInt32& received) {
     received = 0;
-    if (sender) *sender = NPT_SocketAddress();
+    if (source) *source = NPT_SocketAddress();
     sockaddr_in system_address{};
     socklen_t length = sizeof system_address;
     // With MSG_TRUNC the count is the datagram's true length, so that one cut short shows.
     const ssize_t count =
         ::recvfrom(ToDescriptor(socket), buffer, size, MSG_TRUNC,
-                   sender ? AsGeneric(system_address) : nullptr, sender ? &length : nullptr);
+                   source ? AsGeneric(system_address) : nullptr, source ? &length : nullptr);
     if (count < 0) return LastError();
     if (static_cast<size_t>(count) > size) return MapError(EMSGSIZE);
     received = static_cast<NPT_UInt32>(count);
-    if (sender) *sender = FromSystemAddress(system_address);
+    if (source) *source = FromSystemAddress(system_address);
     return NPT_SUCCESS;
 }
 

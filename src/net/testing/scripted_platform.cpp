@@ -142,13 +142,13 @@ NPT_Result Receive(Handle, void*, NPT_UInt32, NPT_UInt32& received) {
     return Transfer("Receive", ScriptedPlatform::Current().receive_steps, 0, received);
 }
 
-NPT_Result ReceiveDatagram(Handle, void* buffer, NPT_UInt32 size, NPT_SocketAddress* sender,
+NPT_Result ReceiveDatagram(Handle, void* buffer, NPT_UInt32 size, NPT_SocketAddress* source,
                            NPT_UInt32& received) {
     std::memset(buffer, 'x', size);
     const NPT_Result result =
         Transfer("ReceiveDatagram", ScriptedPlatform::Current().receive_steps, 0, received);
-    if (sender)
-        *sender = NPT_Succeeded(result) ? ScriptedPlatform::Current().sender : NPT_SocketAddress();
+    if (source)
+        *source = NPT_Succeeded(result) ? ScriptedPlatform::Current().source : NPT_SocketAddress();
     return result;
 }
 

@@ -58,7 +58,7 @@ class ScriptedPlatform {
     std::deque<TransferStep> receive_steps;
     std::map<socket_platform::Option, int> option_values;
     std::map<socket_platform::Handle, NPT_SocketAddress> peer_addresses;
-    NPT_SocketAddress sender;
+    NPT_SocketAddress source;
     NPT_UInt32 available = 0;
     NPT_List<socket_platform::ResolvedName> answer;
     NPT_List<interface_platform::Entry> entries;

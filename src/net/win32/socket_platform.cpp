@@ -234,19 +234,19 @@ NPT_Result Receive(Handle socket, void* buffer, NPT_UInt32 size, NPT_UInt32& rec
                             received);
 }
 
-NPT_Result ReceiveDatagram(Handle socket, void* buffer, NPT_UInt32 size, NPT_SocketAddress* sender,
+NPT_Result ReceiveDatagram(Handle socket, void* buffer, NPT_UInt32 size, NPT_SocketAddress* source,
                            NPT_UInt32& received) {
     received = 0;
-    if (sender) *sender = NPT_SocketAddress();
+    if (source) *source = NPT_SocketAddress();
     sockaddr_in system_address{};
     int length = sizeof system_address;
     // A datagram cut short is an error of the call here (WSAEMSGSIZE), unasked.
     const int count =
         ::recvfrom(ToSocket(socket), static_cast<char*>(buffer), ToLength(size), 0,
-                   sender ? AsGeneric(system_address) : nullptr, sender ? &length : nullptr);
+                   source ? AsGeneric(system_address) : nullptr, source ? &length : nullptr);
     if (count < 0) return LastError();
     received = static_cast<NPT_UInt32>(count);
-    if (sender) *sender = FromSystemAddress(system_address);
+    if (source) *source = FromSystemAddress(system_address);
     return NPT_SUCCESS;
 }
 
