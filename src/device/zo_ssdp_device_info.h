@@ -23,7 +23,7 @@ constexpr NPT_Int64 kMinimumLeaseSeconds = 10;
 // Made by a search thread or by a script and passed on as a whole: whoever holds it deletes it, and
 // only one thread uses it at a time. It never changes by itself. Texts are kept as they came; an
 // empty and a null text are the same. The data members stand in an order that scripts' sibling
-// modules rely on: append, never insert.
+// modules rely on: a new one goes behind the very last, the private ones included.
 class ZoSsdpDeviceInfo {
   public:
     // An empty or null uuid has one generated. The URL base is derived from the description URL.

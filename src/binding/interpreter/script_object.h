@@ -5,8 +5,8 @@
 
 #include "binding/interpreter/interpreter_lock.h"
 
-// One counted reference to a script object, or none. Made, copied and dropped with the interpreter
-// lock held; moving needs no lock.
+// One counted reference to a script object, or none. Made and dropped with the interpreter lock
+// held; moving needs no lock. For a second reference, Borrow the object again.
 class ScriptObject {
   public:
     ScriptObject() = default;
