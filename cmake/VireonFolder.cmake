@@ -2,6 +2,7 @@
 #
 # One folder of src/ as a static library vireon_<NAME> and, when it has tests, one GoogleTest program
 # <NAME>_test. PLATFORM names files that stand in both posix/ and win32/; the one that fits is built.
+# What one platform needs beyond that stands in <platform>/platform.cmake, if there is one.
 # PLATFORM_TESTS names tests with that folder, since not every one has a counterpart; those of the
 # platform at hand are built.
 # USES names the folders below it. The order of the folders is the architecture: a folder may only
@@ -21,6 +22,7 @@ function(vireon_folder name)
     add_library(vireon_${name} STATIC ${sources})
     target_include_directories(vireon_${name} PUBLIC ${PROJECT_SOURCE_DIR}/src)
     target_link_libraries(vireon_${name} PUBLIC vireon_options)
+    include(${CMAKE_CURRENT_SOURCE_DIR}/${VIREON_PLATFORM_FOLDER}/platform.cmake OPTIONAL)
     foreach(used IN LISTS FOLDER_USES)
         if(NOT TARGET vireon_${used})
             message(FATAL_ERROR "${name} uses ${used}, which is no folder before it")

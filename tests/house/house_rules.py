@@ -197,8 +197,9 @@ def sources_are_built(root):
     """A source that its folder's build description does not name is one that nobody compiles."""
     complaints = []
     for path in sources(root, ".cpp"):
-        description = root / "src" / (folder_of(path) or "") / "CMakeLists.txt"
-        text = description.read_text(encoding="utf-8") if description.is_file() else ""
+        folder = root / "src" / (folder_of(path) or "")
+        descriptions = [folder / "CMakeLists.txt", *folder.glob("*/platform.cmake")]
+        text = "".join(file.read_text(encoding="utf-8") for file in descriptions if file.is_file())
         if not re.search(rf"(?<![\w-]){re.escape(path.name)}\b", text):
             complaints.append(f"{path}: is named in no build description of its folder")
     return complaints
