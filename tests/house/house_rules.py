@@ -172,8 +172,8 @@ def platform_sources_mirror_each_other(root):
             place = root / "src" / folder / platform
             names[platform] = {str(path.relative_to(place)) for path in place.rglob("*")
                                if path.is_file() and not path.stem.endswith("_test")}
-        for name in names["posix"] ^ names["win32"]:
-            there = "posix" if name in names["posix"] else "win32"
+        for name in set.union(*names.values()) - set.intersection(*names.values()):
+            there = next(platform for platform in PLATFORM_FOLDERS if name in names[platform])
             faults[f"src/{folder}/{there}/{name}"] = "has no counterpart"
     return unless_listed(root, ONE_PLATFORM, faults)
 

@@ -1,0 +1,97 @@
+#!/usr/bin/env python3
+"""Holds the documents to this tree, and shows for each rule that it can fail."""
+
+import pathlib
+import tempfile
+import unittest
+
+import docs_rules
+
+ROOT = pathlib.Path(__file__).resolve().parents[2]
+
+
+class ThisTree(unittest.TestCase):
+    def check(self, rule):
+        complaints = rule(ROOT)
+        if complaints:
+            self.fail("\n" + "\n".join(complaints))
+
+    def test_what_documents_name_exists(self):
+        self.check(docs_rules.what_documents_name_exists)
+
+    def test_what_documents_link_to_exists(self):
+        self.check(docs_rules.what_documents_link_to_exists)
+
+    def test_commands_of_documents_exist(self):
+        self.check(docs_rules.commands_of_documents_exist)
+
+    def test_counts_of_documents_are_those_of_the_sources(self):
+        self.check(docs_rules.counts_of_documents_are_those_of_the_sources)
+
+    def test_the_page_on_style_is_one_page(self):
+        self.assertLessEqual(len((ROOT / "docs/style.md").read_text(encoding="utf-8").splitlines()), 100)
+
+
+class BadTree(unittest.TestCase):
+    def setUp(self):
+        folder = tempfile.TemporaryDirectory()
+        self.addCleanup(folder.cleanup)
+        self.root = pathlib.Path(folder.name).resolve()
+        docs_rules.house_rules.subprocess.run(["git", "init", "--quiet", self.root], check=True)
+        self.write("README.md")
+        self.write("src/core/list.h", "class List { void Append(); };\nconstexpr int kLimit = 65536;\n")
+        self.write("src/core/posix/time.cpp")
+        self.write("dev", "    build) ;;\n")
+
+    def write(self, path, text=""):
+        file = self.root / path
+        file.parent.mkdir(parents=True, exist_ok=True)
+        file.write_text(text, encoding="utf-8")
+
+    def expect(self, rule, *complaints, arguments=()):
+        found = rule(self.root, *arguments)
+        self.assertEqual(len(complaints), len(found), found)
+        for expected, complaint in zip(complaints, found):
+            self.assertIn(expected, complaint)
+
+    def test_names_that_are_there(self):
+        self.write("docs/page.md", "`core/list`, `core/list.h`, `src/core/`, `<folder>/posix/`, `list.h`, `page.md`, `posix/`, "
+                   "`core/<platform>/time`, `build/dev/x.so`, `List::Append`, `List`, `Append()`, `a b`, `-x`\n")
+        self.expect(docs_rules.what_documents_name_exists)
+
+    def test_a_file_that_is_not_there(self):
+        for name in ("core/lists.h", "core/map", "core/<platform>/event", "gone.py", "src/net/", "win32/"):
+            self.write("docs/page.md", f"see `{name}`\n")
+            self.expect(docs_rules.what_documents_name_exists, f"docs/page.md: `{name}`")
+
+    def test_a_declaration_that_is_not_there(self):
+        for name in ("List::Prepend", "Map", "kLimits", "Remove()"):
+            self.write("README.md", f"see `{name}`\n\n    `Code`\n\n```\n`Fenced`\n```\n")
+            self.expect(docs_rules.what_documents_name_exists, f"README.md: `{name}`")
+
+    def test_a_name_from_elsewhere_is_listed(self):
+        self.write("README.md", "`CreateThread`\n")
+        self.write(docs_rules.FOREIGN, "CreateThread: the system's\nCreateEvent: the system's\n")
+        self.expect(docs_rules.what_documents_name_exists, "lists CreateEvent for nothing")
+
+    def test_a_link_to_nothing(self):
+        self.write("docs/page.md", "[one](../README.md), [another](gone.md), [elsewhere](https://example.invalid)\n")
+        self.expect(docs_rules.what_documents_link_to_exists, "links to gone.md")
+
+    def test_a_command_that_is_not_there(self):
+        self.write("README.md", "`./dev build`, `./dev bild`\n\n    src/core/list.h && tests/run.sh\n")
+        self.expect(docs_rules.commands_of_documents_exist, "no verb bild", "tests/run.sh is not there")
+
+    def test_a_count_that_is_another(self):
+        count = docs_rules.Count("README.md", r"at most ([\d,]+)", "src/core/list.h", r"kLimit = (\d+);")
+        rows = count._replace(source="dev", declaration=r"build|clean")
+        for text, count, *complaints in (
+                ("at most 65,536", count), ("at most 65,535", count, "says 65,535"),
+                ("many", count, "says 0 times"), ("at most 1", rows), ("at most 2", rows, "says 2")):
+            self.write("README.md", text)
+            self.expect(docs_rules.counts_of_documents_are_those_of_the_sources, *complaints,
+                        arguments=([count],))
+
+
+if __name__ == "__main__":
+    unittest.main()
