@@ -3,6 +3,7 @@
 # A test's label tells what it needs and so which preset runs it:
 #   unit        a GoogleTest program               script   a Python 2.7 script that imports the module
 #   house       looks at the tree, builds nothing  network  makes network namespaces
+#   tidy        reads what is shipped, as a compiler does
 #   fuzz        replays a corpus                   sanitizer  shows that a check finds a fault
 #   neighbours  a script or network test once more, beside other extension modules
 find_package(Python3 REQUIRED COMPONENTS Interpreter)

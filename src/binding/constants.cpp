@@ -59,7 +59,7 @@ void CompleteDocumentation(PyMethodDef* methods, const Constant* constants) {
         const std::string_view text = method->ml_doc ? method->ml_doc : "";
         const std::size_t marker = text.find(kMarker);
         if (marker == std::string_view::npos) continue;
-        const Constant* constant = FindNamed(constants, method->ml_doc + marker + kMarker.size());
+        const Constant* constant = FindNamed(constants, text.data() + marker + kMarker.size());
         if (!constant || constant->kind != kPointerConstant || !constant->pointer) continue;
         const char* completed = NewText(text.substr(0, marker), *constant);
         if (completed) method->ml_doc = completed;

@@ -85,7 +85,7 @@ bool DestroyNative(WrappedPointer& self) {
     const ClassRecord* record = self.type ? self.type->client_data : nullptr;
     const auto destructor = ScriptObject::Borrow(record ? record->destructor : nullptr);
     bool revived = false;
-    if (!destructor) {
+    if (!record || !destructor) {
         ReportLeak(self.type);
         if (self.release) self.release(self.address);
     } else if (record->destructor_takes_wrapped || !PyCFunction_Check(destructor.Get())) {

@@ -104,6 +104,7 @@ NPT_String::~NPT_String() {
     FreeBlock(chars_);
 }
 
+// NOLINTNEXTLINE(bugprone-unhandled-self-assignment): Replace takes a text of its own as well.
 NPT_String& NPT_String::operator=(const NPT_String& other) {
     Replace(other.chars_, other.GetLength());
     return *this;

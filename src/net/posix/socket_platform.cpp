@@ -94,7 +94,6 @@ NPT_Result MapError(int platform_error) {
         case EINTR:
             return NPT_ERROR_INTERRUPTED;
         case EAGAIN:
-            return NPT_ERROR_WOULD_BLOCK;
         case EINPROGRESS:
             return NPT_ERROR_WOULD_BLOCK;
         case EADDRINUSE:
@@ -282,7 +281,7 @@ NPT_Result SetSendTimeout(Handle socket, NPT_Timeout timeout) {
     timeval limit{};  // zero is without a limit here
     if (timeout != NPT_TIMEOUT_INFINITE) {
         limit.tv_sec = timeout / 1000;
-        limit.tv_usec = (timeout % 1000) * 1000;
+        limit.tv_usec = static_cast<suseconds_t>(timeout % 1000) * 1000;
     }
     return ResultOf(
         ::setsockopt(ToDescriptor(socket), SOL_SOCKET, SO_SNDTIMEO, &limit, sizeof limit));
