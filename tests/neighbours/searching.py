@@ -7,10 +7,8 @@ import sys
 import threading
 import time
 
-import _vireon
-
 sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), '..', '..', 'examples'))
-from vireon import Vireon  # noqa: E402,F401  (what a script layer makes of the flat functions)
+from vireon import Vireon  # what a script layer makes of the flat functions
 
 GROUP, ADDRESS, PORT = '239.255.255.250', '10.77.0.1', 31288
 INTERVAL = 0.05

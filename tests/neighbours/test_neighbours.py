@@ -6,7 +6,7 @@ import unittest
 HERE = os.path.dirname(os.path.abspath(__file__))
 sys.path.insert(0, os.path.join(HERE, '..', 'script'))
 
-import support  # noqa: E402  (the folder is known only now)
+import support  # the folder is known only now
 
 PROLOGUE = support.PROLOGUE + '''
 sys.path.insert(0, %r)

@@ -42,7 +42,7 @@ FOUND = re.compile(r'^ *[\d.]+ s  found (.*) at (\S+)$', re.M)
 
 def say(text):
     # What the system says of itself may hold characters that a report's file has no encoding for.
-    print(text.encode('ascii', 'replace') if isinstance(text, unicode) else text)  # noqa: F821
+    print(text.encode('ascii', 'replace') if isinstance(text, unicode) else text)
     sys.stdout.flush()
 
 

@@ -20,9 +20,9 @@ import make_bundle
 
 ROOT = make_bundle.ROOT
 sys.path.insert(0, str(ROOT / "tests" / "network"))
-import run as network_run  # noqa: E402  (its folder is known only now)
-from namespace import Namespace  # noqa: E402
-from network_case import missing_namespaces, unmet  # noqa: E402
+import run as network_run  # its folder is known only now
+from namespace import Namespace
+from network_case import missing_namespaces, unmet
 
 BUNDLE = pathlib.Path(os.environ["VIREON_BUNDLE"])
 BUILD = pathlib.Path(os.environ["VIREON_MODULE_DIR"])
