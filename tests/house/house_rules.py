@@ -244,13 +244,18 @@ def git_files(root, *patterns):
 
 
 def sources_are_formatted(root, files):
-    complaints = []
-    for file in files:
-        result = subprocess.run(["clang-format", f"--style=file:{root / '.clang-format'}", file],
-                                stdout=subprocess.PIPE, check=True)
-        if result.stdout != file.read_bytes():
-            complaints.append(f"{file.relative_to(root)}: not in the project's format (./dev format)")
-    return complaints
+    style = f"--style=file:{root / '.clang-format'}"
+    result = subprocess.run(
+        ["clang-format", "--dry-run", "--Werror", style, *files], stderr=subprocess.PIPE, check=False
+    )
+    said = result.stderr.decode()
+    names = sorted(set(re.findall(r"^(/.+?):\d+:\d+: error: ", said, re.M)))
+    if result.returncode and not names:
+        return [said]
+    return [
+        f"{pathlib.Path(name).relative_to(root)}: not in the project's format (./dev format)"
+        for name in names
+    ]
 
 
 def is_shell_script(file):
