@@ -36,10 +36,21 @@ class Servers(object):
         self.by_usn[server['usn']] = server
         if known:
             return
-        print('%5.2f s  found %s at %s' % (time.time() - self.started, server['friendlyName'],
-                                           server['location']))
-        for name in ('modelName', 'manufacturer', 'version', 'HttpPort', 'HttpsPort',
-                     'WebsocketPort', 'DBStatus', 'serialNumber', 'usn'):
+        print(
+            '%5.2f s  found %s at %s'
+            % (time.time() - self.started, server['friendlyName'], server['location'])
+        )
+        for name in (
+            'modelName',
+            'manufacturer',
+            'version',
+            'HttpPort',
+            'HttpsPort',
+            'WebsocketPort',
+            'DBStatus',
+            'serialNumber',
+            'usn',
+        ):
             print('           %-14s %s' % (name, server[name]))
         sys.stdout.flush()
 
@@ -73,8 +84,10 @@ def main():
     parser.add_argument('--seconds', type=seconds, default=8, help='how long to search')
     parser.add_argument('--interval', type=seconds, default=3, help='seconds between two searches')
     servers = search(parser.parse_args())
-    print('%d server%s found, %d answers' % (
-        len(servers.by_usn), '' if len(servers.by_usn) == 1 else 's', servers.answers))
+    print(
+        '%d server%s found, %d answers'
+        % (len(servers.by_usn), '' if len(servers.by_usn) == 1 else 's', servers.answers)
+    )
     for server in servers.by_usn.values():
         print('    %s at %s' % (server['friendlyName'], server['location']))
 

@@ -26,14 +26,14 @@ from xml.sax.saxutils import escape
 try:
     from http.server import BaseHTTPRequestHandler, HTTPServer
     from socketserver import ThreadingMixIn
-except ImportError:     # Python 2.7
+except ImportError:  # Python 2.7
     from BaseHTTPServer import BaseHTTPRequestHandler, HTTPServer
     from SocketServer import ThreadingMixIn
 
 PORT = 31288
 GROUP = '239.255.255.250'
 DEVICE_TYPE = 'urn:schemas-upnp-org:device:ZOMediaServer:1'
-LEASE = 1800    # seconds for which a client may believe that the server is there
+LEASE = 1800  # seconds for which a client may believe that the server is there
 VERSION = '1.0.0'
 
 # With a server's name this makes its uuid, so that clients know it again after a restart.
@@ -48,9 +48,11 @@ def is_search(datagram):
         name, colon, value = line.partition(':')
         if colon:
             headers.setdefault(name.strip().lower(), value.strip())
-    return (lines[0] == 'M-SEARCH * HTTP/1.1'
-            and headers.get('man') == '"ssdp:discover"'
-            and headers.get('st') in ('ssdp:all', DEVICE_TYPE))
+    return (
+        lines[0] == 'M-SEARCH * HTTP/1.1'
+        and headers.get('man') == '"ssdp:discover"'
+        and headers.get('st') in ('ssdp:all', DEVICE_TYPE)
+    )
 
 
 def address_towards(client):
@@ -89,13 +91,14 @@ def answer(server, address):
 
 
 def description(server):
-    return ('<?xml version="1.0" encoding="utf-8"?>\n'
-            '<root xmlns="urn:schemas-upnp-org:device-1-0">'
-            '<specVersion><major>1</major><minor>0</minor></specVersion>'
-            '<device><deviceType>%s</deviceType><friendlyName>%s</friendlyName>'
-            '<manufacturer>Sample Makers</manufacturer><modelName>Sample media server</modelName>'
-            '<UDN>uuid:%s</UDN></device></root>\n'
-            % (DEVICE_TYPE, escape(server.name), server.uuid)).encode('utf-8')
+    return (
+        '<?xml version="1.0" encoding="utf-8"?>\n'
+        '<root xmlns="urn:schemas-upnp-org:device-1-0">'
+        '<specVersion><major>1</major><minor>0</minor></specVersion>'
+        '<device><deviceType>%s</deviceType><friendlyName>%s</friendlyName>'
+        '<manufacturer>Sample Makers</manufacturer><modelName>Sample media server</modelName>'
+        '<UDN>uuid:%s</UDN></device></root>\n' % (DEVICE_TYPE, escape(server.name), server.uuid)
+    ).encode('utf-8')
 
 
 class WebServer(ThreadingMixIn, HTTPServer):
@@ -182,10 +185,17 @@ def main():
     parser = argparse.ArgumentParser(description='A sample media server for searches on port 31288.')
     parser.add_argument('--name', type=text, default='Sample server', help='the name that people see')
     parser.add_argument('--uuid', type=uuid.UUID, help='default: made from the name')
-    parser.add_argument('--interface', action='append', metavar='ADDRESS',
-                        help='hear the group on the interface of this address (default: on all)')
-    parser.add_argument('--other-port', action='store_true',
-                        help='answer from a port of the system\'s choice, not from %d' % PORT)
+    parser.add_argument(
+        '--interface',
+        action='append',
+        metavar='ADDRESS',
+        help='hear the group on the interface of this address (default: on all)',
+    )
+    parser.add_argument(
+        '--other-port',
+        action='store_true',
+        help='answer from a port of the system\'s choice, not from %d' % PORT,
+    )
     parser.add_argument('--http-port', type=int, default=8080)
     parser.add_argument('--serve', action='store_true', help='serve the description by HTTP')
     server = parser.parse_args()

@@ -19,6 +19,7 @@ class _Engine(object):
     What has a `__del__` must stand in no reference cycle, or it is never collected. So this holds
     the engine and nothing else.
     """
+
     __swig_destroy__ = _vireon.delete_Vireon
 
     def __init__(self):

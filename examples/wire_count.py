@@ -14,7 +14,7 @@ import sys
 
 PORT = 31288
 GROUP = '239.255.255.250'
-ETH_P_ALL = 3    # only a socket for all protocols sees what goes out
+ETH_P_ALL = 3  # only a socket for all protocols sees what goes out
 ETH_P_IP = 0x0800
 
 
@@ -56,10 +56,19 @@ def main():
                 sizes[what] += len(packet)
     except Ended:
         pass
-    print('on the wire: %d requests by multicast (%d bytes), %d by broadcast (%d bytes), '
-          '%d answers (%d bytes)' % (
-              counts['multicast'], sizes['multicast'], counts['broadcast'], sizes['broadcast'],
-              counts['answer'], sizes['answer']), flush=True)
+    print(
+        'on the wire: %d requests by multicast (%d bytes), %d by broadcast (%d bytes), '
+        '%d answers (%d bytes)'
+        % (
+            counts['multicast'],
+            sizes['multicast'],
+            counts['broadcast'],
+            sizes['broadcast'],
+            counts['answer'],
+            sizes['answer'],
+        ),
+        flush=True,
+    )
 
 
 if __name__ == '__main__':

@@ -20,8 +20,11 @@ import sys
 import xml.etree.ElementTree as ElementTree
 
 GTEST_RESULT = re.compile(r"^\[ +(OK|FAILED|SKIPPED) +\] ([\w/.-]+\.[\w/.-]+).*\((?:\d+) ms\)$", re.M)
-UNITTEST_RESULT = re.compile(r"^(test\w* \([\w.]+\))(?:\n.*?)? \.\.\. .*?"
-                             r"(ok|FAIL|ERROR|skipped .*|expected failure|unexpected success)$", re.M)
+UNITTEST_RESULT = re.compile(
+    r"^(test\w* \([\w.]+\))(?:\n.*?)? \.\.\. .*?"
+    r"(ok|FAIL|ERROR|skipped .*|expected failure|unexpected success)$",
+    re.M,
+)
 UNITTEST_END = re.compile(r"^Ran (\d+) tests? in .*\n\n(?:OK|FAILED)(?: \((.*)\))?$", re.M)
 
 NETWORK_RESULT = re.compile(r"^(passed|skipped|FAILED) +[\d.]+s ([\w.]+)(?:: (.*))?$", re.M)
@@ -59,7 +62,7 @@ def count_gtest(output):
             count.failed.append(name)
         else:
             start = output.rfind("[ RUN      ] ", 0, match.start())
-            reason = " ".join(output[start:match.start()].splitlines()[1:])
+            reason = " ".join(output[start : match.start()].splitlines()[1:])
             count.skipped.append(f"{name}: {reason.strip()}")
     return count
 
@@ -114,7 +117,7 @@ def count_program(case):
     for again in RUN_AGAIN.finditer(output):
         count.told.append(f"{name}: {again.group()}")
         if again.group(1) == "program":
-            output = output[again.end():]
+            output = output[again.end() :]
     for count_kind in (count_gtest, count_unittest, count_network, count_replayed):
         count.add(count_kind(output))
     succeeded = case.get("status") == "run"

@@ -27,8 +27,16 @@ class SmallTree(unittest.TestCase):
         file.chmod(mode)
 
     def run_command(self, *command, **environment):
-        return subprocess.run(command, env=dict(os.environ, **environment), cwd=self.root, text=True,
-                              stdout=subprocess.PIPE, stderr=subprocess.STDOUT, timeout=60, check=False)
+        return subprocess.run(
+            command,
+            env=dict(os.environ, **environment),
+            cwd=self.root,
+            text=True,
+            stdout=subprocess.PIPE,
+            stderr=subprocess.STDOUT,
+            timeout=60,
+            check=False,
+        )
 
 
 class Dev(SmallTree):
@@ -39,16 +47,22 @@ class Dev(SmallTree):
         self.write("scripts/setup.sh", "#!/bin/sh\necho installing; exit 3\n", 0o755)
 
     def test_an_unknown_preset_is_refused_before_anything_is_installed(self):
-        for words in (("test", "nosuch"), ("test", "dev", "nosuch"), ("test", "base"),
-                      ("build", "nosuch"), ("test", "bench")):
+        for words in (
+            ("test", "nosuch"),
+            ("test", "dev", "nosuch"),
+            ("test", "base"),
+            ("build", "nosuch"),
+            ("test", "bench"),
+        ):
             with self.subTest(words):
                 done = self.run_command("./dev", *words)
-                self.assertEqual((1, f"dev: no such preset: {words[-1]}\n"),
-                                 (done.returncode, done.stdout))
+                self.assertEqual((1, f"dev: no such preset: {words[-1]}\n"), (done.returncode, done.stdout))
 
     def test_each_preset_is_known(self):
-        for verb, presets in (("test", "dev clang release pydebug asan tsan windows"),
-                              ("build", "dev clang release pydebug asan tsan bench fuzz windows")):
+        for verb, presets in (
+            ("test", "dev clang release pydebug asan tsan windows"),
+            ("build", "dev clang release pydebug asan tsan bench fuzz windows"),
+        ):
             done = self.run_command("./dev", verb, *presets.split())
             self.assertEqual((3, "installing\n"), (done.returncode, done.stdout))
 
@@ -77,8 +91,9 @@ class Dev(SmallTree):
         self.write("scripts/setup.sh", "#!/bin/sh\n", 0o755)
         self.write("bin/cmake", "#!/bin/sh\n", 0o755)
         self.write("bin/ctest", f"#!/bin/sh\necho \"1: $* of $GTEST_FILTER\"\necho '{said}'\n", 0o755)
-        return self.run_command("./dev", "test", *presets, "--gtest_filter=List.*",
-                                PATH=f"{self.root}/bin:{os.environ['PATH']}")
+        return self.run_command(
+            "./dev", "test", *presets, "--gtest_filter=List.*", PATH=f"{self.root}/bin:{os.environ['PATH']}"
+        )
 
     def test_the_hook_is_offered_and_taken_back(self):
         self.run_command("git", "init", "--quiet")
@@ -115,10 +130,17 @@ class Interpreter(SmallTree):
     """The interpreter's wrappers, so that a test script runs without ctest as well."""
 
     def told(self, name, folder, **environment):
-        self.write("wrap.cmake", f"configure_file({ROOT}/cmake/{name}.sh.in {self.root}/{folder}/python @ONLY)")
-        self.run_command("cmake", f"-DPROJECT_BINARY_DIR={self.root}/{folder}",
-                         f"-Dpython_EXECUTABLE={self.root}/interpreter", f"-DPROJECT_SOURCE_DIR={self.root}",
-                         "-P", "wrap.cmake")
+        self.write(
+            "wrap.cmake", f"configure_file({ROOT}/cmake/{name}.sh.in {self.root}/{folder}/python @ONLY)"
+        )
+        self.run_command(
+            "cmake",
+            f"-DPROJECT_BINARY_DIR={self.root}/{folder}",
+            f"-Dpython_EXECUTABLE={self.root}/interpreter",
+            f"-DPROJECT_SOURCE_DIR={self.root}",
+            "-P",
+            "wrap.cmake",
+        )
         return self.run_command("sh", f"{folder}/python", **environment).stdout
 
     def test_a_script_is_told_where_the_module_lies(self):
@@ -126,7 +148,9 @@ class Interpreter(SmallTree):
             self.write(name, '#!/bin/sh\necho "$VIREON_MODULE_DIR $VIREON_PYTHON"\n', 0o755)
         unset = {"VIREON_MODULE_DIR": "", "VIREON_PYTHON": ""}
         self.assertEqual(f"{self.root}/here {self.root}/here/python\n", self.told("python", "here", **unset))
-        self.assertEqual("there my\n", self.told("python", "here", VIREON_MODULE_DIR="there", VIREON_PYTHON="my"))
+        self.assertEqual(
+            "there my\n", self.told("python", "here", VIREON_MODULE_DIR="there", VIREON_PYTHON="my")
+        )
         for name in ("windows-python", "windows-python-isolated"):
             self.assertEqual(f"{self.root}/here \n", self.told(name, "here", **unset))
 
@@ -136,20 +160,32 @@ class CompilerCache(SmallTree):
 
     def setUp(self):
         super().setUp()
-        self.write("CMakeLists.txt", f"""
+        self.write(
+            "CMakeLists.txt",
+            f"""
 cmake_minimum_required(VERSION 3.25)
 project(small LANGUAGES NONE)
 include({ROOT}/cmake/VireonCompilerCache.cmake)
 message(STATUS "launcher: '${{CMAKE_CXX_COMPILER_LAUNCHER}}'")
-""")
+""",
+        )
         self.cmake = shutil.which("cmake")
         (self.root / "empty").mkdir()
         self.write("with/ccache", "#!/bin/sh\n", 0o755)
 
     def launcher(self, path):
-        done = self.run_command(self.cmake, "-S", ".", "-B", "build", "-G", "Ninja",
-                                f"-DCMAKE_MAKE_PROGRAM={shutil.which('ninja')}",
-                                "-DCMAKE_FIND_USE_CMAKE_SYSTEM_PATH=OFF", PATH=str(self.root / path))
+        done = self.run_command(
+            self.cmake,
+            "-S",
+            ".",
+            "-B",
+            "build",
+            "-G",
+            "Ninja",
+            f"-DCMAKE_MAKE_PROGRAM={shutil.which('ninja')}",
+            "-DCMAKE_FIND_USE_CMAKE_SYSTEM_PATH=OFF",
+            PATH=str(self.root / path),
+        )
         self.assertEqual(0, done.returncode, done.stdout)
         return done.stdout.split("launcher: '")[1].split("'")[0]
 
@@ -165,7 +201,9 @@ class Folders(SmallTree):
 
     def configure(self, *folders, platform="posix"):
         """Each folder is a name and what vireon_folder is told of it."""
-        self.write("CMakeLists.txt", f"""
+        self.write(
+            "CMakeLists.txt",
+            f"""
 cmake_minimum_required(VERSION 3.25)
 project(small LANGUAGES CXX)
 set(VIREON_BUILD_TESTS ON)
@@ -173,7 +211,9 @@ add_library(vireon_options INTERFACE)
 add_library(GTest::gmock_main INTERFACE IMPORTED)
 include({ROOT}/cmake/VireonFolder.cmake)
 set(VIREON_PLATFORM_FOLDER {platform})
-""" + "".join(f"add_subdirectory({name})\n" for name, _ in folders))
+"""
+            + "".join(f"add_subdirectory({name})\n" for name, _ in folders),
+        )
         for name, told in folders:
             self.write(f"{name}/CMakeLists.txt", f"vireon_folder({name} SOURCES own.cpp {told})")
             for source in ("own.cpp", "own_test.cpp", "posix/own_test.cpp", "win32/own_test.cpp"):
@@ -227,16 +267,22 @@ message("library: ${{library}}")
         return done.returncode, " ".join(done.stdout.split())
 
     def test_the_official_import_library_is_taken(self):
-        self.assertEqual((0, f"library: {self.root}/python/libs/python27.lib"),
-                         self.check("include/Python.h", "libs/python27.lib"))
+        self.assertEqual(
+            (0, f"library: {self.root}/python/libs/python27.lib"),
+            self.check("include/Python.h", "libs/python27.lib"),
+        )
 
     def test_it_is_taken_before_the_other_one(self):
-        self.assertEqual((0, f"library: {self.root}/python/libs/python27.lib"),
-                         self.check("include/Python.h", "libs/python27.lib", "libs/libpython27.a"))
+        self.assertEqual(
+            (0, f"library: {self.root}/python/libs/python27.lib"),
+            self.check("include/Python.h", "libs/python27.lib", "libs/libpython27.a"),
+        )
 
     def test_the_other_one_will_do(self):
-        self.assertEqual((0, f"library: {self.root}/python/libs/libpython27.a"),
-                         self.check("include/Python.h", "libs/libpython27.a"))
+        self.assertEqual(
+            (0, f"library: {self.root}/python/libs/libpython27.a"),
+            self.check("include/Python.h", "libs/libpython27.a"),
+        )
 
     def test_a_folder_without_headers_is_told(self):
         code, said = self.check("libs/python27.lib")
@@ -246,8 +292,11 @@ message("library: ${{library}}")
     def test_a_folder_without_an_import_library_is_told(self):
         code, said = self.check("include/Python.h")
         self.assertEqual(1, code)
-        self.assertIn("without an import library of python27.dll (libs/python27.lib or "
-                      f"libs/libpython27.a): '{self.root}/python'", said)
+        self.assertIn(
+            "without an import library of python27.dll (libs/python27.lib or "
+            f"libs/libpython27.a): '{self.root}/python'",
+            said,
+        )
 
 
 class Fetching(SmallTree):
@@ -256,8 +305,21 @@ class Fetching(SmallTree):
     def setUp(self):
         super().setUp()
         shutil.copytree(ROOT / "scripts", self.root / "scripts")
-        for name in ("bash", "sh", "cat", "mkdir", "mktemp", "rm", "dirname", "cut", "sha256sum", "df", "tr",
-                     "awk", "mv"):
+        for name in (
+            "bash",
+            "sh",
+            "cat",
+            "mkdir",
+            "mktemp",
+            "rm",
+            "dirname",
+            "cut",
+            "sha256sum",
+            "df",
+            "tr",
+            "awk",
+            "mv",
+        ):
             (self.root / "bin").mkdir(exist_ok=True)
             (self.root / "bin" / name).symlink_to(shutil.which(name))
         self.cache = self.root / "cache"
@@ -266,8 +328,9 @@ class Fetching(SmallTree):
         self.write(f"bin/{name}", f"#!/bin/sh\n{script}\n", 0o755)
 
     def expect(self, sentence, command=("scripts/windows/interpreter.sh",), **environment):
-        done = self.run_command(*command, PATH=str(self.root / "bin"),
-                                XDG_CACHE_HOME=str(self.cache), **environment)
+        done = self.run_command(
+            *command, PATH=str(self.root / "bin"), XDG_CACHE_HOME=str(self.cache), **environment
+        )
         self.assertEqual((1, sentence), (done.returncode, done.stdout.splitlines()[-1]), done.stdout)
         self.assertEqual([], [str(left) for left in self.cache.rglob("*") if left.is_file()])
         self.assertEqual([], list(self.cache.glob("vireon/*")))
@@ -280,28 +343,35 @@ class Fetching(SmallTree):
         self.expect("fetch-wheels: pip could not fetch what interpreter.txt pins; is the network there?")
 
     def test_another_file_than_the_pinned_one(self):
-        self.fake("pip3", "echo ERROR: THESE PACKAGES DO NOT MATCH THE HASHES FROM THE REQUIREMENTS FILE; exit 1")
+        self.fake(
+            "pip3", "echo ERROR: THESE PACKAGES DO NOT MATCH THE HASHES FROM THE REQUIREMENTS FILE; exit 1"
+        )
         self.expect("fetch-wheels: pip was given other files than interpreter.txt pins")
 
     def test_a_disk_that_is_full_from_the_start(self):
         self.fake("df.small", "echo; echo 299M")
         (self.root / "bin/df").unlink()
         (self.root / "bin/df.small").rename(self.root / "bin/df")
-        self.expect(f"interpreter: {self.cache}/vireon has room for 299 MB, "
-                    "the Windows interpreter takes 300 MB")
+        self.expect(
+            f"interpreter: {self.cache}/vireon has room for 299 MB, " "the Windows interpreter takes 300 MB"
+        )
 
     def test_a_disk_that_fills_up(self):
         self.fake("pip3", "echo 'ERROR: [Errno 28] No space left on device'; exit 1")
-        done = self.run_command("scripts/fetch-wheels.sh", "some.txt", "wheels", "win_amd64", "cp27m",
-                                PATH=str(self.root / "bin"))
-        self.assertEqual((1, "fetch-wheels: no room left in wheels"),
-                         (done.returncode, done.stdout.splitlines()[-1]))
+        done = self.run_command(
+            "scripts/fetch-wheels.sh", "some.txt", "wheels", "win_amd64", "cp27m", PATH=str(self.root / "bin")
+        )
+        self.assertEqual(
+            (1, "fetch-wheels: no room left in wheels"), (done.returncode, done.stdout.splitlines()[-1])
+        )
 
     def test_a_mirror_that_cannot_be_reached(self):
         self.fake("pip3", "exit 0")
         self.fake("apt-get", "echo 'bookworm|Debian|main|http://mirror.invalid/'; [ \"$1\" = indextargets ]")
-        self.expect("interpreter: could not fetch CPython's source package from this machine's mirror; "
-                    "is the network there?")
+        self.expect(
+            "interpreter: could not fetch CPython's source package from this machine's mirror; "
+            "is the network there?"
+        )
 
     def test_a_package_that_cannot_be_unpacked(self):
         self.fake("pip3", "for folder; do :; done; echo no zip >\"$folder/some.whl\"")
@@ -312,24 +382,36 @@ class Fetching(SmallTree):
     def test_neighbours_without_a_network(self):
         self.fake("pip3", "echo ERROR: Could not find a version that satisfies the requirement; exit 1")
         for platform in ("linux", "windows"):
-            self.expect(f"fetch-wheels: pip could not fetch what neighbours-{platform}.txt pins; "
-                        "is the network there?", ("scripts/neighbours.sh", platform))
+            self.expect(
+                f"fetch-wheels: pip could not fetch what neighbours-{platform}.txt pins; "
+                "is the network there?",
+                ("scripts/neighbours.sh", platform),
+            )
 
     def test_neighbours_that_cannot_be_unpacked(self):
         self.fake("pip3", "for folder; do :; done; echo no zip >\"$folder/some.whl\"")
         (self.root / "bin/python3").symlink_to(sys.executable)
-        self.expect(f"neighbours: could not unpack the packages into {self.cache}/vireon",
-                    ("scripts/neighbours.sh", "linux"))
+        self.expect(
+            f"neighbours: could not unpack the packages into {self.cache}/vireon",
+            ("scripts/neighbours.sh", "linux"),
+        )
 
     def test_neighbours_are_fetched_once(self):
         with zipfile.ZipFile(self.root / "some.whl", "w") as wheel:
             wheel.writestr("package/__init__.py", "")
-        self.fake("pip3", f"echo >>{self.root}/fetched; for folder; do :; done\n"
-                          f"{shutil.which('cp')} {self.root}/some.whl \"$folder\"")
+        self.fake(
+            "pip3",
+            f"echo >>{self.root}/fetched; for folder; do :; done\n"
+            f"{shutil.which('cp')} {self.root}/some.whl \"$folder\"",
+        )
         (self.root / "bin/python3").symlink_to(sys.executable)
-        said = [self.run_command("scripts/neighbours.sh", "linux", PATH=str(self.root / "bin"),
-                                 XDG_CACHE_HOME=str(self.cache)).stdout.splitlines() for _ in range(2)]
-        folder, = self.cache.glob("vireon/*")
+        said = [
+            self.run_command(
+                "scripts/neighbours.sh", "linux", PATH=str(self.root / "bin"), XDG_CACHE_HOME=str(self.cache)
+            ).stdout.splitlines()
+            for _ in range(2)
+        ]
+        (folder,) = self.cache.glob("vireon/*")
         self.assertEqual([[str(folder)], [str(folder)]], [said[0][1:], said[1]])
         self.assertTrue((folder / "package/__init__.py").exists())
         self.assertEqual("\n", (self.root / "fetched").read_text())
@@ -337,15 +419,24 @@ class Fetching(SmallTree):
     def test_a_chosen_interpreter_that_is_not_whole(self):
         for name in ("python.exe", "DLLs/select.pyd", "Lib/os.py", "include/Python.h", "libs/python27.lib"):
             self.write(f"chosen/{name}")
-        self.expect(f"interpreter: VIREON_WINDOWS_PYTHON names a folder without python27.dll: {self.root}/chosen",
-                    VIREON_WINDOWS_PYTHON=f"{self.root}/chosen")
+        self.expect(
+            f"interpreter: VIREON_WINDOWS_PYTHON names a folder without python27.dll: {self.root}/chosen",
+            VIREON_WINDOWS_PYTHON=f"{self.root}/chosen",
+        )
 
     def test_a_chosen_interpreter_is_taken_as_it_is(self):
-        for name in ("python.exe", "python27.dll", "DLLs/select.pyd", "Lib/os.py", "include/Python.h",
-                     "libs/python27.lib"):
+        for name in (
+            "python.exe",
+            "python27.dll",
+            "DLLs/select.pyd",
+            "Lib/os.py",
+            "include/Python.h",
+            "libs/python27.lib",
+        ):
             self.write(f"chosen/{name}")
-        done = self.run_command("scripts/windows/interpreter.sh", XDG_CACHE_HOME=str(self.cache),
-                                VIREON_WINDOWS_PYTHON="chosen")
+        done = self.run_command(
+            "scripts/windows/interpreter.sh", XDG_CACHE_HOME=str(self.cache), VIREON_WINDOWS_PYTHON="chosen"
+        )
         self.assertEqual((0, f"{self.root}/chosen\n"), (done.returncode, done.stdout))
         self.assertFalse(self.cache.exists())
 

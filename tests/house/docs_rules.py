@@ -32,19 +32,33 @@ COUNTS = (
     Count("docs/datagram.md", r"One that ([\d,]+) records wait in", PROTOCOL, r"kQueueLimit = (\d+);"),
     Count("docs/datagram.md", r"buffer \((\d+) bytes\)", PROTOCOL, r"kAnswerBufferSize = (\d+);"),
     Count("docs/datagram.md", r"a pause of ([\d.]+) s", PROTOCOL, r"kPauseAfterError = (\d+);", 0.001),
-    Count("docs/datagram.md", r"at level (\d+)\.", "src/engine/callback_task_worker_thread.cpp",
-          r"kLossLogLevel = (\d+);"),
+    Count(
+        "docs/datagram.md",
+        r"at level (\d+)\.",
+        "src/engine/callback_task_worker_thread.cpp",
+        r"kLossLogLevel = (\d+);",
+    ),
     Count("docs/datagram.md", r"the (\d+)\s+entries", "src/engine/device_dictionary.cpp", r'\n +{"\w+", '),
-    Count("docs/binding.md", r"table has (\d+) rows", "src/binding/method_table.cpp",
-          r"kFunctionCount == (\d+)\)"),
+    Count(
+        "docs/binding.md",
+        r"table has (\d+) rows",
+        "src/binding/method_table.cpp",
+        r"kFunctionCount == (\d+)\)",
+    ),
     Count("docs/binding.md", r"types\[(\d+)\]", "src/binding/module_types.h", r"kTypeCount == (\d+)\)"),
-    Count("docs/binding.md", r"and (\d+) steps at most", "src/binding/pointer_conversion.cpp",
-          r"kMaxSteps = (\d+);"),
+    Count(
+        "docs/binding.md",
+        r"and (\d+) steps at most",
+        "src/binding/pointer_conversion.cpp",
+        r"kMaxSteps = (\d+);",
+    ),
 )
 
 
 def documents(root):
-    return [pathlib.Path("README.md")] + sorted(path.relative_to(root) for path in (root / "docs").glob("*.md"))
+    return [pathlib.Path("README.md")] + sorted(
+        path.relative_to(root) for path in (root / "docs").glob("*.md")
+    )
 
 
 def prose(text):
@@ -119,9 +133,14 @@ def commands_of_documents_exist(root):
     complaints = []
     for document in documents(root):
         text = house_rules.read(root, document)
-        complaints += [f"{document}: ./dev has no verb {verb}" for verb in VERB.findall(text) if verb not in verbs]
-        complaints += [f"{document}: {path} is not there" for path in COMMAND_WORD.findall(code_blocks(text))
-                       if not is_there(root, document, path)]
+        complaints += [
+            f"{document}: ./dev has no verb {verb}" for verb in VERB.findall(text) if verb not in verbs
+        ]
+        complaints += [
+            f"{document}: {path} is not there"
+            for path in COMMAND_WORD.findall(code_blocks(text))
+            if not is_there(root, document, path)
+        ]
     return complaints
 
 
@@ -137,8 +156,10 @@ def counts_of_documents_are_those_of_the_sources(root, counts=COUNTS):
         if not re.compile(count.declaration).groups:
             decided = [str(len(decided))]
         if len(said) != 1 or len(decided) != 1:
-            complaints.append(f"{count.document}: says {len(said)} times '{count.sentence}', "
-                              f"{count.source} decides it {len(decided)} times")
+            complaints.append(
+                f"{count.document}: says {len(said)} times '{count.sentence}', "
+                f"{count.source} decides it {len(decided)} times"
+            )
         elif abs(number(said[0]) - number(decided[0]) * count.factor) > 1e-9:
             complaints.append(f"{count.document}: says {said[0]}, {count.source} decides {decided[0]}")
     return complaints

@@ -55,8 +55,11 @@ class BadTree(unittest.TestCase):
             self.assertIn(expected, complaint)
 
     def test_names_that_are_there(self):
-        self.write("docs/page.md", "`core/list`, `core/list.h`, `src/core/`, `<folder>/posix/`, `list.h`, `page.md`, `posix/`, "
-                   "`core/<platform>/time`, `build/dev/x.so`, `List::Append`, `List`, `Append()`, `a b`, `-x`\n")
+        self.write(
+            "docs/page.md",
+            "`core/list`, `core/list.h`, `src/core/`, `<folder>/posix/`, `list.h`, `page.md`, `posix/`, "
+            "`core/<platform>/time`, `build/dev/x.so`, `List::Append`, `List`, `Append()`, `a b`, `-x`\n",
+        )
         self.expect(docs_rules.what_documents_name_exists)
 
     def test_a_file_that_is_not_there(self):
@@ -75,7 +78,9 @@ class BadTree(unittest.TestCase):
         self.expect(docs_rules.what_documents_name_exists, "lists CreateEvent for nothing")
 
     def test_a_link_to_nothing(self):
-        self.write("docs/page.md", "[one](../README.md), [another](gone.md), [elsewhere](https://example.invalid)\n")
+        self.write(
+            "docs/page.md", "[one](../README.md), [another](gone.md), [elsewhere](https://example.invalid)\n"
+        )
         self.expect(docs_rules.what_documents_link_to_exists, "links to gone.md")
 
     def test_a_command_that_is_not_there(self):
@@ -86,11 +91,16 @@ class BadTree(unittest.TestCase):
         count = docs_rules.Count("README.md", r"at most ([\d,]+)", "src/core/list.h", r"kLimit = (\d+);")
         rows = count._replace(source="dev", declaration=r"build|clean")
         for text, count, *complaints in (
-                ("at most 65,536", count), ("at most 65,535", count, "says 65,535"),
-                ("many", count, "says 0 times"), ("at most 1", rows), ("at most 2", rows, "says 2")):
+            ("at most 65,536", count),
+            ("at most 65,535", count, "says 65,535"),
+            ("many", count, "says 0 times"),
+            ("at most 1", rows),
+            ("at most 2", rows, "says 2"),
+        ):
             self.write("README.md", text)
-            self.expect(docs_rules.counts_of_documents_are_those_of_the_sources, *complaints,
-                        arguments=([count],))
+            self.expect(
+                docs_rules.counts_of_documents_are_those_of_the_sources, *complaints, arguments=([count],)
+            )
 
 
 if __name__ == "__main__":

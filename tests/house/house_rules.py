@@ -22,7 +22,9 @@ INCLUDE = re.compile(r'^\s*#\s*include\s+(["<])([^">]+)[">]', re.M)
 PLATFORM_CONDITION = re.compile(
     r"^\s*#\s*(?:if|ifdef|ifndef|elif)\b.*"
     r"\b(?:_?WIN(?:32|64)|_WIN32|_WIN64|__WIN32__|__MINGW\w*__|_MSC_VER|__CYGWIN__"
-    r"|__linux__|__linux|__unix__|__unix|__APPLE__|__GLIBC__)\b.*", re.M)
+    r"|__linux__|__linux|__unix__|__unix|__APPLE__|__GLIBC__)\b.*",
+    re.M,
+)
 
 # Headers that one of the platforms does not have, or gives another meaning.
 PLATFORM_HEADERS = re.compile(
@@ -31,7 +33,9 @@ PLATFORM_HEADERS = re.compile(
     r"|spawn|pwd|grp|dirent|execinfo|features|alloca)\.h$"
     r"|^(?:windows|winsock|winsock2|ws2tcpip|iphlpapi|mswsock|objbase|combaseapi|winreg|winerror"
     r"|windef|winbase|process|io|direct|tchar|synchapi|intrin|debugapi|crtdbg|excpt)\.h$"
-    r"|^_mingw\.h$", re.I)
+    r"|^_mingw\.h$",
+    re.I,
+)
 
 # The texts of the protocols, and the one file of the engine whose texts are for scripts.
 WIRE_TEXTS = (pathlib.Path("src/engine/protocol.h"), pathlib.Path("src/http/http_protocol.h"))
@@ -48,8 +52,7 @@ def sources(root, *suffixes):
 
 
 def without_comments(text):
-    return re.sub(r"//[^\n]*|/\*.*?\*/", lambda match: "\n" * match.group().count("\n"), text,
-                  flags=re.S)
+    return re.sub(r"//[^\n]*|/\*.*?\*/", lambda match: "\n" * match.group().count("\n"), text, flags=re.S)
 
 
 def read(root, path):
@@ -102,8 +105,11 @@ def units_form_no_circles(root):
         if path.stem.endswith("_test") or "testing" in path.parts:
             continue
         unit = unit_of(path)
-        included = {unit_of(pathlib.Path("src", name))
-                    for mark, name in INCLUDE.findall(read(root, path)) if mark == '"'}
+        included = {
+            unit_of(pathlib.Path("src", name))
+            for mark, name in INCLUDE.findall(read(root, path))
+            if mark == '"'
+        }
         uses.setdefault(unit, set()).update(included - {unit})
 
     def reached_from(unit):
@@ -170,8 +176,11 @@ def platform_sources_mirror_each_other(root):
         names = {}
         for platform in PLATFORM_FOLDERS:
             place = root / "src" / folder / platform
-            names[platform] = {str(path.relative_to(place)) for path in place.rglob("*")
-                               if path.is_file() and not path.stem.endswith("_test")}
+            names[platform] = {
+                str(path.relative_to(place))
+                for path in place.rglob("*")
+                if path.is_file() and not path.stem.endswith("_test")
+            }
         for name in set.union(*names.values()) - set.intersection(*names.values()):
             there = next(platform for platform in PLATFORM_FOLDERS if name in names[platform])
             faults[f"src/{folder}/{there}/{name}"] = "has no counterpart"
@@ -187,8 +196,7 @@ def sources_have_tests(root):
         test = path.stem + "_test.cpp"
         # A platform's source is tested by its neutral unit's test.
         places = {path.parent, pathlib.Path("src", folder_of(path) or "")}
-        if not path.stem.endswith("_test") and not any((root / place / test).is_file()
-                                                       for place in places):
+        if not path.stem.endswith("_test") and not any((root / place / test).is_file() for place in places):
             faults[str(path)] = f"has no {test} beside it"
     return unless_listed(root, UNTESTED, faults)
 
@@ -228,18 +236,37 @@ def wire_texts_stand_in_one_place(root):
             continue
         if path.stem.endswith("_test") or "testing" in path.parts:
             continue
-        complaints += [f'{path}: "{text}" stands in {WIRE_TEXTS[0]} or {WIRE_TEXTS[1]}'
-                       for text in literals(root, path) if text.lower() in known]
-        complaints += [f"{path}: names a header itself: {call}"
-                       for call in HEADER_CALL.findall(without_comments(read(root, path)))]
+        complaints += [
+            f'{path}: "{text}" stands in {WIRE_TEXTS[0]} or {WIRE_TEXTS[1]}'
+            for text in literals(root, path)
+            if text.lower() in known
+        ]
+        complaints += [
+            f"{path}: names a header itself: {call}"
+            for call in HEADER_CALL.findall(without_comments(read(root, path)))
+        ]
     return complaints
 
 
 def git_files(root, *patterns):
     listing = subprocess.run(
-        ["git", "-c", f"safe.directory={root}", "-C", root, "ls-files", "-z", "--cached", "--others",
-         "--exclude-standard", "--", *patterns],
-        stdout=subprocess.PIPE, check=True).stdout.decode()
+        [
+            "git",
+            "-c",
+            f"safe.directory={root}",
+            "-C",
+            root,
+            "ls-files",
+            "-z",
+            "--cached",
+            "--others",
+            "--exclude-standard",
+            "--",
+            *patterns,
+        ],
+        stdout=subprocess.PIPE,
+        check=True,
+    ).stdout.decode()
     return sorted(root / name for name in listing.split("\0") if name and (root / name).is_file())
 
 
@@ -267,15 +294,25 @@ def shell_scripts_are_sound(root, files):
     scripts = [file for file in files if is_shell_script(file)]
     if not scripts:
         return []
-    result = subprocess.run(["shellcheck", "--format=gcc", "--external-sources", *scripts], cwd=root,
-                            stdout=subprocess.PIPE, stderr=subprocess.STDOUT, check=False)
+    result = subprocess.run(
+        ["shellcheck", "--format=gcc", "--external-sources", *scripts],
+        cwd=root,
+        stdout=subprocess.PIPE,
+        stderr=subprocess.STDOUT,
+        check=False,
+    )
     return result.stdout.decode().replace(f"{root}{os.sep}", "").splitlines()
 
 
 def python_is_formatted(root, files):
     # In no order, since it works on several at once.
-    result = subprocess.run(["black", "--check", f"--config={root / 'pyproject.toml'}", *files], cwd=root,
-                            stdout=subprocess.PIPE, stderr=subprocess.STDOUT, check=False)
+    result = subprocess.run(
+        ["black", "--check", f"--config={root / 'pyproject.toml'}", *files],
+        cwd=root,
+        stdout=subprocess.PIPE,
+        stderr=subprocess.STDOUT,
+        check=False,
+    )
     complaints = sorted(re.findall(r"^would reformat .*|^error: .*", result.stdout.decode(), re.M))
     if result.returncode and not complaints:
         complaints = [result.stdout.decode()]
@@ -285,8 +322,13 @@ def python_is_formatted(root, files):
 def python_is_sound(root, files):
     """What is never used, never defined or no Python. The checker reads Python 3, and is told the names
     that only Python 2.7 has."""
-    result = subprocess.run(["pyflakes3", *files], stdout=subprocess.PIPE, stderr=subprocess.STDOUT, check=False,
-                            env=dict(os.environ, PYFLAKES_BUILTINS=PYTHON2_NAMES))
+    result = subprocess.run(
+        ["pyflakes3", *files],
+        stdout=subprocess.PIPE,
+        stderr=subprocess.STDOUT,
+        check=False,
+        env=dict(os.environ, PYFLAKES_BUILTINS=PYTHON2_NAMES),
+    )
     return result.stdout.decode().replace(f"{root}{os.sep}", "").splitlines()
 
 

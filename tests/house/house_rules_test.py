@@ -125,11 +125,15 @@ class BadTree(unittest.TestCase):
     def test_include_from_the_interpreter_folder_upward(self):
         self.write("src/engine/vireon.h")
         self.write("src/binding/module.h")
-        self.write("src/binding/interpreter/script_call.cpp",
-                   '#include "engine/vireon.h"\n#include "binding/module.h"\n')
-        self.expect(house_rules.includes_follow_the_order,
-                    "binding/interpreter may not include engine/vireon.h",
-                    "binding/interpreter may not include binding/module.h")
+        self.write(
+            "src/binding/interpreter/script_call.cpp",
+            '#include "engine/vireon.h"\n#include "binding/module.h"\n',
+        )
+        self.expect(
+            house_rules.includes_follow_the_order,
+            "binding/interpreter may not include engine/vireon.h",
+            "binding/interpreter may not include binding/module.h",
+        )
 
     def test_include_from_engine_into_binding(self):
         self.write("src/binding/module.h")
@@ -144,8 +148,12 @@ class BadTree(unittest.TestCase):
         self.write("src/net/socket.h", '#include "net/address.h"\n')
         self.write("src/core/list.h")
         circle = "in a circle of includes (address, resolver, socket)"
-        self.expect(house_rules.units_form_no_circles, f"src/net/address: stands {circle}",
-                    f"src/net/resolver: stands {circle}", f"src/net/socket: stands {circle}")
+        self.expect(
+            house_rules.units_form_no_circles,
+            f"src/net/address: stands {circle}",
+            f"src/net/resolver: stands {circle}",
+            f"src/net/socket: stands {circle}",
+        )
 
     def test_units_without_a_circle(self):
         self.write("src/net/address.h")
@@ -155,8 +163,12 @@ class BadTree(unittest.TestCase):
         self.expect(house_rules.units_form_no_circles)
 
     def test_platform_conditions(self):
-        for condition in ("#ifdef _WIN32", "#if defined(__linux__)", "#  ifndef _MSC_VER",
-                          "#elif defined(__MINGW64__)"):
+        for condition in (
+            "#ifdef _WIN32",
+            "#if defined(__linux__)",
+            "#  ifndef _MSC_VER",
+            "#elif defined(__MINGW64__)",
+        ):
             with self.subTest(condition):
                 self.write("src/core/time.cpp", condition + "\n#endif\n")
                 self.expect(house_rules.platforms_stay_in_their_folders, condition)
@@ -225,8 +237,11 @@ class BadTree(unittest.TestCase):
         self.write("src/engine/plan.cpp", 'headers.SetHeader(\n    "X-Own", value);\n')
         self.write("src/engine/device_dictionary.cpp", 'Key("usn");\n')
         self.write("src/engine/answer_test.cpp", 'headers.SetHeader("USN", value);\n')
-        self.expect(house_rules.wire_texts_stand_in_one_place, 'answer.cpp: "usn" stands in',
-                    "plan.cpp: names a header itself: SetHeader(")
+        self.expect(
+            house_rules.wire_texts_stand_in_one_place,
+            'answer.cpp: "usn" stands in',
+            "plan.cpp: names a header itself: SetHeader(",
+        )
 
     @unittest.skipUnless(house_rules.tool_is_there("clang-format"), missing_tool("clang-format"))
     def test_unformatted_source(self):
@@ -253,8 +268,12 @@ class BadTree(unittest.TestCase):
     def test_unsound_python(self):
         good = self.write("good.py", "print(unicode(xrange(3)))\n")
         bad = self.write("bad.py", "import os\nprint(raw_input())\n")
-        self.expect(house_rules.python_is_sound, "'os' imported but unused", "undefined name 'raw_input'",
-                    arguments=([good, bad],))
+        self.expect(
+            house_rules.python_is_sound,
+            "'os' imported but unused",
+            "undefined name 'raw_input'",
+            arguments=([good, bad],),
+        )
 
 
 if __name__ == "__main__":

@@ -41,47 +41,58 @@ FAULTS = {
     "no mutex": (
         "const NPT_AutoLock lock(mutex_); ++count_;",
         "++count_;",
-        "writing variable 'count_' requires holding mutex 'mutex_'"),
+        "writing variable 'count_' requires holding mutex 'mutex_'",
+    ),
     "no critical section": (
         "const CriticalSectionLock lock(section_); ++hits_;",
         "++hits_;",
-        "writing variable 'hits_' requires holding critical section 'section_'"),
+        "writing variable 'hits_' requires holding critical section 'section_'",
+    ),
     "no interpreter lock": (
         "const PyAutoLock2 lock; ++calls_;",
         "++calls_;",
-        "writing variable 'calls_' requires holding interpreter lock 'interpreter_lock'"),
+        "writing variable 'calls_' requires holding interpreter lock 'interpreter_lock'",
+    ),
     "a lock that is let go too early": (
         "const CriticalSectionLock lock(section_); ++hits_;",
         "{ const CriticalSectionLock lock(section_); } ++hits_;",
-        "writing variable 'hits_' requires holding critical section 'section_'"),
+        "writing variable 'hits_' requires holding critical section 'section_'",
+    ),
     "another lock": (
         "const NPT_AutoLock lock(mutex_); ++count_;",
         "const CriticalSectionLock lock(section_); ++count_;",
-        "writing variable 'count_' requires holding mutex 'mutex_'"),
+        "writing variable 'count_' requires holding mutex 'mutex_'",
+    ),
     "a helper without the lock that it needs": (
         "const NPT_AutoLock lock(mutex_); Count();",
         "Count();",
-        "calling function 'Count' requires holding mutex 'mutex_'"),
+        "calling function 'Count' requires holding mutex 'mutex_'",
+    ),
     "a wait with the lock held": (
         "{ const NPT_AutoLock lock(mutex_); } Wait();",
         "const NPT_AutoLock lock(mutex_); Wait();",
-        "cannot call function 'Wait' while mutex 'mutex_' is held"),
+        "cannot call function 'Wait' while mutex 'mutex_' is held",
+    ),
     "a lock that failed": (
         "if (mutex_.Lock() != 0) return; Count(); mutex_.Unlock();",
         "mutex_.Lock(); Count(); mutex_.Unlock();",
-        "calling function 'Count' requires holding mutex 'mutex_'"),
+        "calling function 'Count' requires holding mutex 'mutex_'",
+    ),
     "a lock that is kept": (
         "section_.lock(); section_.unlock();",
         "section_.lock();",
-        "'section_' is still held at the end of function"),
+        "'section_' is still held at the end of function",
+    ),
     "the order reversed": (
         "const NPT_AutoLock first(mutex_); const CriticalSectionLock second(section_);",
         "const CriticalSectionLock first(section_); const NPT_AutoLock second(mutex_);",
-        "'mutex_' must be acquired before 'section_'"),
+        "'mutex_' must be acquired before 'section_'",
+    ),
     "the interpreter lock last": (
         "const InterpreterVisit first; const NPT_AutoLock second(mutex_);",
         "const NPT_AutoLock first(mutex_); const InterpreterVisit second;",
-        "'interpreter_lock' must be acquired before 'mutex_'"),
+        "'interpreter_lock' must be acquired before 'mutex_'",
+    ),
 }
 
 
@@ -93,16 +104,24 @@ class LockCheck(unittest.TestCase):
         cls.addClassCleanup(folder.cleanup)
         cls.folder = pathlib.Path(folder.name).resolve()
         configured = subprocess.run(
-            ["cmake", "--preset", "clang", "-B", cls.folder / "build", "-DVIREON_BUILD_TESTS=OFF"], cwd=ROOT,
-            stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True, check=False)
+            ["cmake", "--preset", "clang", "-B", cls.folder / "build", "-DVIREON_BUILD_TESTS=OFF"],
+            cwd=ROOT,
+            stdout=subprocess.PIPE,
+            stderr=subprocess.STDOUT,
+            text=True,
+            check=False,
+        )
         if configured.returncode != 0:
             raise AssertionError(configured.stdout)
         commands = json.loads((cls.folder / "build/compile_commands.json").read_text(encoding="utf-8"))
-        words = next(shlex.split(command["command"]) for command in commands
-                     if command["file"].endswith("/src/engine/vireon.cpp"))
+        words = next(
+            shlex.split(command["command"])
+            for command in commands
+            if command["file"].endswith("/src/engine/vireon.cpp")
+        )
         # The preset's own options, without the compiler cache in front and the files at the end.
         compiler = next(index for index, word in enumerate(words) if word.endswith("clang++"))
-        cls.compiler = words[compiler:words.index("-o")] + ["-fsyntax-only"]
+        cls.compiler = words[compiler : words.index("-o")] + ["-fsyntax-only"]
 
     def errors_of(self, column):
         """What the compiler says of each fault's statements, which stand in a line of their own."""
@@ -112,11 +131,13 @@ class LockCheck(unittest.TestCase):
             lines[fault] = (functions + number + 1, f"    void Act{number}() {{ {texts[column]} }}")
         source = self.folder / "source.cpp"
         source.write_text(SOURCE % "\n".join(text for _, text in lines.values()), encoding="utf-8")
-        done = subprocess.run([*self.compiler, source], stdout=subprocess.PIPE, stderr=subprocess.STDOUT,
-                              text=True, check=False)
+        done = subprocess.run(
+            [*self.compiler, source], stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True, check=False
+        )
         errors = re.findall(r"source\.cpp:(\d+):\d+: error: (.*)", done.stdout)
-        return done, {fault: [said for at, said in errors if int(at) == line]
-                      for fault, (line, _) in lines.items()}
+        return done, {
+            fault: [said for at, said in errors if int(at) == line] for fault, (line, _) in lines.items()
+        }
 
     def test_faults_are_reported(self):
         done, errors = self.errors_of(1)

@@ -70,14 +70,15 @@ class Summary(unittest.TestCase):
         """Each case is a name, what ctest says of it, and the program's output."""
         folder = pathlib.Path("build", preset)
         folder.mkdir(parents=True)
-        text = "".join(f'<testcase name="{name}" status="{status}"><system-out>'
-                       f"{saxutils.escape(output)}</system-out></testcase>"
-                       for name, status, output in cases)
+        text = "".join(
+            f'<testcase name="{name}" status="{status}"><system-out>'
+            f"{saxutils.escape(output)}</system-out></testcase>"
+            for name, status, output in cases
+        )
         (folder / "results.xml").write_text(f"<testsuite>{text}</testsuite>", encoding="utf-8")
 
     def summary(self, *presets, ci="false"):
-        with mock.patch.dict(os.environ, CI=ci), \
-                contextlib.redirect_stdout(io.StringIO()) as output:
+        with mock.patch.dict(os.environ, CI=ci), contextlib.redirect_stdout(io.StringIO()) as output:
             code = test_summary.main(presets)
         return code, output.getvalue()
 

@@ -28,16 +28,24 @@ FAULTS = {
 
 
 def tidy(build, file):
-    done = subprocess.run(["clang-tidy", "--quiet", f"--config-file={ROOT / '.clang-tidy'}", "-p", build, file],
-                          stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, text=True, check=False)
+    done = subprocess.run(
+        ["clang-tidy", "--quiet", f"--config-file={ROOT / '.clang-tidy'}", "-p", build, file],
+        stdout=subprocess.PIPE,
+        stderr=subprocess.DEVNULL,
+        text=True,
+        check=False,
+    )
     return done.stdout if done.returncode else ""
 
 
 def shipped_sources(build):
     commands = json.loads((build / "compile_commands.json").read_text(encoding="utf-8"))
     files = {pathlib.Path(command["file"]) for command in commands}
-    return sorted(file for file in files if ROOT / "src" in file.parents and "testing" not in file.parts
-                  and not file.stem.endswith("_test"))
+    return sorted(
+        file
+        for file in files
+        if ROOT / "src" in file.parents and "testing" not in file.parts and not file.stem.endswith("_test")
+    )
 
 
 @unittest.skipUnless(shutil.which("clang-tidy"), "clang-tidy is not installed (./dev setup test)")
@@ -54,8 +62,11 @@ class Tidy(unittest.TestCase):
         with tempfile.TemporaryDirectory() as folder:
             file = pathlib.Path(folder, "faulty.cpp")
             (file.parent / "compile_commands.json").write_text(
-                json.dumps([{"directory": folder, "file": str(file),
-                             "command": f"clang++ -std=c++17 -c {file}"}]), encoding="utf-8")
+                json.dumps(
+                    [{"directory": folder, "file": str(file), "command": f"clang++ -std=c++17 -c {file}"}]
+                ),
+                encoding="utf-8",
+            )
             for kind, text in FAULTS.items():
                 with self.subTest(kind):
                     file.write_text(text, encoding="utf-8")

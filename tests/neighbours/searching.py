@@ -13,9 +13,18 @@ from vireon import Vireon  # what a script layer makes of the flat functions
 GROUP, ADDRESS, PORT = '239.255.255.250', '10.77.0.1', 31288
 INTERVAL = 0.05
 DEVICE_TYPE = 'urn:schemas-upnp-org:device:ZOMediaServer:1'
-ANSWER = '\r\n'.join((
-    'HTTP/1.1 200 OK', 'EXT: ', 'LOCATION: http://10.77.0.1/', 'ST: ' + DEVICE_TYPE,
-    'USN: uuid:%(number)d::' + DEVICE_TYPE, 'FriendlyName: Server %(number)d', '', ''))
+ANSWER = '\r\n'.join(
+    (
+        'HTTP/1.1 200 OK',
+        'EXT: ',
+        'LOCATION: http://10.77.0.1/',
+        'ST: ' + DEVICE_TYPE,
+        'USN: uuid:%(number)d::' + DEVICE_TYPE,
+        'FriendlyName: Server %(number)d',
+        '',
+        '',
+    )
+)
 
 
 class Servers(threading.Thread):
@@ -28,8 +37,9 @@ class Servers(threading.Thread):
         self.socket = socket.socket(socket.AF_INET, socket.SOCK_DGRAM)
         self.socket.bind(('', PORT))
         self.socket.settimeout(INTERVAL)
-        self.socket.setsockopt(socket.IPPROTO_IP, socket.IP_ADD_MEMBERSHIP,
-                               socket.inet_aton(GROUP) + socket.inet_aton(ADDRESS))
+        self.socket.setsockopt(
+            socket.IPPROTO_IP, socket.IP_ADD_MEMBERSHIP, socket.inet_aton(GROUP) + socket.inet_aton(ADDRESS)
+        )
 
     def run(self):
         numbers = itertools.count()

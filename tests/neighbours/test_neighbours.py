@@ -8,11 +8,15 @@ sys.path.insert(0, os.path.join(HERE, '..', 'script'))
 
 import support  # the folder is known only now
 
-PROLOGUE = support.PROLOGUE + '''
+PROLOGUE = (
+    support.PROLOGUE
+    + '''
 sys.path.insert(0, %r)
 import threading, time
 import _vireon, searching
-''' % HERE
+'''
+    % HERE
+)
 
 # A thread that holds the lock for good must end soon: by a kill, which the exit code tells.
 support.SCRIPT_LIMIT_SECONDS = 60
@@ -28,13 +32,20 @@ class Loading(unittest.TestCase):
         names = ['greenlet', 'psutil', 'zmq'] + (['pythoncom'] if support.ON_WINDOWS else [])
         orders = {'before': (names, []), 'after': ([], names)}
         expected = '%r %r\n' % orders[os.environ['VIREON_NEIGHBOURS']]
-        self.assertEqual((0, expected, ''), support.run_script('''
+        self.assertEqual(
+            (0, expected, ''),
+            support.run_script(
+                '''
 import sys
 names = %r
 before = [name for name in names if name in sys.modules]
 import _vireon
 print before, [name for name in names if name in sys.modules and name not in before]
-''' % names, prologue=''))
+'''
+                % names,
+                prologue='',
+            ),
+        )
 
     def test_one_that_is_missing_is_told_and_ends_the_script(self):
         folder = support.ENVIRONMENT['VIREON_NEIGHBOURS_FOLDER']
@@ -43,8 +54,7 @@ print before, [name for name in names if name in sys.modules and name not in bef
             code, _, errors = support.run_script('print "went on"')
         finally:
             support.ENVIRONMENT['VIREON_NEIGHBOURS_FOLDER'] = folder
-        self.assertEqual((1, 'ImportError: No module named greenlet'),
-                         (code, errors.strip().split('\n')[-1]))
+        self.assertEqual((1, 'ImportError: No module named greenlet'), (code, errors.strip().split('\n')[-1]))
 
 
 class Greenlets(Beside):
@@ -72,17 +82,22 @@ def through_greenlets(values):
         Beside.expect(self, output, self.PROLOGUE + script)
 
     def test_switch_inside_the_callable_and_on_the_main_thread(self):
-        self.expect('True True\n', '''
+        self.expect(
+            'True True\n',
+            '''
 def callback(event, server):
     inside.append(through_greenlets(server.items()) == server.items())
 inside, outside, numbers = [], [], range(20)
 with searching.searching(callback):
     searching.wait(lambda: outside.append(through_greenlets(numbers) == numbers) or len(inside) >= 50)
 print len(inside) >= 50 and all(inside), all(outside)
-''')
+''',
+        )
 
     def test_one_of_a_call_is_not_left_to_the_next_one(self):
-        self.expect('True\n', '''
+        self.expect(
+            'True\n',
+            '''
 import gc, weakref
 left = []
 def callback(event, server):
@@ -95,10 +110,13 @@ def callback(event, server):
 with searching.searching(callback):
     searching.wait(lambda: len(left) >= 50)
 print len(left) >= 50 and all(parent is None for parent, _ in left)
-''')
+''',
+        )
 
     def test_one_inside_the_callable_may_stop_the_search(self):
-        self.expect('stopped True\n', '''
+        self.expect(
+            'stopped True\n',
+            '''
 def callback(event, server):
     if not stops:
         stops.append(greenlet.greenlet(vireon.stop))
@@ -108,10 +126,13 @@ stops, ended = [], []
 with searching.searching(callback) as vireon:
     searching.wait(lambda: ended)
 print 'stopped', ended == [True]
-''')
+''',
+        )
 
     def test_one_may_leave_a_call_of_the_module_and_come_back_to_it(self):
-        self.expect('in the call, its result\n', '''
+        self.expect(
+            'in the call, its result\n',
+            '''
 import ctypes, vireon_probe as probe
 found, zeros = [], ctypes.create_string_buffer(64)
 def callback():
@@ -127,7 +148,8 @@ with searching.searching(lambda *_: found.append(1)):
     said.append(call.switch('its result'))
 _vireon.delete_Vireon(engine)
 print ', '.join(said)
-''')
+''',
+        )
 
 
 class PolledSocket(Beside):
@@ -142,7 +164,9 @@ bound.bind('inproc://servers')
         Beside.expect(self, output, self.PROLOGUE + script)
 
     def test_hears_of_each_server_on_another_thread(self):
-        self.expect('True True\n', '''
+        self.expect(
+            'True True\n',
+            '''
 heard, told, mine = [], [], []
 def poll():
     poller = zmq.Poller()
@@ -166,10 +190,13 @@ mine[0].send('')
 thread.join()
 mine[0].close()
 print len(told) >= 50, heard == told
-''')
+''',
+        )
 
     def test_is_heard_by_a_call_that_a_stop_waits_for(self):
-        self.expect('the word True\n', '''
+        self.expect(
+            'the word True\n',
+            '''
 said, begun = [], threading.Event()
 def callback(event, server):
     begun.set()
@@ -194,7 +221,8 @@ with searching.searching(callback) as vireon:
     took = time.time() - began
 thread.join()
 print said[0], 0.1 < took < 9
-''')
+''',
+        )
 
 
 @unittest.skipUnless(support.ON_WINDOWS, 'platform: only Windows has component objects')
@@ -213,7 +241,10 @@ def is_other(model):
 '''
 
     def test_a_search_leaves_the_main_threads_alone_and_has_its_own(self):
-        self.expect('True True True\n', self.PROLOGUE + '''
+        self.expect(
+            'True True True\n',
+            self.PROLOGUE
+            + '''
 def callback(event, server):
     inside.append(is_other(pythoncom.COINIT_APARTMENTTHREADED))
 inside, main = [], []
@@ -225,7 +256,8 @@ with searching.searching(callback):
         return len(inside) >= 50
     searching.wait(pump)
 print len(inside) >= 50 and all(inside), all(main), is_other(pythoncom.COINIT_MULTITHREADED)
-''')
+''',
+        )
 
 
 if __name__ == '__main__':

@@ -17,18 +17,19 @@ _SO_ATTACH_FILTER = 26
 # Classic BPF over the packet: keeps what goes out (not what comes in) and is UDP over IPv4, so that
 # a flood towards the searcher costs the capture nothing.
 _OUTGOING_UDP = [
-    (0x28, 0, 0, 0xfffff000 + 4),            # A = packet type
-    (0x15, 0, 5, socket.PACKET_OUTGOING),    # this one, else drop
-    (0x28, 0, 0, 0xfffff000),                # A = protocol of the frame
-    (0x15, 0, 3, _ETH_P_IP),                 # this one, else drop
-    (0x30, 0, 0, 9),                         # A = protocol in the IP header
-    (0x15, 0, 1, socket.IPPROTO_UDP),        # this one, else drop
-    (0x06, 0, 0, 0x40000),                   # keep whole
-    (0x06, 0, 0, 0),                         # drop
+    (0x28, 0, 0, 0xFFFFF000 + 4),  # A = packet type
+    (0x15, 0, 5, socket.PACKET_OUTGOING),  # this one, else drop
+    (0x28, 0, 0, 0xFFFFF000),  # A = protocol of the frame
+    (0x15, 0, 3, _ETH_P_IP),  # this one, else drop
+    (0x30, 0, 0, 9),  # A = protocol in the IP header
+    (0x15, 0, 1, socket.IPPROTO_UDP),  # this one, else drop
+    (0x06, 0, 0, 0x40000),  # keep whole
+    (0x06, 0, 0, 0),  # drop
 ]
 
 Datagram = collections.namedtuple(
-    'Datagram', 'time interface ttl source source_port destination destination_port payload')
+    'Datagram', 'time interface ttl source source_port destination destination_port payload'
+)
 
 
 def _parse(packet, stamp, interface):
@@ -37,9 +38,16 @@ def _parse(packet, stamp, interface):
     source_port, destination_port, size = struct.unpack_from('!HHH', packet, header_size)
     end = header_size + size
     assert end <= total <= len(packet), 'a cut or fragmented datagram was captured'
-    return Datagram(stamp, interface, packet[8], socket.inet_ntoa(packet[12:16]), source_port,
-                    socket.inet_ntoa(packet[16:20]), destination_port,
-                    bytes(packet[header_size + 8:end]))
+    return Datagram(
+        stamp,
+        interface,
+        packet[8],
+        socket.inet_ntoa(packet[12:16]),
+        source_port,
+        socket.inet_ntoa(packet[16:20]),
+        destination_port,
+        bytes(packet[header_size + 8 : end]),
+    )
 
 
 def wait_for_either(source, wake):
@@ -61,6 +69,7 @@ class LoudThread:
                 run()
             except BaseException as failure:
                 self._failure = failure
+
         self._thread = threading.Thread(target=guarded, daemon=True)
         self._thread.start()
 
@@ -76,12 +85,14 @@ class Capture:
     def __init__(self, namespace):
         with namespace.entered():
             # Bound to no interface it listens on all of them, those that are made later too.
-            self._socket = socket.socket(socket.AF_PACKET, socket.SOCK_DGRAM,
-                                         socket.htons(_ETH_P_ALL))
+            self._socket = socket.socket(socket.AF_PACKET, socket.SOCK_DGRAM, socket.htons(_ETH_P_ALL))
         program = b''.join(struct.pack('HBBI', *step) for step in _OUTGOING_UDP)
         buffer = ctypes.create_string_buffer(program)
-        self._socket.setsockopt(socket.SOL_SOCKET, _SO_ATTACH_FILTER,
-                                struct.pack('HL', len(_OUTGOING_UDP), ctypes.addressof(buffer)))
+        self._socket.setsockopt(
+            socket.SOL_SOCKET,
+            _SO_ATTACH_FILTER,
+            struct.pack('HL', len(_OUTGOING_UDP), ctypes.addressof(buffer)),
+        )
         self._socket.setsockopt(socket.SOL_SOCKET, _SO_TIMESTAMPNS, 1)
         self._socket.setsockopt(socket.SOL_SOCKET, socket.SO_RCVBUF, 1 << 22)
         self._datagrams = []
@@ -95,8 +106,11 @@ class Capture:
                 return
             packet, control, _, address = self._socket.recvmsg(65536, 64)
             # The first ones may have come in before the filter.
-            if (address[2] != socket.PACKET_OUTGOING or address[1] != _ETH_P_IP
-                    or packet[9] != socket.IPPROTO_UDP):
+            if (
+                address[2] != socket.PACKET_OUTGOING
+                or address[1] != _ETH_P_IP
+                or packet[9] != socket.IPPROTO_UDP
+            ):
                 continue
             seconds, nanoseconds = struct.unpack('qq', control[0][2][:16])
             datagram = _parse(packet, seconds + nanoseconds / 1e9, address[0])

@@ -67,16 +67,19 @@ class Namespace:
     def ip(self, command):
         """Runs one `ip` command inside and returns what it printed."""
         with self.entered():
-            done = subprocess.run(['ip'] + command.split(), stdout=subprocess.PIPE,
-                                  stderr=subprocess.PIPE, universal_newlines=True)
+            done = subprocess.run(
+                ['ip'] + command.split(),
+                stdout=subprocess.PIPE,
+                stderr=subprocess.PIPE,
+                universal_newlines=True,
+            )
         if done.returncode != 0:
             raise OSError('ip %s: %s' % (command, done.stderr.strip()))
         return done.stdout
 
     def connect(self, interface, other, other_interface):
         """Joins this namespace to another one by a cable (a veth pair); both ends come up."""
-        self.ip('link add name %s type veth peer name %s netns %s'
-                % (interface, other_interface, other.path))
+        self.ip('link add name %s type veth peer name %s netns %s' % (interface, other_interface, other.path))
         self.ip('link set %s up' % interface)
         other.ip('link set %s up' % other_interface)
         self._await_carrier(interface)

@@ -21,24 +21,28 @@ SLACK = 0.35 * float(os.environ.get('VIREON_TIME_FACTOR', '1'))
 # Seconds that a stop may take, apart from a call that is running.
 STOP = 0.05 + SLACK
 
-BROADCAST_REQUEST = (b'M-SEARCH * HTTP/1.1\r\n'
-                     b'MX: 5\r\n'
-                     b'ST: ssdp:all\r\n'
-                     b'MAN: "ssdp:discover"\r\n'
-                     b'User-Agent: UPnP/1.0\r\n'
-                     b'Host: 239.255.255.250:31288\r\n'
-                     b'Connection: close\r\n'
-                     b'\r\n')
-MULTICAST_REQUEST = (b'M-SEARCH * HTTP/1.1\r\n'
-                     b'MX: 5\r\n'
-                     b'ST: ssdp:all\r\n'
-                     b'MAN: "ssdp:discover"\r\n'
-                     b'User-Agent: UPnP/1.0\r\n'
-                     b'Connection: close\r\n'
-                     b'Host: 239.255.255.250:31288\r\n'
-                     b'\r\n')
+BROADCAST_REQUEST = (
+    b'M-SEARCH * HTTP/1.1\r\n'
+    b'MX: 5\r\n'
+    b'ST: ssdp:all\r\n'
+    b'MAN: "ssdp:discover"\r\n'
+    b'User-Agent: UPnP/1.0\r\n'
+    b'Host: 239.255.255.250:31288\r\n'
+    b'Connection: close\r\n'
+    b'\r\n'
+)
+MULTICAST_REQUEST = (
+    b'M-SEARCH * HTTP/1.1\r\n'
+    b'MX: 5\r\n'
+    b'ST: ssdp:all\r\n'
+    b'MAN: "ssdp:discover"\r\n'
+    b'User-Agent: UPnP/1.0\r\n'
+    b'Connection: close\r\n'
+    b'Host: 239.255.255.250:31288\r\n'
+    b'\r\n'
+)
 
-STARTED = 679481088     # what a search returns unless a sender found no port
+STARTED = 679481088  # what a search returns unless a sender found no port
 
 # The standard network: the searcher's only interface and, on the same cable, the server's.
 SEARCHER = '10.77.1.1'
@@ -71,12 +75,12 @@ def missing_namespaces():
 @functools.lru_cache(maxsize=None)
 def missing_module():
     folder = module_directory()
-    if not any(os.path.exists(os.path.join(folder, '_vireon.' + ending))
-               for ending in ('so', 'pyd')):
+    if not any(os.path.exists(os.path.join(folder, '_vireon.' + ending)) for ending in ('so', 'pyd')):
         return 'VIREON_MODULE_DIR names no folder with the module: %r' % folder
     try:
-        version = subprocess.run(driver_command() + ['--version'], stdout=subprocess.PIPE,
-                                 stderr=subprocess.STDOUT).stdout
+        version = subprocess.run(
+            driver_command() + ['--version'], stdout=subprocess.PIPE, stderr=subprocess.STDOUT
+        ).stdout
     except OSError as error:
         return 'VIREON_PYTHON does not run: %s' % error
     if b'Python 2.7' not in version:

@@ -12,5 +12,4 @@ exec unshare --user --map-root-user --net sh -c '
 def reduced(capabilities, *command):
     """The command line for a command without user namespaces and with these privileges taken away
     (as setpriv writes them: `-net_admin,-net_raw`)."""
-    return ('sh', '-c', _WITHOUT_USER_NAMESPACES, 'sh',
-            'setpriv', '--bounding-set', capabilities) + command
+    return ('sh', '-c', _WITHOUT_USER_NAMESPACES, 'sh', 'setpriv', '--bounding-set', capabilities) + command

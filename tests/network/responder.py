@@ -72,8 +72,7 @@ def fields(without=(), **changes):
     unknown = set(new) | {name.encode() for name in without}
     unknown -= {name for name, _ in COMPLETE}
     assert not unknown, 'no such header in the complete answer: %s' % unknown
-    return [(name, new.get(name, value)) for name, value in COMPLETE
-            if name.decode() not in without]
+    return [(name, new.get(name, value)) for name, value in COMPLETE if name.decode() not in without]
 
 
 def message(headers, status=b'HTTP/1.1 200 OK', line_end=b'\r\n', end=None, separator=b': '):
@@ -102,12 +101,14 @@ class Responder:
         with namespace.entered():
             self._socket = socket.socket(socket.AF_INET, socket.SOCK_DGRAM)
             self._socket.setsockopt(socket.SOL_SOCKET, socket.SO_REUSEADDR, 1)
-            self._socket.setsockopt(socket.IPPROTO_IP, 8, 1)    # IP_PKTINFO
+            self._socket.setsockopt(socket.IPPROTO_IP, 8, 1)  # IP_PKTINFO
             self._socket.bind(('0.0.0.0', PORT))
             for address in addresses:
                 self._socket.setsockopt(
-                    socket.IPPROTO_IP, socket.IP_ADD_MEMBERSHIP,
-                    socket.inet_aton(GROUP) + socket.inet_aton(address))
+                    socket.IPPROTO_IP,
+                    socket.IP_ADD_MEMBERSHIP,
+                    socket.inet_aton(GROUP) + socket.inet_aton(address),
+                )
         self.reply = reply or (lambda request: [])
         self._requests = []
         self._changed = threading.Condition()
@@ -171,6 +172,7 @@ class Stream:
             while not self._ended.wait(pace):
                 responder.send(make(self.sent), to)
                 self.sent += 1
+
         self._thread = LoudThread(run)
 
     def close(self):

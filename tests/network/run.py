@@ -43,11 +43,14 @@ def run_one(name):
     result = unittest.TestResult()
     unittest.defaultTestLoader.loadTestsFromName(name).run(result)
     seconds = time.monotonic() - start
-    for outcome, found in (('ERROR', result.errors), ('FAIL', result.failures),
-                           ('skipped', result.skipped)):
+    for outcome, found in (('ERROR', result.errors), ('FAIL', result.failures), ('skipped', result.skipped)):
         if found:
-            return name, outcome, '\n'.join('%s\n%s' % (test, text) if outcome != 'skipped' else text
-                                            for test, text in found), seconds
+            return (
+                name,
+                outcome,
+                '\n'.join('%s\n%s' % (test, text) if outcome != 'skipped' else text for test, text in found),
+                seconds,
+            )
     return name, 'ok', '', seconds
 
 
@@ -62,8 +65,7 @@ def enter_private_network():
     """Goes on in a network of its own; where none can be made each test says that and why."""
     if 'VIREON_PRIVATE_NETWORK' in os.environ:
         return
-    tried = subprocess.run([PRIVATE_NETWORK, 'true'], stderr=subprocess.PIPE,
-                           universal_newlines=True)
+    tried = subprocess.run([PRIVATE_NETWORK, 'true'], stderr=subprocess.PIPE, universal_newlines=True)
     os.environ['VIREON_PRIVATE_NETWORK'] = ' '.join(tried.stderr.split())
     if tried.returncode == 0:
         os.execv(PRIVATE_NETWORK, [PRIVATE_NETWORK, sys.executable, '-B'] + sys.argv)
@@ -73,21 +75,21 @@ def main():
     enter_private_network()
     parser = argparse.ArgumentParser()
     parser.add_argument('-v', '--verbose', action='store_true', help='name the tests that pass too')
-    parser.add_argument('-j', '--jobs', type=int,
-                        default=os.environ.get('VIREON_JOBS', 2 * os.cpu_count()))
+    parser.add_argument('-j', '--jobs', type=int, default=os.environ.get('VIREON_JOBS', 2 * os.cpu_count()))
     parser.add_argument('parts', nargs='*')
     options = parser.parse_args()
 
     sys.path.insert(0, HERE)
-    names = [name for name in test_names(unittest.defaultTestLoader.discover(HERE))
-             if not options.parts or any(part in name for part in options.parts)]
+    names = [
+        name
+        for name in test_names(unittest.defaultTestLoader.discover(HERE))
+        if not options.parts or any(part in name for part in options.parts)
+    ]
     start = time.monotonic()
     results = []
     # Processes, not threads: a thread that is held up would show as a late datagram.
-    with concurrent.futures.ProcessPoolExecutor(
-            options.jobs, multiprocessing.get_context('spawn')) as pool:
-        for done in concurrent.futures.as_completed([pool.submit(run_one, name)
-                                                     for name in names]):
+    with concurrent.futures.ProcessPoolExecutor(options.jobs, multiprocessing.get_context('spawn')) as pool:
+        for done in concurrent.futures.as_completed([pool.submit(run_one, name) for name in names]):
             results.append(done.result())
             if options.verbose or results[-1][1] != 'ok':
                 announce(*results[-1])
@@ -98,8 +100,11 @@ def main():
         if outcome in ('ERROR', 'FAIL'):
             print('=' * 70, '%s: %s' % (outcome, name), LINE, text, sep='\n')
     print(LINE, 'Ran %d tests in %.1fs' % (len(results), time.monotonic() - start), '', sep='\n')
-    details = ', '.join('%s=%d' % (title, counts[outcome]) for outcome, title in (
-        ('FAIL', 'failures'), ('ERROR', 'errors'), ('skipped', 'skipped')) if outcome in counts)
+    details = ', '.join(
+        '%s=%d' % (title, counts[outcome])
+        for outcome, title in (('FAIL', 'failures'), ('ERROR', 'errors'), ('skipped', 'skipped'))
+        if outcome in counts
+    )
     failed = 'FAIL' in counts or 'ERROR' in counts or not results
     print(('FAILED' if failed else 'OK') + (details and ' (%s)' % details))
     return 1 if failed else 0

@@ -53,8 +53,14 @@ class Client(object):
         if len(arguments) == 2 and type(arguments[1]) is dict:
             event = described(arguments[0])
             found = [[described(key), described(value)] for key, value in arguments[1].items()]
-        emit(event='found', time=time.time(), name=event, entries=found,
-             arguments=len(arguments), keywords=len(keywords))
+        emit(
+            event='found',
+            time=time.time(),
+            name=event,
+            entries=found,
+            arguments=len(arguments),
+            keywords=len(keywords),
+        )
         if behaviour == 'raise':
             raise ValueError('the callable failed on purpose')
         if behaviour == 'exit':
@@ -74,6 +80,7 @@ def timed(function, *arguments):
 
 class Vireon(object):
     """What a host's script layer makes of the flat functions."""
+
     __swig_destroy__ = _vireon.delete_Vireon
 
     def __init__(self):
@@ -121,6 +128,7 @@ def op_stop():
 def op_stop_in_threads(count):
     def run():
         emit(event='stopped', seconds=timed(_vireon.Vireon_Stop, engine))
+
     for _ in range(count):
         threading.Thread(target=run).start()
 
@@ -135,9 +143,11 @@ def windows_version():
 def op_surroundings(neighbours):
     """Which version of Windows this is, if any, and which of these modules came when."""
     loaded = [name for name in neighbours if name in sys.modules]
-    return {'version': windows_version() if os.name == 'nt' else None,
-            'before': [name for name in loaded if name in modules_before],
-            'after': [name for name in loaded if name not in modules_before]}
+    return {
+        'version': windows_version() if os.name == 'nt' else None,
+        'before': [name for name in loaded if name in modules_before],
+        'after': [name for name in loaded if name not in modules_before],
+    }
 
 
 def op_closed():

@@ -60,8 +60,13 @@ class Searcher:
             environment['LD_PRELOAD'] = os.environ['VIREON_DRIVER_PRELOAD']
         with namespace.entered():
             self.process = subprocess.Popen(
-                driver_command() + ['-u', _DRIVER], env=environment, stdin=subprocess.PIPE,
-                stdout=subprocess.PIPE, stderr=subprocess.PIPE, preexec_fn=_die_with_parent)
+                driver_command() + ['-u', _DRIVER],
+                env=environment,
+                stdin=subprocess.PIPE,
+                stdout=subprocess.PIPE,
+                stderr=subprocess.PIPE,
+                preexec_fn=_die_with_parent,
+            )
         self._changed = threading.Condition()
         self._replies = {}
         self._found = []
@@ -70,8 +75,9 @@ class Searcher:
         self._number = 0
         self._errors = b''
         self._ended = False
-        self._readers = [threading.Thread(target=run, daemon=True)
-                         for run in (self._read_events, self._read_errors)]
+        self._readers = [
+            threading.Thread(target=run, daemon=True) for run in (self._read_events, self._read_errors)
+        ]
         for reader in self._readers:
             reader.start()
         self._wait(lambda: self._ready, 60, 'the driver to start')
@@ -110,9 +116,14 @@ class Searcher:
             while not condition():
                 remaining = deadline - time.monotonic()
                 if remaining <= 0 or self._ended:
-                    raise AssertionError('waited %s for %s; its errors:\n%s' % (
-                        'in vain (the driver has ended)' if self._ended else '%gs' % timeout,
-                        what, self._errors.decode('utf-8', 'replace')))
+                    raise AssertionError(
+                        'waited %s for %s; its errors:\n%s'
+                        % (
+                            'in vain (the driver has ended)' if self._ended else '%gs' % timeout,
+                            what,
+                            self._errors.decode('utf-8', 'replace'),
+                        )
+                    )
                 self._changed.wait(remaining)
             return condition()
 
@@ -151,8 +162,9 @@ class Searcher:
 
     def wait_name(self, name, timeout=10):
         """Waits for a call about the server of this name and returns the first such call."""
-        calls = self.wait_found(lambda found: any(call.name == name for call in found),
-                                'a call about %r' % name, timeout)
+        calls = self.wait_found(
+            lambda found: any(call.name == name for call in found), 'a call about %r' % name, timeout
+        )
         return next(call for call in calls if call.name == name)
 
     def wait_stopped(self, count, timeout=20):
@@ -189,8 +201,10 @@ class Searcher:
             self.process.wait(timeout)
         except subprocess.TimeoutExpired:
             self.kill()
-            raise AssertionError('the driver did not end within %gs; its errors:\n%s'
-                                 % (timeout, self._errors.decode('utf-8', 'replace')))
+            raise AssertionError(
+                'the driver did not end within %gs; its errors:\n%s'
+                % (timeout, self._errors.decode('utf-8', 'replace'))
+            )
         self._join()
         return self.process.returncode
 

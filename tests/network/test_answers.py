@@ -42,8 +42,7 @@ class DictionaryTest(AnswerTest):
         event = self.delivered_one(message(fields())).event
         self.assertEqual(event['name'], ['str', 'Update Service'])
         self.assertEqual((event['arguments'], event['keywords']), (2, 0))
-        self.assertEqual({(key[0], value[0]) for key, value in event['entries']},
-                         {('unicode', 'str')})
+        self.assertEqual({(key[0], value[0]) for key, value in event['entries']}, {('unicode', 'str')})
         self.assertEqual(len(event['entries']), 15)
 
     def test_bytes_beyond_ascii_arrive_unchanged(self):
@@ -61,8 +60,16 @@ class DictionaryTest(AnswerTest):
                 self.assertEqual(self.delivered_one(message(headers)).values, entries(headers))
 
     def test_other_property_headers_may_be_missing(self):
-        for name in ('Manufacturer', 'ManufacturerURL', 'ModelDescription', 'ModelName',
-                     'ModelURL', 'ModelNumber', 'SerialNumber', 'PresentationURL'):
+        for name in (
+            'Manufacturer',
+            'ManufacturerURL',
+            'ModelDescription',
+            'ModelName',
+            'ModelURL',
+            'ModelNumber',
+            'SerialNumber',
+            'PresentationURL',
+        ):
             with self.subTest(name):
                 call = self.delivered_one(message(fields((name,))))
                 self.assertEqual(len(call.values), 15)
@@ -83,28 +90,27 @@ class DictionaryTest(AnswerTest):
     def test_blanks_around_a_value_are_dropped(self):
         for separator in (b':', b':   ', b':\t \t'):
             with self.subTest(separator):
-                payload = message([(name, value + b' \t') for name, value in fields()],
-                                  separator=separator)
+                payload = message([(name, value + b' \t') for name, value in fields()], separator=separator)
                 self.assertEqual(self.delivered_one(payload).values, entries(fields()))
 
     def test_a_folded_line_goes_on_without_its_first_character(self):
         payload = message(fields(ModelName=b'one\r\n  two\r\n\tthree'))
-        self.assertEqual(self.delivered_one(payload).values,
-                         entries(fields(ModelName=b'one twothree')))
+        self.assertEqual(self.delivered_one(payload).values, entries(fields(ModelName=b'one twothree')))
 
     def test_lines_may_end_without_carriage_return(self):
-        self.assertEqual(self.delivered_one(message(fields(), line_end=b'\n')).values,
-                         entries(fields()))
+        self.assertEqual(self.delivered_one(message(fields(), line_end=b'\n')).values, entries(fields()))
 
     def test_carriage_returns_inside_a_line_are_dropped(self):
         payload = message(fields(ModelName=b'one\rtwo'))
-        self.assertEqual(self.delivered_one(payload).values,
-                         entries(fields(ModelName=b'onetwo')))
+        self.assertEqual(self.delivered_one(payload).values, entries(fields(ModelName=b'onetwo')))
 
     def test_lines_that_are_no_headers_are_ignored(self):
         headers = fields()
-        payload = message(headers[:5]) [:-2] + b'no colon\r\n: no name\r\n' + message(
-            headers[5:]).split(b'\r\n', 1)[1]
+        payload = (
+            message(headers[:5])[:-2]
+            + b'no colon\r\n: no name\r\n'
+            + message(headers[5:]).split(b'\r\n', 1)[1]
+        )
         self.assertEqual(self.delivered_one(payload).values, entries(headers))
 
     def test_what_follows_the_head_is_ignored(self):
@@ -126,31 +132,35 @@ class LocationTest(AnswerTest):
                 self.assertEqual(call.values['location'], expected)
 
     def test_locations_are_written_anew(self):
-        self.assert_locations((
-            (b'http://10.77.1.2:8080/a/b.xml', b'http://10.77.1.2:8080/a/b.xml'),
-            (b'http://10.77.1.2:80/x', b'http://10.77.1.2/x'),
-            (b'http://10.77.1.2', b'http://10.77.1.2/'),
-            (b'http://Host.Example:8080', b'http://Host.Example:8080/'),
-            (b'HTTP://10.77.1.2:08080/x', b'http://10.77.1.2:8080/x'),
-            (b'https://10.77.1.2/x', b'https://10.77.1.2/x'),
-            (b'https://10.77.1.2:443/x', b'https://10.77.1.2/x'),
-            (b'https://10.77.1.2:80/x', b'https://10.77.1.2:80/x'),
-            (b'http://10.77.1.2/x?a=b&c=d#top', b'http://10.77.1.2/x?a=b&c=d#top'),
-            (b'http://10.77.1.2?q', b'http://10.77.1.2/?q'),
-            (b'http://10.77.1.2/%7e x\xe4', b'http://10.77.1.2/%7e x\xe4'),
-            (b'http://[fe80::1]:1900/x', b'http://[fe80::1]:1900/x'),
-        ))
+        self.assert_locations(
+            (
+                (b'http://10.77.1.2:8080/a/b.xml', b'http://10.77.1.2:8080/a/b.xml'),
+                (b'http://10.77.1.2:80/x', b'http://10.77.1.2/x'),
+                (b'http://10.77.1.2', b'http://10.77.1.2/'),
+                (b'http://Host.Example:8080', b'http://Host.Example:8080/'),
+                (b'HTTP://10.77.1.2:08080/x', b'http://10.77.1.2:8080/x'),
+                (b'https://10.77.1.2/x', b'https://10.77.1.2/x'),
+                (b'https://10.77.1.2:443/x', b'https://10.77.1.2/x'),
+                (b'https://10.77.1.2:80/x', b'https://10.77.1.2:80/x'),
+                (b'http://10.77.1.2/x?a=b&c=d#top', b'http://10.77.1.2/x?a=b&c=d#top'),
+                (b'http://10.77.1.2?q', b'http://10.77.1.2/?q'),
+                (b'http://10.77.1.2/%7e x\xe4', b'http://10.77.1.2/%7e x\xe4'),
+                (b'http://[fe80::1]:1900/x', b'http://[fe80::1]:1900/x'),
+            )
+        )
 
     def test_a_loopback_host_becomes_the_responders_address(self):
-        self.assert_locations((
-            (b'http://localhost:8080/d/e.xml?q=1', b'http://10.77.1.2:8080/d/e.xml?q=1'),
-            (b'http://127.0.0.1:8080/d.xml', b'http://10.77.1.2:8080/d.xml'),
-            (b'http://localhost', b'http://10.77.1.2/'),
-            (b'https://localhost/x', b'https://10.77.1.2/x'),
-            (b'http://LOCALHOST:8080/x', b'http://LOCALHOST:8080/x'),
-            (b'http://127.0.0.2:8080/x', b'http://127.0.0.2:8080/x'),
-            (b'http://localhost.:8080/x', b'http://localhost.:8080/x'),
-        ))
+        self.assert_locations(
+            (
+                (b'http://localhost:8080/d/e.xml?q=1', b'http://10.77.1.2:8080/d/e.xml?q=1'),
+                (b'http://127.0.0.1:8080/d.xml', b'http://10.77.1.2:8080/d.xml'),
+                (b'http://localhost', b'http://10.77.1.2/'),
+                (b'https://localhost/x', b'https://10.77.1.2/x'),
+                (b'http://LOCALHOST:8080/x', b'http://LOCALHOST:8080/x'),
+                (b'http://127.0.0.2:8080/x', b'http://127.0.0.2:8080/x'),
+                (b'http://localhost.:8080/x', b'http://localhost.:8080/x'),
+            )
+        )
 
     def test_the_responders_address_is_that_of_each_datagram(self):
         self.there.ip('addr add 10.77.1.9/24 dev eth0')
@@ -160,10 +170,8 @@ class LocationTest(AnswerTest):
         other.bind(('10.77.1.9', 40000))
         other.sendto(answer(b'other', LOCATION=b'http://localhost:81/x'), self.to)
         self.send(answer(b'usual', LOCATION=b'http://localhost:81/x'))
-        self.assertEqual(self.client.wait_name(b'other').values['location'],
-                         b'http://10.77.1.9:81/x')
-        self.assertEqual(self.client.wait_name(b'usual').values['location'],
-                         b'http://10.77.1.2:81/x')
+        self.assertEqual(self.client.wait_name(b'other').values['location'], b'http://10.77.1.9:81/x')
+        self.assertEqual(self.client.wait_name(b'usual').values['location'], b'http://10.77.1.2:81/x')
 
 
 class AcceptanceTest(AnswerTest):
@@ -175,39 +183,77 @@ class AcceptanceTest(AnswerTest):
                 self.assertEqual(self.delivered(payload), [])
 
     def test_statuses_outside_the_two_hundreds_are_dropped(self):
-        self.assert_dropped(message(fields(), b'HTTP/1.1 ' + status) for status in (
-            b'300 Multiple Choices', b'404 Not Found', b'500 Error', b'000 Zero', b'abc OK',
-            b'-20 OK', b'999 ?'))
+        self.assert_dropped(
+            message(fields(), b'HTTP/1.1 ' + status)
+            for status in (
+                b'300 Multiple Choices',
+                b'404 Not Found',
+                b'500 Error',
+                b'000 Zero',
+                b'abc OK',
+                b'-20 OK',
+                b'999 ?',
+            )
+        )
 
     def test_statuses_in_the_two_hundreds_are_accepted(self):
-        for status in (b'HTTP/1.1 200 OK', b'HTTP/1.1 200', b'HTTP/1.0 206 Partial',
-                       b'HTTP/1.1 299 ', b'ANYTHING 200 OK'):
+        for status in (
+            b'HTTP/1.1 200 OK',
+            b'HTTP/1.1 200',
+            b'HTTP/1.0 206 Partial',
+            b'HTTP/1.1 299 ',
+            b'ANYTHING 200 OK',
+        ):
             with self.subTest(status):
-                self.assertEqual(self.delivered_one(message(fields(), status)).values,
-                                 entries(fields()))
+                self.assertEqual(self.delivered_one(message(fields(), status)).values, entries(fields()))
 
     def test_malformed_status_lines_are_dropped(self):
-        self.assert_dropped(message(fields(), status) for status in (
-            b'', b'HTTP/1.1', b' 200 OK', b'HTTP/1.1 2000 OK', b'HTTP/1.1 200OK',
-            b'HTTP/1.1 20 OK', b'HTTP/1.1  200 OK', b'M-SEARCH * HTTP/1.1', b'HTTP/1.10 200',
-            b'\x00\xff\x80', b'HTTP/1.1\t200\tOK'))
+        self.assert_dropped(
+            message(fields(), status)
+            for status in (
+                b'',
+                b'HTTP/1.1',
+                b' 200 OK',
+                b'HTTP/1.1 2000 OK',
+                b'HTTP/1.1 200OK',
+                b'HTTP/1.1 20 OK',
+                b'HTTP/1.1  200 OK',
+                b'M-SEARCH * HTTP/1.1',
+                b'HTTP/1.10 200',
+                b'\x00\xff\x80',
+                b'HTTP/1.1\t200\tOK',
+            )
+        )
 
     def test_answers_without_target_name_or_extension_are_dropped(self):
         self.assert_dropped(message(fields((name,))) for name in ('ST', 'USN', 'EXT'))
 
     def test_names_of_another_form_are_dropped(self):
-        self.assert_dropped(answer(USN=usn) for usn in (
-            b'uuid:0001', DEVICE_TYPE, b'', b'uuid:0001:' + DEVICE_TYPE,
-            b'uuid:0001::' + DEVICE_TYPE + b'::x', b'uuid:0001::x::' + DEVICE_TYPE,
-            b'uuid:0001::::' + DEVICE_TYPE, b'uuid:::' + DEVICE_TYPE, b'uuid:0001::' + DEVICE_TYPE + b'::'))
+        self.assert_dropped(
+            answer(USN=usn)
+            for usn in (
+                b'uuid:0001',
+                DEVICE_TYPE,
+                b'',
+                b'uuid:0001:' + DEVICE_TYPE,
+                b'uuid:0001::' + DEVICE_TYPE + b'::x',
+                b'uuid:0001::x::' + DEVICE_TYPE,
+                b'uuid:0001::::' + DEVICE_TYPE,
+                b'uuid:::' + DEVICE_TYPE,
+                b'uuid:0001::' + DEVICE_TYPE + b'::',
+            )
+        )
 
     def test_a_name_that_is_the_target_itself_is_dropped(self):
-        self.assert_dropped([answer(ST=b'uuid:abc', USN=b'uuid:abc'),
-                             answer(ST=DEVICE_TYPE, USN=DEVICE_TYPE)])
+        self.assert_dropped(
+            [answer(ST=b'uuid:abc', USN=b'uuid:abc'), answer(ST=DEVICE_TYPE, USN=DEVICE_TYPE)]
+        )
 
     def test_a_name_that_does_not_end_with_the_target_is_dropped(self):
-        self.assert_dropped(answer(ST=target) for target in (
-            b'ssdp:all', b'', DEVICE_TYPE[:-1], DEVICE_TYPE + b'0', b'upnp:rootdevice'))
+        self.assert_dropped(
+            answer(ST=target)
+            for target in (b'ssdp:all', b'', DEVICE_TYPE[:-1], DEVICE_TYPE + b'0', b'upnp:rootdevice')
+        )
 
     def test_target_and_name_are_compared_in_any_case(self):
         headers = fields(ST=DEVICE_TYPE.upper())
@@ -223,9 +269,16 @@ class AcceptanceTest(AnswerTest):
         self.assert_dropped([message(fields(('LOCATION',)))])
 
     def test_other_device_types_are_dropped(self):
-        self.assert_dropped(answer(ST=kind, USN=b'uuid:0001::' + kind) for kind in (
-            b'urn:schemas-upnp-org:device:MediaServer:1', b'upnp:rootdevice',
-            DEVICE_TYPE.lower(), DEVICE_TYPE[:-1] + b'2', b'x'))
+        self.assert_dropped(
+            answer(ST=kind, USN=b'uuid:0001::' + kind)
+            for kind in (
+                b'urn:schemas-upnp-org:device:MediaServer:1',
+                b'upnp:rootdevice',
+                DEVICE_TYPE.lower(),
+                DEVICE_TYPE[:-1] + b'2',
+                b'x',
+            )
+        )
 
     def test_a_device_type_may_be_part_of_a_longer_one(self):
         for kind in (DEVICE_TYPE + b'0', b'x' + DEVICE_TYPE):
@@ -234,12 +287,29 @@ class AcceptanceTest(AnswerTest):
                 self.assertEqual(self.delivered_one(message(headers)).values, entries(headers))
 
     def test_invalid_locations_are_dropped(self):
-        self.assert_dropped(answer(LOCATION=location) for location in (
-            b'', b'x', b'http', b'http:', b'http:/10.77.1.2/x', b'http:10.77.1.2', b'http://',
-            b'http:///x', b'http://:80/x', b'ftp://10.77.1.2/x', b'//10.77.1.2/x',
-            b'http://10.77.1.2:70000/x', b'http://10.77.1.2:12a/x', b'http://10.77.1.2:0/x',
-            b'http://10.77.1.2:/x', b'http://10.77.1.2:-1/x', b'h ttp://10.77.1.2/x',
-            b'http://10.77.1.2:80?q'))
+        self.assert_dropped(
+            answer(LOCATION=location)
+            for location in (
+                b'',
+                b'x',
+                b'http',
+                b'http:',
+                b'http:/10.77.1.2/x',
+                b'http:10.77.1.2',
+                b'http://',
+                b'http:///x',
+                b'http://:80/x',
+                b'ftp://10.77.1.2/x',
+                b'//10.77.1.2/x',
+                b'http://10.77.1.2:70000/x',
+                b'http://10.77.1.2:12a/x',
+                b'http://10.77.1.2:0/x',
+                b'http://10.77.1.2:/x',
+                b'http://10.77.1.2:-1/x',
+                b'h ttp://10.77.1.2/x',
+                b'http://10.77.1.2:80?q',
+            )
+        )
 
     def test_answers_without_a_friendly_name_are_dropped(self):
         nameless = fields(('FriendlyName',))
@@ -247,16 +317,23 @@ class AcceptanceTest(AnswerTest):
 
     def test_the_lease_never_decides(self):
         # It is not passed to the script; what counts is that no form of it gets in the way.
-        for lease in (b'max-age=60', b'MAX-AGE=60', b'max-age=abc', b'max-age=', b'no-cache',
-                      b'max-age=-1', b'max-age=99999999999999999999999', b'max-age=4294967297'):
+        for lease in (
+            b'max-age=60',
+            b'MAX-AGE=60',
+            b'max-age=abc',
+            b'max-age=',
+            b'no-cache',
+            b'max-age=-1',
+            b'max-age=99999999999999999999999',
+            b'max-age=4294967297',
+        ):
             with self.subTest(lease):
                 self.delivered_one(answer(CACHE_CONTROL=lease))
         self.delivered_one(message(fields(('CACHE-CONTROL',))))
 
     def test_up_to_nine_interim_answers_may_precede_the_final_one(self):
         interim = message([], b'HTTP/1.1 100 Continue')
-        self.assertEqual(self.delivered_one(9 * interim + message(fields())).values,
-                         entries(fields()))
+        self.assertEqual(self.delivered_one(9 * interim + message(fields())).values, entries(fields()))
         self.assert_dropped([10 * interim + message(fields())])
 
     def test_there_is_no_suppression_of_duplicates(self):

@@ -23,7 +23,7 @@ def programs_of(session):
                 with open('/proc/%s/stat' % entry) as file:
                     name, fields = file.read().rsplit(')', 1)
             except OSError:
-                continue    # it has just ended
+                continue  # it has just ended
             state, _, _, its_session = fields.split()[:4]
             if int(its_session) == session and state != 'Z':
                 found.append(name)
@@ -47,8 +47,12 @@ class DemoTest(unittest.TestCase):
             unmet(reason)
 
     def start(self, *words):
-        process = subprocess.Popen(words or [DEMO, '--seconds', '4'], stdout=subprocess.PIPE,
-                                   stderr=subprocess.STDOUT, start_new_session=True)
+        process = subprocess.Popen(
+            words or [DEMO, '--seconds', '4'],
+            stdout=subprocess.PIPE,
+            stderr=subprocess.STDOUT,
+            start_new_session=True,
+        )
         self.addCleanup(process.stdout.close)
         return process
 
@@ -66,15 +70,20 @@ class DemoTest(unittest.TestCase):
         output = self.finish(process)
         self.assertEqual(process.returncode, 0, output)
         self.assertIn('Living room: listening on port 31288', output)
-        self.assertRegex(output, r'\d s  found Living room at '
-                                 r'http://10\.31\.28\.2:8080/description\.xml')
-        for name, value in (('HttpPort', '8080'), ('HttpsPort', '8081'), ('WebsocketPort', '8082'),
-                            ('DBStatus', 'ready'), ('version', r'1\.0\.0')):
+        self.assertRegex(output, r'\d s  found Living room at ' r'http://10\.31\.28\.2:8080/description\.xml')
+        for name, value in (
+            ('HttpPort', '8080'),
+            ('HttpsPort', '8081'),
+            ('WebsocketPort', '8082'),
+            ('DBStatus', 'ready'),
+            ('version', r'1\.0\.0'),
+        ):
             self.assertRegex(output, r'\n +%s +%s\n' % (name, value))
         self.assertRegex(output, r'\nstopped within 0\.\d\d s\n')
         # Two cycles of two senders, two datagrams each, and an answer to each of them.
-        counts = re.search(r'on the wire: (\d+) requests by multicast .*, (\d+) by broadcast .*, '
-                           r'(\d+) answers', output)
+        counts = re.search(
+            r'on the wire: (\d+) requests by multicast .*, (\d+) by broadcast .*, ' r'(\d+) answers', output
+        )
         self.assertIsNotNone(counts, output)
         self.assertEqual([int(count) for count in counts.groups()], [4, 4, 8], output)
         self.assertIn('1 server found, 8 answers\n    Living room at http://10.31.28.2:8080/', output)
@@ -98,9 +107,12 @@ class DemoTest(unittest.TestCase):
                 start = time.monotonic()
                 output = self.finish(process)
                 self.assertNotEqual(process.returncode, 0)
-                self.assertRegex(output, '(?s)cannot make a network with interfaces of its own'
-                                         '.*in a user namespace: .*with the privileges there are: '
-                                         '.*Operation not permitted')
+                self.assertRegex(
+                    output,
+                    '(?s)cannot make a network with interfaces of its own'
+                    '.*in a user namespace: .*with the privileges there are: '
+                    '.*Operation not permitted',
+                )
                 self.assertIn("'./dev demo --lan' needs no such network", output)
                 self.assertLess(time.monotonic() - start, 20)
 

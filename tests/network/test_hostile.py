@@ -7,11 +7,10 @@ import time
 import unittest
 
 from capture import by_sender
-from network_case import (BROADCAST, INTERVAL, MULTICAST_REQUEST, SEARCHER, SLACK, STOP,
-                          NetworkCase, to_group)
+from network_case import BROADCAST, INTERVAL, MULTICAST_REQUEST, SEARCHER, SLACK, STOP, NetworkCase, to_group
 from responder import DEVICE_TYPE, GROUP, PORT, Stream, answer, entries, fields, message
 
-PAUSE = 0.15    # seconds that a worker rests after a datagram that is no answer
+PAUSE = 0.15  # seconds that a worker rests after a datagram that is no answer
 
 
 class BrokenDatagramTest(NetworkCase):
@@ -85,14 +84,23 @@ class BrokenDatagramTest(NetworkCase):
         generator = random.Random(31288)
         whole = answer(b'fuzzed')
         datagrams = [
-            b'\n', b'\r\n', b'\x00' * 2000, b':' * 2000, b'HTTP/1.1 200 OK\r\n' * 100,
-            b'HTTP/1.1 200 OK\r\n' + b':\r\n' * 600, b'HTTP/1.1 200 OK\r\n' + b' \r\n' * 600,
-            answer(b'fuzzed', USN=b'::' * 700), answer(b'fuzzed', USN=b'::'),
-            answer(b'fuzzed', USN=b'a::' + DEVICE_TYPE), answer(b'fuzzed', USN=b'::' + DEVICE_TYPE),
+            b'\n',
+            b'\r\n',
+            b'\x00' * 2000,
+            b':' * 2000,
+            b'HTTP/1.1 200 OK\r\n' * 100,
+            b'HTTP/1.1 200 OK\r\n' + b':\r\n' * 600,
+            b'HTTP/1.1 200 OK\r\n' + b' \r\n' * 600,
+            answer(b'fuzzed', USN=b'::' * 700),
+            answer(b'fuzzed', USN=b'::'),
+            answer(b'fuzzed', USN=b'a::' + DEVICE_TYPE),
+            answer(b'fuzzed', USN=b'::' + DEVICE_TYPE),
             answer(b'fuzzed', LOCATION=b'http://[' + b':' * 900),
             answer(b'fuzzed', LOCATION=b'http://' + b'h' * 900 + b':' + b'9' * 300),
-            answer(b'fuzzed\x00with a zero'), answer(b'', USN=b'\x00::' + DEVICE_TYPE),
-            answer(b'%s%n%d%s%n'), answer(b'fuzzed', LOCATION=b'http://%n%s:80/%n%s'),
+            answer(b'fuzzed\x00with a zero'),
+            answer(b'', USN=b'\x00::' + DEVICE_TYPE),
+            answer(b'%s%n%d%s%n'),
+            answer(b'fuzzed', LOCATION=b'http://%n%s:80/%n%s'),
         ]
         for _ in range(30):
             noise = bytearray(whole)
@@ -210,8 +218,14 @@ class HostilePeerTest(NetworkCase):
     def test_a_flood_delays_neither_requests_nor_the_stop(self):
         self.standard_search()
         sources = [self.server.sender(destination) for destination in (BROADCAST, GROUP)]
-        payloads = [answer(b'flood'), b'', b'garbage', b'HTTP/1.1 200 OK\r\n', b'x' * 3000,
-                    answer(b'other', ST=b'x', USN=b'uuid:1::x')]
+        payloads = [
+            answer(b'flood'),
+            b'',
+            b'garbage',
+            b'HTTP/1.1 200 OK\r\n',
+            b'x' * 3000,
+            answer(b'other', ST=b'x', USN=b'uuid:1::x'),
+        ]
         deadline, number = time.monotonic() + 6 * INTERVAL, 0
         while time.monotonic() < deadline:
             for source in sources:
@@ -258,8 +272,19 @@ class HostilePeerTest(NetworkCase):
         sent = to_group(self.wire.wait(to_group, 10))[0]
         # What a host would send that has nobody on the port: the request's own headers come back.
         udp = struct.pack('!HHHH', sent.source_port, PORT, 8 + len(MULTICAST_REQUEST), 0)
-        ip = struct.pack('!BBHHHBBH4s4s', 0x45, 0, 28 + len(MULTICAST_REQUEST), 0, 0, 4, 17, 0,
-                         socket.inet_aton(SEARCHER), socket.inet_aton(GROUP))
+        ip = struct.pack(
+            '!BBHHHBBH4s4s',
+            0x45,
+            0,
+            28 + len(MULTICAST_REQUEST),
+            0,
+            0,
+            4,
+            17,
+            0,
+            socket.inet_aton(SEARCHER),
+            socket.inet_aton(GROUP),
+        )
         icmp = struct.pack('!BBHI', 3, 3, 0, 0) + ip + udp
         icmp = icmp[:2] + struct.pack('!H', checksum(icmp)) + icmp[4:]
         with self.there.entered():
@@ -281,16 +306,18 @@ class HostilePeerTest(NetworkCase):
         wire = self.capture(self.here)
         client = self.searcher(self.here)
         client.search()
-        refused = wire.wait(lambda sent: sum(
-            datagram.destination == '10.77.9.1' for datagram in sent) >= 6, 10)
-        self.assertEqual(len({datagram.source_port for datagram in refused
-                              if datagram.destination == '10.77.9.1'}), 1)
+        refused = wire.wait(
+            lambda sent: sum(datagram.destination == '10.77.9.1' for datagram in sent) >= 6, 10
+        )
+        self.assertEqual(
+            len({datagram.source_port for datagram in refused if datagram.destination == '10.77.9.1'}), 1
+        )
 
 
 def checksum(data):
     total = sum(struct.unpack('!%dH' % (len(data) // 2), data))
-    total = (total & 0xffff) + (total >> 16)
-    return 0xffff ^ (total & 0xffff) ^ (total >> 16)
+    total = (total & 0xFFFF) + (total >> 16)
+    return 0xFFFF ^ (total & 0xFFFF) ^ (total >> 16)
 
 
 if __name__ == '__main__':

@@ -6,8 +6,19 @@ import time
 import unittest
 
 from capture import by_sender
-from network_case import (BROADCAST, BROADCAST_REQUEST, INTERVAL, SEARCHER, SERVER, SLACK, STARTED,
-                          NetworkCase, to_broadcast, to_group, unmet)
+from network_case import (
+    BROADCAST,
+    BROADCAST_REQUEST,
+    INTERVAL,
+    SEARCHER,
+    SERVER,
+    SLACK,
+    STARTED,
+    NetworkCase,
+    to_broadcast,
+    to_group,
+    unmet,
+)
 from responder import GROUP, answer
 
 
@@ -22,18 +33,25 @@ class InterfaceTest(NetworkCase):
         self.result = self.client.search()
         self.wire.wait(lambda sent: len(by_sender(sent)) >= count, 10)
         time.sleep(settle)
-        return sorted((interface, source, destination) for interface, source, _, destination
-                      in by_sender(self.wire.datagrams()))
+        return sorted(
+            (interface, source, destination)
+            for interface, source, _, destination in by_sender(self.wire.datagrams())
+        )
 
     def test_each_interface_is_searched_from_its_own_address(self):
         self.standard_network()
         second = self.namespace()
         self.here.connect('eth1', second, 'eth0')
         self.here.ip('addr add 10.77.2.1/24 broadcast + dev eth1')
-        self.assertEqual(self.ways(4), [('eth0', SEARCHER, BROADCAST),
-                                        ('eth0', SEARCHER, GROUP),
-                                        ('eth1', '10.77.2.1', '10.77.2.255'),
-                                        ('eth1', '10.77.2.1', GROUP)])
+        self.assertEqual(
+            self.ways(4),
+            [
+                ('eth0', SEARCHER, BROADCAST),
+                ('eth0', SEARCHER, GROUP),
+                ('eth1', '10.77.2.1', '10.77.2.255'),
+                ('eth1', '10.77.2.1', GROUP),
+            ],
+        )
 
     def test_servers_on_each_interface_are_found(self):
         self.standard_network()
@@ -51,19 +69,29 @@ class InterfaceTest(NetworkCase):
     def test_each_address_of_an_interface_is_searched(self):
         self.standard_network()
         self.here.ip('addr add 10.77.2.1/24 broadcast + dev eth0')
-        self.assertEqual(self.ways(4), [('eth0', SEARCHER, BROADCAST),
-                                        ('eth0', SEARCHER, GROUP),
-                                        ('eth0', '10.77.2.1', '10.77.2.255'),
-                                        ('eth0', '10.77.2.1', GROUP)])
+        self.assertEqual(
+            self.ways(4),
+            [
+                ('eth0', SEARCHER, BROADCAST),
+                ('eth0', SEARCHER, GROUP),
+                ('eth0', '10.77.2.1', '10.77.2.255'),
+                ('eth0', '10.77.2.1', GROUP),
+            ],
+        )
 
     def test_two_addresses_of_one_network_make_two_pairs_of_senders(self):
         self.standard_network()
         self.here.ip('addr add 10.77.1.5/24 broadcast + dev eth0')
         # The system picks the source of a broadcast, and prefers the first address.
-        self.assertEqual(self.ways(4), [('eth0', SEARCHER, BROADCAST),
-                                        ('eth0', SEARCHER, BROADCAST),
-                                        ('eth0', SEARCHER, GROUP),
-                                        ('eth0', '10.77.1.5', GROUP)])
+        self.assertEqual(
+            self.ways(4),
+            [
+                ('eth0', SEARCHER, BROADCAST),
+                ('eth0', SEARCHER, BROADCAST),
+                ('eth0', SEARCHER, GROUP),
+                ('eth0', '10.77.1.5', GROUP),
+            ],
+        )
 
     def test_the_broadcast_address_is_computed(self):
         for options in ('', 'broadcast 10.77.1.77', 'broadcast 255.255.255.255'):
@@ -75,20 +103,22 @@ class InterfaceTest(NetworkCase):
                 sent = wire.wait(lambda sent: to_broadcast(sent) and to_group(sent), 10)
                 self.assertEqual(to_broadcast(sent)[0].payload, BROADCAST_REQUEST)
                 client.stop()
-                self.assertEqual({datagram.destination for datagram in wire.datagrams()},
-                                 {BROADCAST, GROUP})
+                self.assertEqual({datagram.destination for datagram in wire.datagrams()}, {BROADCAST, GROUP})
 
     def test_the_broadcast_address_follows_the_netmask(self):
-        for address, broadcast in (('10.77.16.9/20', '10.77.31.255'),
-                                   ('172.16.5.4/12', '172.31.255.255'),
-                                   ('192.168.3.130/26', '192.168.3.191')):
+        for address, broadcast in (
+            ('10.77.16.9/20', '10.77.31.255'),
+            ('172.16.5.4/12', '172.31.255.255'),
+            ('192.168.3.130/26', '192.168.3.191'),
+        ):
             with self.subTest(address):
                 self.here, there = self.namespace(), self.namespace()
                 self.here.connect('eth0', there, 'eth0')
                 self.here.ip('addr add %s dev eth0' % address)
                 source = address.split('/')[0]
-                self.assertEqual(self.ways(2, settle=0), sorted([('eth0', source, broadcast),
-                                                                 ('eth0', source, GROUP)]))
+                self.assertEqual(
+                    self.ways(2, settle=0), sorted([('eth0', source, broadcast), ('eth0', source, GROUP)])
+                )
 
     def test_a_down_interface_is_not_searched(self):
         self.standard_network()
@@ -160,8 +190,7 @@ class InterfaceTest(NetworkCase):
         self.on_posix_only(client, "platform: Wine's list of interfaces fails as a whole beyond 32 entries")
         ways = self.ways(64)
         self.assertEqual(len(ways), 64)
-        self.assertEqual({source for _, source, _ in ways},
-                         {'10.77.%d.1' % last for last in range(1, 33)})
+        self.assertEqual({source for _, source, _ in ways}, {'10.77.%d.1' % last for last in range(1, 33)})
 
     def test_an_interface_may_go_down_and_come_back(self):
         self.standard_network()
@@ -176,8 +205,7 @@ class InterfaceTest(NetworkCase):
         self.here.ip('link set eth0 up')
         seen, sent = len(client.found()), len(wire.datagrams())
         client.wait_found(lambda found: len(found) > seen + 4, 'calls after the pause')
-        self.assertEqual(set(by_sender(wire.datagrams()[sent:])),
-                         set(by_sender(wire.datagrams()[:sent])))
+        self.assertEqual(set(by_sender(wire.datagrams()[sent:])), set(by_sender(wire.datagrams()[:sent])))
 
     def test_a_search_without_a_free_port_returns_zero_and_keeps_its_broadcast_sender(self):
         self.standard_network()

@@ -5,8 +5,7 @@ import time
 import unittest
 
 from capture import by_sender
-from network_case import (INTERVAL, SLACK, STARTED, STOP, NetworkCase, searches, to_broadcast,
-                          to_group)
+from network_case import INTERVAL, SLACK, STARTED, STOP, NetworkCase, searches, to_broadcast, to_group
 from responder import GROUP, Stream, answer
 
 
@@ -194,8 +193,9 @@ class RestartTest(NetworkCase):
         self.client.search()
         self.client.call('behave', behaviour=None)
         self.client.wait_found(lambda found: len(found) == 10, 'all calls')
-        self.assertEqual([call.name for call in self.client.found()],
-                         [b'%d' % number for number in range(10)])
+        self.assertEqual(
+            [call.name for call in self.client.found()], [b'%d' % number for number in range(10)]
+        )
 
     def test_answers_that_waited_before_a_stop_reach_no_later_search(self):
         self.standard_search()
@@ -299,8 +299,9 @@ class CallableTest(NetworkCase):
         self.client.call('behave', behaviour='sleep', seconds=1.0)
         sent = self.wire.wait(lambda datagrams: len(datagrams) >= 16, 10)
         for each in by_sender(sent).values():
-            self.assert_due([later.time - earlier.time
-                             for earlier, later in zip(each[::2], each[2::2])], INTERVAL)
+            self.assert_due(
+                [later.time - earlier.time for earlier, later in zip(each[::2], each[2::2])], INTERVAL
+            )
 
 
 class ExitTest(NetworkCase):
@@ -314,8 +315,7 @@ class ExitTest(NetworkCase):
             client.call('callback', kind='client')
         client.search()
         client.wait_found(lambda found: found, 'a call')
-        streams = [Stream(server, server.sender(GROUP), 0.001, lambda number: answer())
-                   ] if stream else []
+        streams = [Stream(server, server.sender(GROUP), 0.001, lambda number: answer())] if stream else []
         self.assertEqual(client.end(), 0)
         for each in streams:
             each.close()

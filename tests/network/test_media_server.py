@@ -12,8 +12,7 @@ from network_case import BROADCAST, MULTICAST_REQUEST, SEARCHER, NetworkCase
 from responder import GROUP, PORT
 from searcher import driver_command, module_directory
 
-SCRIPT = os.path.join(os.path.dirname(os.path.abspath(__file__)),
-                      '..', '..', 'examples', 'media_server.py')
+SCRIPT = os.path.join(os.path.dirname(os.path.abspath(__file__)), '..', '..', 'examples', 'media_server.py')
 
 
 class MediaServerTest(NetworkCase):
@@ -21,14 +20,18 @@ class MediaServerTest(NetworkCase):
 
     def setUp(self):
         super().setUp()
-        self.standard_network()     # which has no default route
+        self.standard_network()  # which has no default route
 
     def start(self, *options):
         with self.there.entered():
-            server = subprocess.Popen(self.python + ['-B', SCRIPT] + list(options),
-                                      env=dict(os.environ, LC_ALL='C.UTF-8'),
-                                      stdout=subprocess.PIPE, stderr=subprocess.STDOUT,
-                                      universal_newlines=True, encoding='utf-8')
+            server = subprocess.Popen(
+                self.python + ['-B', SCRIPT] + list(options),
+                env=dict(os.environ, LC_ALL='C.UTF-8'),
+                stdout=subprocess.PIPE,
+                stderr=subprocess.STDOUT,
+                universal_newlines=True,
+                encoding='utf-8',
+            )
         self.addCleanup(server.stdout.close)
         self.addCleanup(server.wait)
         self.addCleanup(server.kill)
@@ -70,15 +73,17 @@ class MediaServerTest(NetworkCase):
         self.there.connect('eth1', self.namespace(), 'eth0')
         self.there.ip('addr add 10.77.2.2/24 broadcast + dev eth1')
         self.start()
-        self.assertEqual(sum('239.255.255.250' in line for line in
-                             self.there.ip('maddress show').splitlines()), 3, 'with loopback')
+        self.assertEqual(
+            sum('239.255.255.250' in line for line in self.there.ip('maddress show').splitlines()),
+            3,
+            'with loopback',
+        )
 
     def test_a_restart_keeps_its_uuid(self):
         self.assertEqual(self.uuid_of_a_run(), self.uuid_of_a_run())
 
     def test_another_name_makes_another_uuid(self):
-        self.assertNotEqual(self.uuid_of_a_run('--name', 'Den'),
-                            self.uuid_of_a_run('--name', 'Kitchen'))
+        self.assertNotEqual(self.uuid_of_a_run('--name', 'Den'), self.uuid_of_a_run('--name', 'Kitchen'))
 
     def test_its_uuid_may_be_chosen(self):
         chosen = '01234567-89ab-cdef-0123-456789abcdef'
@@ -116,10 +121,19 @@ class MediaServerTest(NetworkCase):
         self.addCleanup(raw.close)
         # From an address that the server has no way to.
         size = 8 + len(MULTICAST_REQUEST)
-        raw.sendto(b'\x45\0' + (20 + size).to_bytes(2, 'big') + b'\0\0\0\0\x04\x11\0\0' +
-                   socket.inet_aton('10.99.0.1') + socket.inet_aton('10.77.1.2') +
-                   b'\x30\x39' + PORT.to_bytes(2, 'big') + size.to_bytes(2, 'big') + b'\0\0' +
-                   MULTICAST_REQUEST, ('10.77.1.2', 0))
+        raw.sendto(
+            b'\x45\0'
+            + (20 + size).to_bytes(2, 'big')
+            + b'\0\0\0\0\x04\x11\0\0'
+            + socket.inet_aton('10.99.0.1')
+            + socket.inet_aton('10.77.1.2')
+            + b'\x30\x39'
+            + PORT.to_bytes(2, 'big')
+            + size.to_bytes(2, 'big')
+            + b'\0\0'
+            + MULTICAST_REQUEST,
+            ('10.77.1.2', 0),
+        )
         self.assertIn('200 OK', self.ask())
 
 

@@ -33,8 +33,14 @@ class PrivateNetworkTest(unittest.TestCase):
 
     def run_script(self, *command):
         environment = dict(os.environ, PATH=self.folder + ':' + os.environ['PATH'])
-        return subprocess.run(command, env=environment, stdout=subprocess.PIPE,
-                              stderr=subprocess.PIPE, universal_newlines=True, timeout=60)
+        return subprocess.run(
+            command,
+            env=environment,
+            stdout=subprocess.PIPE,
+            stderr=subprocess.PIPE,
+            universal_newlines=True,
+            timeout=60,
+        )
 
     def requests(self):
         if not os.path.exists(self.asked):
@@ -79,9 +85,12 @@ class PrivateNetworkTest(unittest.TestCase):
         self.sudo('echo a password is required >&2; exit 1')
         done = self.run_script(*reduced('-net_admin', SCRIPT, 'echo', 'ran'))
         self.assertEqual((done.returncode, done.stdout), (NO_WAY, ''))
-        self.assertRegex(done.stderr, '(?s)in a user namespace: .*'
-                                      'with the privileges there are: .*not permitted.*'
-                                      'by sudo: a password is required')
+        self.assertRegex(
+            done.stderr,
+            '(?s)in a user namespace: .*'
+            'with the privileges there are: .*not permitted.*'
+            'by sudo: a password is required',
+        )
 
 
 if __name__ == '__main__':

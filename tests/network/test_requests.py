@@ -3,8 +3,17 @@
 import unittest
 
 from capture import by_sender
-from network_case import (BROADCAST, BROADCAST_REQUEST, INTERVAL, MULTICAST_REQUEST, SEARCHER,
-                          STARTED, NetworkCase, to_broadcast, to_group)
+from network_case import (
+    BROADCAST,
+    BROADCAST_REQUEST,
+    INTERVAL,
+    MULTICAST_REQUEST,
+    SEARCHER,
+    STARTED,
+    NetworkCase,
+    to_broadcast,
+    to_group,
+)
 from responder import GROUP, PORT, answer
 
 
@@ -29,13 +38,15 @@ class RequestTest(NetworkCase):
         self.wire.wait(two_cycles, 10)
         self.client.stop()
         senders = by_sender(self.wire.datagrams())
-        self.assertEqual(sorted((interface, source, destination)
-                                for interface, source, _, destination in senders),
-                         [('eth0', SEARCHER, BROADCAST), ('eth0', SEARCHER, GROUP)])
+        self.assertEqual(
+            sorted((interface, source, destination) for interface, source, _, destination in senders),
+            [('eth0', SEARCHER, BROADCAST), ('eth0', SEARCHER, GROUP)],
+        )
         for datagram in self.wire.datagrams():
             self.assertEqual(datagram.destination_port, PORT)
-            self.assertEqual(datagram.payload, MULTICAST_REQUEST if datagram.destination == GROUP
-                             else BROADCAST_REQUEST)
+            self.assertEqual(
+                datagram.payload, MULTICAST_REQUEST if datagram.destination == GROUP else BROADCAST_REQUEST
+            )
 
     def test_each_cycle_sends_two_datagrams_at_once(self):
         self.standard_search()
@@ -87,8 +98,13 @@ class RequestTest(NetworkCase):
     def test_a_server_on_the_same_machine_is_found(self):
         self.standard_network()
         self.here.ip('link set lo up')
-        self.responder(self.here, (SEARCHER,), lambda request: [
-            answer(b'here by group' if request.destination == GROUP else b'here by broadcast')])
+        self.responder(
+            self.here,
+            (SEARCHER,),
+            lambda request: [
+                answer(b'here by group' if request.destination == GROUP else b'here by broadcast')
+            ],
+        )
         client = self.searcher(self.here)
         client.search()
         client.wait_name(b'here by group')
@@ -98,14 +114,22 @@ class RequestTest(NetworkCase):
         self.standard_search()
         self.wire.wait(two_cycles, 10)
         self.assertEqual(self.client.search(), STARTED)
-        senders = by_sender(self.wire.wait(
-            lambda sent: len(by_sender(sent)) == 4
-            and all(len(each) > 2 for each in by_sender(sent).values()), 10))
-        self.assertEqual(sorted(destination for _, _, _, destination in senders),
-                         [BROADCAST, BROADCAST, GROUP, GROUP])
+        senders = by_sender(
+            self.wire.wait(
+                lambda sent: len(by_sender(sent)) == 4
+                and all(len(each) > 2 for each in by_sender(sent).values()),
+                10,
+            )
+        )
+        self.assertEqual(
+            sorted(destination for _, _, _, destination in senders), [BROADCAST, BROADCAST, GROUP, GROUP]
+        )
         half_time = self.wire.datagrams()[-1].time
-        senders = by_sender(self.wire.wait(
-            lambda sent: all(each[-1].time > half_time for each in by_sender(sent).values()), 10))
+        senders = by_sender(
+            self.wire.wait(
+                lambda sent: all(each[-1].time > half_time for each in by_sender(sent).values()), 10
+            )
+        )
         for sender, sent in senders.items():
             self.assertGreater(sent[-1].time, half_time, '%s fell silent' % (sender,))
 

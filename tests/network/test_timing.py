@@ -10,9 +10,11 @@ from responder import GROUP, Stream, answer, message
 
 def cycles(count):
     """Holds once each of two senders has begun that many cycles."""
+
     def reached(datagrams):
         senders = by_sender(datagrams)
         return len(senders) == 2 and all(len(sent) >= 2 * count - 1 for sent in senders.values())
+
     return reached
 
 
@@ -20,8 +22,10 @@ class ResendTest(NetworkCase):
     def gaps(self, count):
         """The times between the cycles of each sender, by destination."""
         datagrams = self.wire.wait(cycles(count), 10 + count)
-        return {destination: cycle_gaps(sent)[:count - 1]
-                for (_, _, _, destination), sent in by_sender(datagrams).items()}
+        return {
+            destination: cycle_gaps(sent)[: count - 1]
+            for (_, _, _, destination), sent in by_sender(datagrams).items()
+        }
 
     def assert_on_time(self, count, interval=INTERVAL, late=0.0):
         gaps = self.gaps(count)
@@ -93,8 +97,10 @@ class ResendTest(NetworkCase):
         datagrams = self.wire.wait(cycles(1), 10)
         time.sleep(seconds)
         datagrams = self.wire.datagrams()
-        return [sum(datagram.time - sent[0].time <= seconds for datagram in sent) / 2
-                for sent in by_sender(datagrams).values()]
+        return [
+            sum(datagram.time - sent[0].time <= seconds for datagram in sent) / 2
+            for sent in by_sender(datagrams).values()
+        ]
 
     def test_interval_zero_means_half_a_minute(self):
         self.standard_search(interval=0, reply=lambda request: [answer()])

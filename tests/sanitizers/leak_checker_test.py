@@ -11,11 +11,15 @@ RUNNER = pathlib.Path(__file__).resolve().parent / "leak_checker.py"
 
 PASSED = "test_it (__main__.Case) ... ok\n\n----\nRan 1 test in 0.010s\n\nOK\n"
 FAILED = PASSED.replace("ok\n", "FAIL\n").replace("OK\n", "FAILED (failures=1)\n")
-CRASH = ("Tracer caught signal 11: addr=0x0 pc=0x7f5c3e1b2c45 sp=0x7f5c31dfd9e0\n"
-         "==4711==LeakSanitizer has encountered a fatal error.\n"
-         "==4711==HINT: For debugging, try setting environment variable LSAN_OPTIONS=verbosity=1\n")
-LEAK = ("==4711==ERROR: LeakSanitizer: detected memory leaks\n"
-        "Direct leak of 400 byte(s) in 1 object(s) allocated from:\n")
+CRASH = (
+    "Tracer caught signal 11: addr=0x0 pc=0x7f5c3e1b2c45 sp=0x7f5c31dfd9e0\n"
+    "==4711==LeakSanitizer has encountered a fatal error.\n"
+    "==4711==HINT: For debugging, try setting environment variable LSAN_OPTIONS=verbosity=1\n"
+)
+LEAK = (
+    "==4711==ERROR: LeakSanitizer: detected memory leaks\n"
+    "Direct leak of 400 byte(s) in 1 object(s) allocated from:\n"
+)
 DEADLY_SIGNAL = "==4711==ERROR: AddressSanitizer: SEGV on unknown address\n"
 
 # Ends in one way after the other: each is a text and an exit code.
@@ -36,9 +40,14 @@ class LeakChecker(unittest.TestCase):
         with tempfile.TemporaryDirectory() as folder:
             counter = pathlib.Path(folder, "runs")
             program = PROGRAM.format(ends=ends, counter=str(counter))
-            done = subprocess.run([sys.executable, "-B", RUNNER, sys.executable, "-c", program],
-                                  stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True,
-                                  timeout=60, check=False)
+            done = subprocess.run(
+                [sys.executable, "-B", RUNNER, sys.executable, "-c", program],
+                stdout=subprocess.PIPE,
+                stderr=subprocess.STDOUT,
+                text=True,
+                timeout=60,
+                check=False,
+            )
             return done.returncode, done.stdout, len(counter.read_bytes())
 
     def expect_once(self, text, code):

@@ -23,8 +23,14 @@ OPTIONS = argparse.Namespace()
 
 def run_in_interpreter(function):
     script = f"import ctypes; ctypes.CDLL({OPTIONS.library!r}).{function}()"
-    return subprocess.run([os.environ["VIREON_PYTHON"], "-c", script], text=True, timeout=120,
-                          stdout=subprocess.PIPE, stderr=subprocess.STDOUT, check=False)
+    return subprocess.run(
+        [os.environ["VIREON_PYTHON"], "-c", script],
+        text=True,
+        timeout=120,
+        stdout=subprocess.PIPE,
+        stderr=subprocess.STDOUT,
+        check=False,
+    )
 
 
 class Sanitizers(unittest.TestCase):

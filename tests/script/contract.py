@@ -13,11 +13,29 @@ WORKER, SEARCHER = 'CallbackTaskWorkerThread *', 'SsdpSearchWorkerThread *'
 TEXT = 'char const *'
 ANY = 'any object'
 
-FIELDS = ['Manufacturer', 'ManufacturerURL', 'ModelDescription', 'ModelName', 'ModelNumber',
-          'ModelURL', 'SerialNumber', 'PresentationURL', 'HttpPort', 'HttpsPort', 'WebsocketPort',
-          'DBStatus', 'Version']
-CLASSES = ['PyAutoUnlock2', 'PyAutoLock2', 'ZoSsdpDeviceInfo', 'Vireon', 'SsdpSearchWorkerThread',
-           'CallbackTaskWorkerThread']
+FIELDS = [
+    'Manufacturer',
+    'ManufacturerURL',
+    'ModelDescription',
+    'ModelName',
+    'ModelNumber',
+    'ModelURL',
+    'SerialNumber',
+    'PresentationURL',
+    'HttpPort',
+    'HttpsPort',
+    'WebsocketPort',
+    'DBStatus',
+    'Version',
+]
+CLASSES = [
+    'PyAutoUnlock2',
+    'PyAutoLock2',
+    'ZoSsdpDeviceInfo',
+    'Vireon',
+    'SsdpSearchWorkerThread',
+    'CallbackTaskWorkerThread',
+]
 
 
 class Result(object):
@@ -82,24 +100,45 @@ FUNCTIONS += [
     ('Vireon_Stop', [ENGINE], NONE),
     ('Vireon_SetInterVal', [ENGINE, 'float'], NONE),
     ('Vireon_SetCallback', [ENGINE, ANY], NONE),
-    ('Vireon_ProcessSsdpSearchResponse',
-     [ENGINE, 'NPT_Result', 'NPT_HttpRequest const &', 'NPT_HttpRequestContext const &',
-      'NPT_HttpResponse *'], owned('NPT_Result')),
-    ('Vireon_ProcessSsdpMessage',
-     [ENGINE, 'NPT_HttpMessage const &', 'NPT_HttpRequestContext const &', 'NPT_String &'],
-     owned('NPT_Result')),
-    ('Vireon_InspectDevice',
-     [ENGINE, 'NPT_HttpMessage const &', 'NPT_HttpUrl const &', TEXT, 'NPT_String const *',
-      'NPT_TimeInterval'], owned('NPT_Result')),
+    (
+        'Vireon_ProcessSsdpSearchResponse',
+        [
+            ENGINE,
+            'NPT_Result',
+            'NPT_HttpRequest const &',
+            'NPT_HttpRequestContext const &',
+            'NPT_HttpResponse *',
+        ],
+        owned('NPT_Result'),
+    ),
+    (
+        'Vireon_ProcessSsdpMessage',
+        [ENGINE, 'NPT_HttpMessage const &', 'NPT_HttpRequestContext const &', 'NPT_String &'],
+        owned('NPT_Result'),
+    ),
+    (
+        'Vireon_InspectDevice',
+        [
+            ENGINE,
+            'NPT_HttpMessage const &',
+            'NPT_HttpUrl const &',
+            TEXT,
+            'NPT_String const *',
+            'NPT_TimeInterval',
+        ],
+        owned('NPT_Result'),
+    ),
     ('Vireon_CallbacktoClient', [ENGINE, DEVICE], NONE),
     ('Vireon__Callback', [ENGINE, TEXT, 'va_list'], OBJECT),
     ('Vireon_CallBack', [ENGINE, TEXT], NONE),
     ('Vireon_isClosed_set', [ENGINE, 'bool'], NONE),
     ('Vireon_isClosed_get', [ENGINE], BOOL),
     ('Vireon_swigregister', [ANY], NONE),
-    ('new_SsdpSearchWorkerThread',
-     [ENGINE, 'NPT_UdpSocket *', 'NPT_HttpRequest *', 'NPT_TimeInterval'],
-     new('SsdpSearchWorkerThread')),
+    (
+        'new_SsdpSearchWorkerThread',
+        [ENGINE, 'NPT_UdpSocket *', 'NPT_HttpRequest *', 'NPT_TimeInterval'],
+        new('SsdpSearchWorkerThread'),
+    ),
     ('delete_SsdpSearchWorkerThread', [SEARCHER], NONE),
     ('SsdpSearchWorkerThread_IsStopped', [SEARCHER], BOOL),
     ('SsdpSearchWorkerThread_Close', [SEARCHER], NONE),
@@ -117,30 +156,45 @@ FUNCTIONS += [
 
 URL, INTERVAL, STAMP = 'NPT_HttpUrl', 'NPT_TimeInterval', 'NPT_TimeStamp'
 OVERLOADS = {
-    'new_ZoSsdpDeviceInfo': (new('ZoSsdpDeviceInfo'), [
-        ('ZoSsdpDeviceInfo(NPT_HttpUrl,char const *,NPT_TimeInterval,char const *,char const *)',
-         [URL, TEXT, INTERVAL, TEXT, TEXT]),
-        ('ZoSsdpDeviceInfo(NPT_HttpUrl,char const *,NPT_TimeInterval,char const *)',
-         [URL, TEXT, INTERVAL, TEXT]),
-        ('ZoSsdpDeviceInfo(NPT_HttpUrl,char const *,NPT_TimeInterval)', [URL, TEXT, INTERVAL]),
-        ('ZoSsdpDeviceInfo(NPT_HttpUrl,char const *)', [URL, TEXT]),
-        ('ZoSsdpDeviceInfo(NPT_HttpUrl)', [URL]),
-        ('ZoSsdpDeviceInfo()', []),
-    ]),
-    'ZoSsdpDeviceInfo_GetDescriptionUrl': (owned('NPT_String'), [
-        ('GetDescriptionUrl(char const *)', [DEVICE, TEXT]),
-        ('GetDescriptionUrl()', [DEVICE]),
-    ]),
-    'ZoSsdpDeviceInfo_GetDescription': (owned('NPT_Result'), [
-        ('GetDescription(NPT_String &)', [DEVICE, 'NPT_String &']),
-        ('GetDescription(NPT_XmlElementNode *,NPT_XmlElementNode **)',
-         [DEVICE, 'NPT_XmlElementNode *', 'NPT_XmlElementNode **']),
-        ('GetDescription(NPT_XmlElementNode *)', [DEVICE, 'NPT_XmlElementNode *']),
-    ]),
-    'ZoSsdpDeviceInfo_SetLeaseTime': (owned('NPT_Result'), [
-        ('SetLeaseTime(NPT_TimeInterval,NPT_TimeStamp)', [DEVICE, INTERVAL, STAMP]),
-        ('SetLeaseTime(NPT_TimeInterval)', [DEVICE, INTERVAL]),
-    ]),
+    'new_ZoSsdpDeviceInfo': (
+        new('ZoSsdpDeviceInfo'),
+        [
+            (
+                'ZoSsdpDeviceInfo(NPT_HttpUrl,char const *,NPT_TimeInterval,char const *,char const *)',
+                [URL, TEXT, INTERVAL, TEXT, TEXT],
+            ),
+            (
+                'ZoSsdpDeviceInfo(NPT_HttpUrl,char const *,NPT_TimeInterval,char const *)',
+                [URL, TEXT, INTERVAL, TEXT],
+            ),
+            ('ZoSsdpDeviceInfo(NPT_HttpUrl,char const *,NPT_TimeInterval)', [URL, TEXT, INTERVAL]),
+            ('ZoSsdpDeviceInfo(NPT_HttpUrl,char const *)', [URL, TEXT]),
+            ('ZoSsdpDeviceInfo(NPT_HttpUrl)', [URL]),
+            ('ZoSsdpDeviceInfo()', []),
+        ],
+    ),
+    'ZoSsdpDeviceInfo_GetDescriptionUrl': (
+        owned('NPT_String'),
+        [('GetDescriptionUrl(char const *)', [DEVICE, TEXT]), ('GetDescriptionUrl()', [DEVICE])],
+    ),
+    'ZoSsdpDeviceInfo_GetDescription': (
+        owned('NPT_Result'),
+        [
+            ('GetDescription(NPT_String &)', [DEVICE, 'NPT_String &']),
+            (
+                'GetDescription(NPT_XmlElementNode *,NPT_XmlElementNode **)',
+                [DEVICE, 'NPT_XmlElementNode *', 'NPT_XmlElementNode **'],
+            ),
+            ('GetDescription(NPT_XmlElementNode *)', [DEVICE, 'NPT_XmlElementNode *']),
+        ],
+    ),
+    'ZoSsdpDeviceInfo_SetLeaseTime': (
+        owned('NPT_Result'),
+        [
+            ('SetLeaseTime(NPT_TimeInterval,NPT_TimeStamp)', [DEVICE, INTERVAL, STAMP]),
+            ('SetLeaseTime(NPT_TimeInterval)', [DEVICE, INTERVAL]),
+        ],
+    ),
 }
 
 # Never in the machine's own network.
@@ -148,9 +202,11 @@ ISOLATED_ONLY = 'Vireon_SearchDevices'
 
 
 def no_match_message(name):
-    return ("Wrong number of arguments for overloaded function '%s'.\n"
-            '  Possible C/C++ prototypes are:\n%s'
-            % (name, ''.join('    %s\n' % prototype for prototype, _ in OVERLOADS[name][1])))
+    return (
+        "Wrong number of arguments for overloaded function '%s'.\n"
+        '  Possible C/C++ prototypes are:\n%s'
+        % (name, ''.join('    %s\n' % prototype for prototype, _ in OVERLOADS[name][1]))
+    )
 
 
 def argument_message(name, number, kind):
@@ -176,17 +232,24 @@ class Natives(object):
         self.device = _vireon.new_ZoSsdpDeviceInfo()
         self.worker = _vireon.new_CallbackTaskWorkerThread(None)
         self.memory = (ctypes.c_uint64 * 8)()
-        self.seconds = ctypes.c_int64(60 * 10 ** 9)
+        self.seconds = ctypes.c_int64(60 * 10**9)
         self.interval = probe.wrap(ctypes.addressof(self.seconds), '_p_NPT_TimeInterval')
         self.searcher = _vireon.new_SsdpSearchWorkerThread(None, None, None, self.interval)
         self.response = probe.response(200, {'st': 'x'})
         self.parent = probe.element()
         zeros = ctypes.addressof(self.memory)
         self.values = {
-            DEVICE: self.device, CONST_DEVICE: self.device, ENGINE: self.engine,
-            WORKER: self.worker, SEARCHER: self.searcher, TEXT: 'text', ANY: object(),
-            'float': 1.5, 'bool': False,
-            'NPT_String': probe.string('some text'), 'NPT_String &': probe.string(''),
+            DEVICE: self.device,
+            CONST_DEVICE: self.device,
+            ENGINE: self.engine,
+            WORKER: self.worker,
+            SEARCHER: self.searcher,
+            TEXT: 'text',
+            ANY: object(),
+            'float': 1.5,
+            'bool': False,
+            'NPT_String': probe.string('some text'),
+            'NPT_String &': probe.string(''),
             'NPT_String const *': probe.string('uuid:a::b'),
             'NPT_UInt32': probe.wrap(zeros, '_p_NPT_UInt32'),
             'NPT_Result': probe.wrap(zeros, '_p_NPT_Result'),
@@ -201,8 +264,10 @@ class Natives(object):
             'NPT_XmlElementNode *': self.parent,
             'NPT_XmlElementNode **': probe.wrap(zeros, '_p_p_NPT_XmlElementNode'),
             'va_list': probe.wrap(zeros, '_p_va_list'),
-            'NPT_UdpSocket *': None, 'NPT_HttpRequest *': None,
-            'PyAutoLock2 *': None, 'PyAutoUnlock2 *': None,
+            'NPT_UdpSocket *': None,
+            'NPT_HttpRequest *': None,
+            'PyAutoLock2 *': None,
+            'PyAutoUnlock2 *': None,
         }
 
     def delete(self):
@@ -236,12 +301,24 @@ STRANGERS = [5, 2.5, u'unicode', object(), [], type]
 def bad_values(kind):
     """(value, exception class) pairs."""
     if kind == 'float':
-        return [('x', TypeError), (None, TypeError), (object(), TypeError),
-                (10 ** 400, TypeError), (1e39, OverflowError), (-1e39, OverflowError),
-                (float('inf'), OverflowError), (10 ** 300, OverflowError)]
+        return [
+            ('x', TypeError),
+            (None, TypeError),
+            (object(), TypeError),
+            (10**400, TypeError),
+            (1e39, OverflowError),
+            (-1e39, OverflowError),
+            (float('inf'), OverflowError),
+            (10**300, OverflowError),
+        ]
     if kind == 'bool':
-        return [('x', TypeError), (None, TypeError), (1.0, TypeError), (10 ** 30, TypeError),
-                (object(), TypeError)]
+        return [
+            ('x', TypeError),
+            (None, TypeError),
+            (1.0, TypeError),
+            (10**30, TypeError),
+            (object(), TypeError),
+        ]
     if kind == TEXT:
         return [(value, TypeError) for value in STRANGERS]
     return [(value, TypeError) for value in STRANGERS + ['bytes']]

@@ -20,6 +20,7 @@ MODULE_FILE = _vireon.__file__
 if 'VIREON_LOOPBACK_ONLY' in os.environ:
     # The machine is somebody's own and has its network: nothing is sent there.
     import vireon_machine
+
     vireon_machine.keep_here(MODULE_FILE)
 
 ON_WINDOWS = sys.platform == 'win32'
@@ -40,28 +41,49 @@ class ModuleRecord(ctypes.Structure):
 
 
 class ClassRecord(ctypes.Structure):
-    _fields_ = [('script_class', pointer), ('constructor', pointer), ('raw_arguments', pointer),
-                ('destructor', pointer), ('destructor_takes_wrapped', ctypes.c_int),
-                ('implicit_conversion_running', ctypes.c_int)]
+    _fields_ = [
+        ('script_class', pointer),
+        ('constructor', pointer),
+        ('raw_arguments', pointer),
+        ('destructor', pointer),
+        ('destructor_takes_wrapped', ctypes.c_int),
+        ('implicit_conversion_running', ctypes.c_int),
+    ]
 
 
-CastLink._fields_ = [('from_type', ctypes.POINTER(TypeDescriptor)), ('convert', pointer),
-                     ('next', ctypes.POINTER(CastLink)), ('previous', ctypes.POINTER(CastLink))]
+CastLink._fields_ = [
+    ('from_type', ctypes.POINTER(TypeDescriptor)),
+    ('convert', pointer),
+    ('next', ctypes.POINTER(CastLink)),
+    ('previous', ctypes.POINTER(CastLink)),
+]
 TypeDescriptor._fields_ = [
-    ('name', ctypes.c_char_p), ('human_name', ctypes.c_char_p), ('dynamic_cast', pointer),
-    ('casts', ctypes.POINTER(CastLink)), ('client_data', ctypes.POINTER(ClassRecord)),
-    ('owns_client_data', ctypes.c_int)]
+    ('name', ctypes.c_char_p),
+    ('human_name', ctypes.c_char_p),
+    ('dynamic_cast', pointer),
+    ('casts', ctypes.POINTER(CastLink)),
+    ('client_data', ctypes.POINTER(ClassRecord)),
+    ('owns_client_data', ctypes.c_int),
+]
 ModuleRecord._fields_ = [
-    ('types', ctypes.POINTER(ctypes.POINTER(TypeDescriptor))), ('count', ctypes.c_size_t),
+    ('types', ctypes.POINTER(ctypes.POINTER(TypeDescriptor))),
+    ('count', ctypes.c_size_t),
     ('next', ctypes.POINTER(ModuleRecord)),
     ('type_initial', ctypes.POINTER(ctypes.POINTER(TypeDescriptor))),
-    ('cast_initial', ctypes.POINTER(ctypes.POINTER(CastLink))), ('client_data', pointer)]
+    ('cast_initial', ctypes.POINTER(ctypes.POINTER(CastLink))),
+    ('client_data', pointer),
+]
 
 
 class WrappedPointer(ctypes.Structure):
     """What follows the interpreter's object head."""
-    _fields_ = [('address', pointer), ('type', ctypes.POINTER(TypeDescriptor)),
-                ('own', ctypes.c_int), ('next', pointer)]
+
+    _fields_ = [
+        ('address', pointer),
+        ('type', ctypes.POINTER(TypeDescriptor)),
+        ('own', ctypes.c_int),
+        ('next', pointer),
+    ]
 
 
 def fields_of(wrapped):
@@ -71,6 +93,7 @@ def fields_of(wrapped):
 def head_address():
     """What a reader of the older kind gets, whichever kind of opaque object it is."""
     import swig_runtime_data3
+
     as_pointer = ctypes.pythonapi.PyCObject_AsVoidPtr
     as_pointer.restype = pointer
     as_pointer.argtypes = [ctypes.py_object]
@@ -130,7 +153,7 @@ class Quiet(object):
 
 
 def leak_message(type_name):
-    return ("swig/python detected a memory leak of type '%s', no destructor found.\n" % type_name)
+    return "swig/python detected a memory leak of type '%s', no destructor found.\n" % type_name
 
 
 def interpreter():
@@ -165,8 +188,7 @@ def run_script(text, command=None, prologue=PROLOGUE, flags=()):
 
 
 def run_command(command):
-    process = subprocess.Popen(command, env=ENVIRONMENT, stdout=subprocess.PIPE,
-                               stderr=subprocess.PIPE)
+    process = subprocess.Popen(command, env=ENVIRONMENT, stdout=subprocess.PIPE, stderr=subprocess.PIPE)
     killer = threading.Timer(SCRIPT_LIMIT_SECONDS, process.kill)
     killer.start()
     try:

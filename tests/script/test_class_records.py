@@ -11,6 +11,7 @@ _vireon = support._vireon
 
 class Recorded(unittest.TestCase):
     """Uses the type SsdpSearchWorkerThread, which nothing else in this process registers."""
+
     NAME = '_p_SsdpSearchWorkerThread'
 
     @staticmethod
@@ -28,6 +29,7 @@ class Records(Recorded):
     def test_registration_fills_the_types_class_record(self):
         class NewStyle(object):
             __swig_destroy__ = _vireon.delete_SsdpSearchWorkerThread
+
         self.register(NewStyle)
         kind = support.descriptor(self.NAME)
         record = kind.client_data.contents
@@ -41,20 +43,33 @@ class Records(Recorded):
     def test_an_old_style_class_has_no_constructor(self):
         class OldStyle:
             pass
+
         self.register(OldStyle)
         record = support.descriptor(self.NAME).client_data.contents
-        self.assertEqual((id(OldStyle), None, id(OldStyle), None),
-                         (record.script_class, record.constructor, record.raw_arguments,
-                          record.destructor))
+        self.assertEqual(
+            (id(OldStyle), None, id(OldStyle), None),
+            (record.script_class, record.constructor, record.raw_arguments, record.destructor),
+        )
 
     def test_only_a_builtin_of_one_object_takes_the_dying_object_itself(self):
-        for destructor, takes_wrapped in [([].append, 0), (lambda _: None, 1), (len, 0),
-                                          (_vireon.delete_Vireon, 1), (abs, 0), (object(), 1)]:
+        for destructor, takes_wrapped in [
+            ([].append, 0),
+            (lambda _: None, 1),
+            (len, 0),
+            (_vireon.delete_Vireon, 1),
+            (abs, 0),
+            (object(), 1),
+        ]:
+
             class NewStyle(object):
                 __swig_destroy__ = staticmethod(destructor)
+
             self.register(NewStyle)
-            self.assertEqual(takes_wrapped, support.descriptor(self.NAME).client_data.contents
-                             .destructor_takes_wrapped, destructor)
+            self.assertEqual(
+                takes_wrapped,
+                support.descriptor(self.NAME).client_data.contents.destructor_takes_wrapped,
+                destructor,
+            )
 
     def test_a_new_registration_replaces_the_old_one_and_lets_its_class_go(self):
         class First(object):
@@ -62,6 +77,7 @@ class Records(Recorded):
 
         class Second(object):
             pass
+
         before = sys.getrefcount(First)
         self.register(First)
         self.register(First)
@@ -80,6 +96,7 @@ class Dressing(Recorded):
         class NewStyle(object):
             def __init__(self):
                 raise KeyError('not called')
+
         self.register(NewStyle)
         instance = self.borrowed(32)
         self.assertIs(NewStyle, type(instance))
@@ -92,6 +109,7 @@ class Dressing(Recorded):
         class OldStyle:
             def __init__(self):
                 raise KeyError('not called')
+
         self.register(OldStyle)
         instance = self.borrowed(32)
         self.assertTrue(isinstance(instance, OldStyle))
@@ -101,6 +119,7 @@ class Dressing(Recorded):
     def test_results_of_functions_are_dressed_and_new_objects_are_bare(self):
         class Engine(object):
             pass
+
         _vireon.Vireon_swigregister(Engine)
         bare = _vireon.new_Vireon()
         self.assertEqual('PySwigObject', type(bare).__name__)
@@ -123,10 +142,12 @@ class Dressing(Recorded):
         class Number(object):
             def __new__(cls):
                 return 5
+
         for kind in (Raising, Slotted, Number):
             self.register(kind)
-            self.assertEqual("<Swig Object of type 'SsdpSearchWorkerThread *' at 0x20>",
-                             repr(self.borrowed(32)))
+            self.assertEqual(
+                "<Swig Object of type 'SsdpSearchWorkerThread *' at 0x20>", repr(self.borrowed(32))
+            )
 
     def test_a_constructor_that_makes_the_dictionary_keeps_it(self):
         class Prepared(object):
@@ -134,6 +155,7 @@ class Dressing(Recorded):
                 instance = object.__new__(cls)
                 instance.name = 'prepared'
                 return instance
+
         self.register(Prepared)
         instance = self.borrowed(32)
         self.assertEqual('prepared', instance.name)
@@ -166,6 +188,7 @@ class Dressing(Recorded):
                 instance.__dict__[ReplacesTheDictionary(instance)] = 1
                 instance.value = Value()
                 return instance
+
         self.register(NewStyle)
         result = self.borrowed(32)
         self.assertEqual([True], seen)
@@ -179,6 +202,7 @@ class Dressing(Recorded):
             def __new__(cls):
                 outer.register(int)
                 return object.__new__(cls)
+
         self.register(Fickle)
         self.assertEqual(32, int(self.borrowed(32).this))
 
@@ -191,6 +215,7 @@ class Destruction(Recorded):
     def destroyed_by(self, destructor):
         class NewStyle(object):
             __swig_destroy__ = staticmethod(destructor)
+
         self.register(NewStyle)
 
     def test_a_function_gets_a_temporary_pointer_that_owns_nothing(self):
@@ -213,8 +238,7 @@ class Destruction(Recorded):
         for address in (32, 48):
             self.owned(address)
         self.assertEqual([32, 48], map(int, kept))
-        self.assertEqual([(False, 2)] * 2, [(kept[i].own(), sys.getrefcount(kept[i]))
-                                            for i in range(2)])
+        self.assertEqual([(False, 2)] * 2, [(kept[i].own(), sys.getrefcount(kept[i])) for i in range(2)])
         del kept[:]
 
     def test_a_kept_object_ends_only_once(self):
@@ -234,6 +258,7 @@ class Destruction(Recorded):
     def test_an_exception_of_the_destructor_is_cleared(self):
         def fail(_):
             raise KeyError('in the destructor')
+
         for destructor in (fail, len, object()):
             self.destroyed_by(destructor)
             self.owned(32)
@@ -248,6 +273,7 @@ class Destruction(Recorded):
             dies_with_the_frame = self.owned(32)
             self.assertEqual(32, int(dies_with_the_frame.this))
             raise IndexError('on its way')
+
         for destructor in (fail, len, lambda _: None, [].append):
             try:
                 raise_with(destructor)
@@ -260,12 +286,14 @@ class Destruction(Recorded):
             @staticmethod
             def __swig_destroy__(_):
                 Recorded.register(int)
+
         self.register(First)
         self.owned(32)
 
     def test_a_real_native_object_ends_with_its_instance(self):
         class Device(object):
             __swig_destroy__ = _vireon.delete_ZoSsdpDeviceInfo
+
         _vireon.ZoSsdpDeviceInfo_swigregister(Device)
         with support.Quiet() as output:
             for _ in range(3):
@@ -288,6 +316,7 @@ class ImplicitConversion(Recorded):
                     raise KeyError(value)
                 if value != 'nothing':
                     self.this = wrapped
+
         self.register(None)  # so that the next pointer comes bare
         wrapped = self.wrapped = probe.wrap(32, self.NAME)
         wrapped.acquire()
@@ -355,13 +384,16 @@ except ImportError:
     def test_after_the_runtime_module_has_gone_nothing_dangles(self):
         code, output, errors = support.run_script(self.SCRIPT)
         self.assertEqual('', errors)
-        self.assertEqual('False 0\nPySwigObject\n36\nNone\n%sTrue\ngone\n'
-                         % support.leak_message('ZoSsdpDeviceInfo *'), output)
+        self.assertEqual(
+            'False 0\nPySwigObject\n36\nNone\n%sTrue\ngone\n' % support.leak_message('ZoSsdpDeviceInfo *'),
+            output,
+        )
         self.assertEqual(0, code)
 
     def test_the_name_of_this_outlives_it_while_it_is_looked_for(self):
         # Without the standard modules, which keep the text for their own use.
-        code, output, errors = support.run_script('''
+        code, output, errors = support.run_script(
+            '''
 import sys
 sys.path.insert(0, %r)
 import _vireon
@@ -384,11 +416,16 @@ try:
     _vireon.ZoSsdpDeviceInfo_GetUUID(instance)
 except TypeError:
     print 'refused', len(counts) >= 2, counts == counts[:1] * len(counts)
-''' % support.MODULE_DIR, prologue='', flags=['-S', '-E'])
+'''
+            % support.MODULE_DIR,
+            prologue='',
+            flags=['-S', '-E'],
+        )
         self.assertEqual(('', 'refused True True\n', 0), (errors, output, code))
 
     def test_a_module_that_is_loaded_afterwards_joins_again(self):
-        code, output, errors = support.run_script('''
+        code, output, errors = support.run_script(
+            '''
 import imp, sys, _vireon
 del sys.modules['swig_runtime_data3']
 import vireon_probe as probe
@@ -397,7 +434,8 @@ engine = _vireon.new_Vireon()
 print probe.convert(engine, '_p_Vireon', 0) == (0, int(engine))
 print support.head_record().count
 _vireon.delete_Vireon(engine)
-''')
+'''
+        )
         self.assertEqual(('', '16\nTrue\n37\n', 0), (errors, output, code))
 
 

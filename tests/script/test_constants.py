@@ -25,8 +25,9 @@ class PackedValues(unittest.TestCase):
 
     def test_the_count_is_compared_first_and_then_the_text(self):
         self.assertEqual(-1, cmp(probe.packed('z'), probe.packed('aa')))
-        self.assertEqual([-1, 0, 1], [cmp(probe.packed('ab'), probe.packed(other))
-                                      for other in ('ac', 'ab', 'aa')])
+        self.assertEqual(
+            [-1, 0, 1], [cmp(probe.packed('ab'), probe.packed(other)) for other in ('ac', 'ab', 'aa')]
+        )
         self.assertEqual(1, cmp(probe.packed('\xff'), probe.packed('a')))
 
     def test_the_comparison_ends_at_the_first_zero(self):
@@ -52,13 +53,23 @@ class Constants(unittest.TestCase):
 class Documentation(unittest.TestCase):
     def test_a_reference_to_a_pointer_constant_becomes_its_rendering(self):
         rendering = str(probe.constants()['NUMBER'])
-        self.assertEqual('A number, swig_ptr: ' + rendering,
-                         probe.documentation('A number, swig_ptr: NUMBER'))
+        self.assertEqual(
+            'A number, swig_ptr: ' + rendering, probe.documentation('A number, swig_ptr: NUMBER')
+        )
         self.assertEqual('swig_ptr: ' + rendering, probe.documentation('swig_ptr: NUMBER and more'))
 
     def test_everything_else_stays(self):
-        for text in (None, '', 'A function.', 'swig_ptr:NUMBER', 'swig_ptr: OTHER',
-                     'swig_ptr: NOWHERE', 'swig_ptr: BYTES', 'swig_ptr: NUM', 'swig_ptr: '):
+        for text in (
+            None,
+            '',
+            'A function.',
+            'swig_ptr:NUMBER',
+            'swig_ptr: OTHER',
+            'swig_ptr: NOWHERE',
+            'swig_ptr: BYTES',
+            'swig_ptr: NUM',
+            'swig_ptr: ',
+        ):
             self.assertEqual(text, probe.documentation(text))
 
 
@@ -78,11 +89,22 @@ class Queries(unittest.TestCase):
 
 class Exceptions(unittest.TestCase):
     def test_each_code_has_its_exception(self):
-        for code, exception in [(-1, TypeError), (-2, IOError), (-3, RuntimeError),
-                                (-4, IndexError), (-5, TypeError), (-6, ZeroDivisionError),
-                                (-7, OverflowError), (-8, SyntaxError), (-9, ValueError),
-                                (-10, SystemError), (-11, AttributeError), (-12, MemoryError),
-                                (-13, RuntimeError), (-100, RuntimeError)]:
+        for code, exception in [
+            (-1, TypeError),
+            (-2, IOError),
+            (-3, RuntimeError),
+            (-4, IndexError),
+            (-5, TypeError),
+            (-6, ZeroDivisionError),
+            (-7, OverflowError),
+            (-8, SyntaxError),
+            (-9, ValueError),
+            (-10, SystemError),
+            (-11, AttributeError),
+            (-12, MemoryError),
+            (-13, RuntimeError),
+            (-100, RuntimeError),
+        ]:
             self.assertIs(exception, probe.exception_for(code))
 
 

@@ -33,6 +33,7 @@ class Names(unittest.TestCase):
         def row_address(name):
             function = getattr(_vireon, name)
             return ctypes.c_void_p.from_address(id(function) + head).value
+
         addresses = [row_address(name) for name, _, _ in contract.FUNCTIONS]
         self.assertEqual(sorted(addresses), addresses)
         self.assertEqual(79 * 32, addresses[-1] - addresses[0])
@@ -86,8 +87,12 @@ class Calls(ContractTest):
             for count in counts:
                 if count < 0:
                     continue
-                self.refuse(TypeError, '%s expected %d arguments, got %d'
-                            % (shown, len(kinds), count), name, (None,) * count)
+                self.refuse(
+                    TypeError,
+                    '%s expected %d arguments, got %d' % (shown, len(kinds), count),
+                    name,
+                    (None,) * count,
+                )
 
     def test_every_argument_of_a_wrong_type_is_named(self):
         for name, kinds, _ in plain_functions():
@@ -99,9 +104,8 @@ class Calls(ContractTest):
                 if kind == contract.ANY:
                     continue
                 for value, exception in contract.bad_values(kind):
-                    arguments = good[:index] + (value,) + good[index + 1:]
-                    self.refuse(exception, contract.argument_message(name, index + 1, kind), name,
-                                arguments)
+                    arguments = good[:index] + (value,) + good[index + 1 :]
+                    self.refuse(exception, contract.argument_message(name, index + 1, kind), name, arguments)
 
     def test_a_wrapped_pointer_of_another_type_is_refused(self):
         stranger = probe.wrap(1, '_p_wchar_t')
@@ -109,9 +113,8 @@ class Calls(ContractTest):
             good = self.natives.arguments(name, kinds)
             for index, kind in enumerate(kinds):
                 if contract.is_wrapped(kind) or kind == contract.TEXT:
-                    arguments = good[:index] + (stranger,) + good[index + 1:]
-                    self.refuse(TypeError, contract.argument_message(name, index + 1, kind), name,
-                                arguments)
+                    arguments = good[:index] + (stranger,) + good[index + 1 :]
+                    self.refuse(TypeError, contract.argument_message(name, index + 1, kind), name, arguments)
 
     def test_none_for_an_object_a_value_or_a_reference_is_a_null_reference(self):
         checked = 0
@@ -120,15 +123,22 @@ class Calls(ContractTest):
             for index, kind in enumerate(kinds):
                 if contract.refuses_null(name, index + 1, kind):
                     checked += 1
-                    arguments = good[:index] + (None,) + good[index + 1:]
-                    self.refuse(ValueError, 'invalid null reference '
-                                + contract.argument_message(name, index + 1, kind), name,
-                                arguments)
+                    arguments = good[:index] + (None,) + good[index + 1 :]
+                    self.refuse(
+                        ValueError,
+                        'invalid null reference ' + contract.argument_message(name, index + 1, kind),
+                        name,
+                        arguments,
+                    )
         self.assertGreater(checked, 60)
 
     def test_the_first_bad_argument_ends_the_call(self):
-        self.refuse(TypeError, contract.argument_message('Vireon_SetInterVal', 1, 'Vireon *'),
-                    'Vireon_SetInterVal', (5, 'x'))
+        self.refuse(
+            TypeError,
+            contract.argument_message('Vireon_SetInterVal', 1, 'Vireon *'),
+            'Vireon_SetInterVal',
+            (5, 'x'),
+        )
 
     def test_a_deleted_none_is_none(self):
         for class_name in contract.CLASSES:
@@ -136,14 +146,17 @@ class Calls(ContractTest):
 
     def test_every_result_is_of_its_kind_and_ownership(self):
         for name, kinds, expected in plain_functions():
-            if name in (contract.ISOLATED_ONLY, 'Vireon__Callback', 'new_PyAutoUnlock2',
-                        'new_PyAutoLock2') or name.endswith('_swigregister'):
+            if name in (
+                contract.ISOLATED_ONLY,
+                'Vireon__Callback',
+                'new_PyAutoUnlock2',
+                'new_PyAutoLock2',
+            ) or name.endswith('_swigregister'):
                 continue  # each has a test of its own
             arguments = self.natives.arguments(name, kinds)
             if name.startswith('CallbackTaskWorkerThread_') and expected.__class__ is not str:
                 # A worker with an engine and a record, so that there is something to borrow.
-                _vireon.CallbackTaskWorkerThread_m_pVireon_set(self.natives.worker,
-                                                               self.natives.engine)
+                _vireon.CallbackTaskWorkerThread_m_pVireon_set(self.natives.worker, self.natives.engine)
                 _vireon.CallbackTaskWorkerThread_addTask(self.natives.worker, self.natives.device)
             with support.Quiet():
                 result = getattr(_vireon, name)(*arguments)
@@ -153,7 +166,8 @@ class Calls(ContractTest):
                 del result
 
     def test_search_devices_gives_an_owned_number(self):
-        code, output, errors = support.run_isolated('''
+        code, output, errors = support.run_isolated(
+            '''
 import _vireon
 engine = _vireon.new_Vireon()
 result = _vireon.Vireon_SearchDevices(engine)
@@ -165,15 +179,15 @@ _vireon.Vireon_Stop(engine)
 _vireon.delete_Vireon(engine)
 with support.Quiet():
     del result
-''')
+'''
+        )
         self.assertEqual('', errors)
         self.assertEqual('PySwigObject True True\n%d\n' % 0x28800F00, output)
         self.assertEqual(0, code)
 
     def test_results_of_the_getters_are_the_fields_themselves(self):
         device = self.natives.device
-        for name in ('GetLeaseTime', 'GetUUID', 'GetFriendlyName', 'GetType',
-                     'GetModelDescription'):
+        for name in ('GetLeaseTime', 'GetUUID', 'GetFriendlyName', 'GetType', 'GetModelDescription'):
             getter = getattr(_vireon, 'ZoSsdpDeviceInfo_' + name)
             self.assertEqual(int(getter(device)), int(getter(device)), name)
             self.assertNotEqual(int(device), int(getter(device)), name)
@@ -213,12 +227,17 @@ class Overloads(ContractTest):
             for _, kinds in prototypes:
                 good = tuple(self.natives.values[kind] for kind in kinds)
                 for index in range(len(kinds)):
-                    self.refuse(NotImplementedError, contract.no_match_message(name), name,
-                                good[:index] + (object(),) + good[index + 1:])
+                    self.refuse(
+                        NotImplementedError,
+                        contract.no_match_message(name),
+                        name,
+                        good[:index] + (object(),) + good[index + 1 :],
+                    )
 
     def test_an_argument_that_changes_after_the_choice_is_named(self):
         class Fickle(object):
             """Stands for the pointer as often as it is told to, and then for nothing."""
+
             __slots__ = ('pointer', 'looks')
 
             def __init__(self, pointer, looks):
@@ -228,6 +247,7 @@ class Overloads(ContractTest):
             def this(self):
                 self.looks -= 1
                 return self.pointer if self.looks >= 0 else None
+
         characters = probe.wrap(ctypes.addressof(self.natives.memory), '_p_char')
         for name, (_, prototypes) in contract.OVERLOADS.items():
             tried = []
@@ -238,8 +258,12 @@ class Overloads(ContractTest):
                     pointer = characters if kind == contract.TEXT else good[index]
                     # Each candidate that takes so many arguments has looked once.
                     looks = tried.count(len(kinds))
-                    self.refuse(TypeError, contract.argument_message(name, index + 1, kind), name,
-                                good[:index] + (Fickle(pointer, looks),) + good[index + 1:])
+                    self.refuse(
+                        TypeError,
+                        contract.argument_message(name, index + 1, kind),
+                        name,
+                        good[:index] + (Fickle(pointer, looks),) + good[index + 1 :],
+                    )
 
     def test_none_passes_the_choice_and_then_fails_as_a_null_reference(self):
         for name, (_, prototypes) in contract.OVERLOADS.items():
@@ -247,22 +271,30 @@ class Overloads(ContractTest):
                 good = tuple(self.natives.values[kind] for kind in kinds)
                 for index, kind in enumerate(kinds):
                     if contract.refuses_null(name, index + 1, kind) or kind == contract.URL:
-                        self.refuse(ValueError, 'invalid null reference '
-                                    + contract.argument_message(name, index + 1, kind), name,
-                                    good[:index] + (None,) + good[index + 1:])
+                        self.refuse(
+                            ValueError,
+                            'invalid null reference ' + contract.argument_message(name, index + 1, kind),
+                            name,
+                            good[:index] + (None,) + good[index + 1 :],
+                        )
 
     def test_none_as_the_only_argument_of_get_description_means_the_text_form(self):
-        self.refuse(ValueError, "invalid null reference in method "
-                    "'ZoSsdpDeviceInfo_GetDescription', argument 2 of type 'NPT_String &'",
-                    'ZoSsdpDeviceInfo_GetDescription', (self.natives.device, None))
+        self.refuse(
+            ValueError,
+            "invalid null reference in method "
+            "'ZoSsdpDeviceInfo_GetDescription', argument 2 of type 'NPT_String &'",
+            'ZoSsdpDeviceInfo_GetDescription',
+            (self.natives.device, None),
+        )
 
     def test_arguments_beyond_the_largest_arity_are_the_candidates_own_error(self):
         for name, (_, prototypes) in contract.OVERLOADS.items():
             largest = max(len(kinds) for _, kinds in prototypes)
             kinds = [kinds for _, kinds in prototypes if len(kinds) == largest][0]
             arguments = tuple(self.natives.values[kind] for kind in kinds) + (1,)
-            self.refuse(TypeError, '%s expected %d arguments, got %d'
-                        % (name, largest, largest + 1), name, arguments)
+            self.refuse(
+                TypeError, '%s expected %d arguments, got %d' % (name, largest, largest + 1), name, arguments
+            )
 
     def test_further_arguments_of_call_back_are_ignored(self):
         self.assertIs(None, _vireon.Vireon_CallBack(self.natives.engine, 'text', 1, 2, 3))

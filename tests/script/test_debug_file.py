@@ -18,14 +18,16 @@ OPTIONS = argparse.Namespace()
 
 
 def sections(file):
-    text = subprocess.run([OPTIONS.objdump, "-h", file], check=True, stdout=subprocess.PIPE,
-                          universal_newlines=True).stdout
+    text = subprocess.run(
+        [OPTIONS.objdump, "-h", file], check=True, stdout=subprocess.PIPE, universal_newlines=True
+    ).stdout
     return re.findall(r"^ *\d+ (\S+) +[0-9a-f]{8} ", text, re.M)
 
 
 def symbols(file):
-    return subprocess.run([OPTIONS.objdump, "-t", file], check=True, stdout=subprocess.PIPE,
-                          universal_newlines=True).stdout
+    return subprocess.run(
+        [OPTIONS.objdump, "-t", file], check=True, stdout=subprocess.PIPE, universal_newlines=True
+    ).stdout
 
 
 def debug_link(content):
@@ -62,8 +64,7 @@ class ShippedModule(Module):
 
     def test_it_says_which_file_that_is(self):
         self.assertIn(".gnu_debuglink", sections(self.module))
-        self.assertEqual(debug_link(self.module.read_bytes()),
-                         zlib.crc32(self.debug_file.read_bytes()))
+        self.assertEqual(debug_link(self.module.read_bytes()), zlib.crc32(self.debug_file.read_bytes()))
 
 
 class OtherModule(Module):
@@ -79,5 +80,4 @@ if __name__ == "__main__":
     parser.add_argument("--tree", action="append")
     parser.add_argument("--split", action="store_true")
     _, rest = parser.parse_known_args(namespace=OPTIONS)
-    unittest.main(argv=[sys.argv[0], *rest],
-                  defaultTest="ShippedModule" if OPTIONS.split else "OtherModule")
+    unittest.main(argv=[sys.argv[0], *rest], defaultTest="ShippedModule" if OPTIONS.split else "OtherModule")

@@ -13,32 +13,46 @@ import vireon_probe as probe
 _vireon = support._vireon
 
 NAMESPACE = '{urn:schemas-upnp-org:device-1-0}'
-DOCUMENT = '\r\n'.join([
-    '<?xml version="1.0" encoding="UTF-8"?>',
-    '<root configId="%d" xmlns="urn:schemas-upnp-org:device-1-0" '
-    'xmlns:dlna="urn:schemas-dlna-org:device-1-0">',
-    '  <specVersion>',
-    '    <major>1</major>',
-    '    <minor>1</minor>',
-    '  </specVersion>',
-    '  <device>',
-    '    <deviceType>urn:schemas-upnp-org:device:ZOMediaServer:1</deviceType>',
-    '    <friendlyName>Den</friendlyName>',
-    '    <manufacturer>Zorvane Corporation</manufacturer>',
-    '    <manufacturerURL>http://www.zorvane.com</manufacturerURL>',
-    '    <modelDescription></modelDescription>',
-    '    <modelName></modelName>',
-    '    <modelURL></modelURL>',
-    '    <UDN>uuid:0a1b2c3d-0000-1111-2222-333344445555</UDN>',
-    '    <version></version>',
-    '  </device>',
-    '</root>'])
+DOCUMENT = '\r\n'.join(
+    [
+        '<?xml version="1.0" encoding="UTF-8"?>',
+        '<root configId="%d" xmlns="urn:schemas-upnp-org:device-1-0" '
+        'xmlns:dlna="urn:schemas-dlna-org:device-1-0">',
+        '  <specVersion>',
+        '    <major>1</major>',
+        '    <minor>1</minor>',
+        '  </specVersion>',
+        '  <device>',
+        '    <deviceType>urn:schemas-upnp-org:device:ZOMediaServer:1</deviceType>',
+        '    <friendlyName>Den</friendlyName>',
+        '    <manufacturer>Zorvane Corporation</manufacturer>',
+        '    <manufacturerURL>http://www.zorvane.com</manufacturerURL>',
+        '    <modelDescription></modelDescription>',
+        '    <modelName></modelName>',
+        '    <modelURL></modelURL>',
+        '    <UDN>uuid:0a1b2c3d-0000-1111-2222-333344445555</UDN>',
+        '    <version></version>',
+        '  </device>',
+        '</root>',
+    ]
+)
 
 # Every character that XML 1.0 allows and a text may hold, control bytes included. A carriage
 # return is written as a reference, so that parsers do not make a line feed of it.
-TEXTS = ['A&B <x> ]]> "quoted" \'single\'', 'tab\there', 'line\nfeed', 'carriage\rreturn', '\r\n',
-         u'Café 東京 Ωμέγα \U0001f4fa'.encode('utf-8'), u'\x85\u2028\ue000\ufffd'.encode('utf-8'),
-         '\x7f', ' ', '&amp;', '<![CDATA[x]]>', 3000 * 'long & ']
+TEXTS = [
+    'A&B <x> ]]> "quoted" \'single\'',
+    'tab\there',
+    'line\nfeed',
+    'carriage\rreturn',
+    '\r\n',
+    u'Café 東京 Ωμέγα \U0001f4fa'.encode('utf-8'),
+    u'\x85\u2028\ue000\ufffd'.encode('utf-8'),
+    '\x7f',
+    ' ',
+    '&amp;',
+    '<![CDATA[x]]>',
+    3000 * 'long & ',
+]
 
 
 class Description(unittest.TestCase):
@@ -49,11 +63,10 @@ class Description(unittest.TestCase):
         self.quiet.__exit__()
 
     def new_device(self, *texts):
-        self.lease = ctypes.c_int64(60 * 10 ** 9)
+        self.lease = ctypes.c_int64(60 * 10**9)
         lease = probe.wrap(ctypes.addressof(self.lease), '_p_NPT_TimeInterval')
         uuid, kind, name = texts
-        device = _vireon.new_ZoSsdpDeviceInfo(probe.url('http://10.0.0.1/d.xml'), uuid, lease,
-                                              kind, name)
+        device = _vireon.new_ZoSsdpDeviceInfo(probe.url('http://10.0.0.1/d.xml'), uuid, lease, kind, name)
         self.addCleanup(_vireon.delete_ZoSsdpDeviceInfo, device)
         return device
 
@@ -66,8 +79,9 @@ class Description(unittest.TestCase):
         return document
 
     def test_the_document_byte_for_byte(self):
-        device = self.new_device('0a1b2c3d-0000-1111-2222-333344445555',
-                                 'urn:schemas-upnp-org:device:ZOMediaServer:1', 'Den')
+        device = self.new_device(
+            '0a1b2c3d-0000-1111-2222-333344445555', 'urn:schemas-upnp-org:device:ZOMediaServer:1', 'Den'
+        )
         config_id = support.uint32_at(_vireon.ZoSsdpDeviceInfo_GetConfigId(device))
         self.assertEqual(DOCUMENT % config_id, self.document(device))
         self.assertEqual(self.document(device), self.document(device))
@@ -97,8 +111,9 @@ class Description(unittest.TestCase):
             try:
                 os.write(handle, document)
                 os.close(handle)
-                read = subprocess.check_output(['xmllint', '--nonet', '--xpath', query, path],
-                                               env=support.ENVIRONMENT)
+                read = subprocess.check_output(
+                    ['xmllint', '--nonet', '--xpath', query, path], env=support.ENVIRONMENT
+                )
             except OSError as error:
                 support.missing('xmllint: %s' % error)
             finally:
@@ -113,8 +128,10 @@ class Description(unittest.TestCase):
             self.assertNotIn(field.lower(), self.document(device).lower())
             getattr(_vireon, 'ZoSsdpDeviceInfo_m_%s_set' % field)(device, blank)
         document = self.document(device)
-        order = [document.index('<%s> </%s>' % (name, name))
-                 for name in ('modelNumber', 'serialNumber', 'presentationURL')]
+        order = [
+            document.index('<%s> </%s>' % (name, name))
+            for name in ('modelNumber', 'serialNumber', 'presentationURL')
+        ]
         self.assertEqual(sorted(order), order)
         probe.delete_string(blank)
 

@@ -33,35 +33,37 @@ class DeviceRecord(unittest.TestCase):
         return support.int64_at(self.get('GetLeaseTime'))
 
     def test_defaults(self):
-        self.assertTrue(re.match('^[0-9a-f]{8}(-[0-9a-f]{4}){3}-[0-9a-f]{12}$',
-                                 support.text_at(self.get('GetUUID'))))
-        self.assertEqual(1800 * 10 ** 9, self.lease())
+        self.assertTrue(
+            re.match('^[0-9a-f]{8}(-[0-9a-f]{4}){3}-[0-9a-f]{12}$', support.text_at(self.get('GetUUID')))
+        )
+        self.assertEqual(1800 * 10**9, self.lease())
         self.assertEqual('Zorvane Corporation', support.text_at(self.get('m_Manufacturer_get')))
         for name in ('GetFriendlyName', 'GetType', 'GetModelDescription'):
             self.assertEqual('', support.text_at(self.get(name)))
         self.assertEqual(0, support.uint32_at(self.get('GetBootId')))
-        self.assertLessEqual(support.uint32_at(self.get('GetConfigId')), 0xffffff)
+        self.assertLessEqual(support.uint32_at(self.get('GetConfigId')), 0xFFFFFF)
 
     def test_constructors_take_their_arguments_in_order(self):
-        memory, lease = number(60 * 10 ** 9)
+        memory, lease = number(60 * 10**9)
         arguments = [probe.url('http://10.0.0.1:8080/a/d.xml'), 'an id', lease, 'a type', 'a name']
-        defaults = ['', None, 1800 * 10 ** 9, '', '']
+        defaults = ['', None, 1800 * 10**9, '', '']
         for count in range(6):
             device = _vireon.new_ZoSsdpDeviceInfo(*arguments[:count])
             self.assertIs(True, device.own())
-            text = lambda name: support.text_at(
-                getattr(_vireon, 'ZoSsdpDeviceInfo_' + name)(device))
+            text = lambda name: support.text_at(getattr(_vireon, 'ZoSsdpDeviceInfo_' + name)(device))
             url = 'http://10.0.0.1:8080/a/d.xml' if count else '/description.xml'
             self.assertTrue(text('GetDescriptionUrl').endswith(url))
             self.assertEqual(count > 1, text('GetUUID') == 'an id')
-            self.assertEqual(memory.value if count > 2 else defaults[2], support.int64_at(
-                _vireon.ZoSsdpDeviceInfo_GetLeaseTime(device)))
+            self.assertEqual(
+                memory.value if count > 2 else defaults[2],
+                support.int64_at(_vireon.ZoSsdpDeviceInfo_GetLeaseTime(device)),
+            )
             self.assertEqual('a type' if count > 3 else '', text('GetType'))
             self.assertEqual('a name' if count > 4 else '', text('GetFriendlyName'))
             _vireon.delete_ZoSsdpDeviceInfo(device)
 
     def test_null_texts_are_empty(self):
-        memory, lease = number(60 * 10 ** 9)
+        memory, lease = number(60 * 10**9)
         device = _vireon.new_ZoSsdpDeviceInfo(probe.url('http://a/'), None, lease, None, None)
         self.assertEqual(36, len(support.text_at(_vireon.ZoSsdpDeviceInfo_GetUUID(device))))
         self.assertEqual('', support.text_at(_vireon.ZoSsdpDeviceInfo_GetType(device)))
@@ -76,8 +78,12 @@ class DeviceRecord(unittest.TestCase):
         _vireon.delete_ZoSsdpDeviceInfo(device)
 
     def test_leases_below_ten_seconds_are_not_believed(self):
-        for given, kept in [(9999999999, 1800 * 10 ** 9), (10 ** 10, 10 ** 10),
-                            (-5 * 10 ** 9, 1800 * 10 ** 9), (10500000000, 10500000000)]:
+        for given, kept in [
+            (9999999999, 1800 * 10**9),
+            (10**10, 10**10),
+            (-5 * 10**9, 1800 * 10**9),
+            (10500000000, 10500000000),
+        ]:
             memory, lease = number(given)
             self.assertEqual(0, support.int32_at(self.get('SetLeaseTime', lease)))
             self.assertEqual(kept, self.lease())

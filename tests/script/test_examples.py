@@ -30,7 +30,9 @@ class ReadString(unittest.TestCase):
 
 class ClassLayer(unittest.TestCase):
     """Nobody has to remember the engine: however its object goes, the search ends first."""
-    PROLOGUE = '''
+
+    PROLOGUE = (
+        '''
 import gc, sys, weakref
 sys.path.insert(0, %r)
 from vireon import Vireon
@@ -39,13 +41,17 @@ def searching():
     vireon = Vireon()
     vireon.search(0.2, lambda *_: None)
     return vireon
-''' % EXAMPLES
+'''
+        % EXAMPLES
+    )
 
     def expect(self, output, script):
         self.assertEqual((0, output, ''), support.run_isolated(self.PROLOGUE + script))
 
     def test_it_may_raise_before_it_stops(self):
-        self.expect('caught\n', '''
+        self.expect(
+            'caught\n',
+            '''
 def use():
     vireon = searching()
     raise ValueError
@@ -54,27 +60,36 @@ try:
 except ValueError:
     sys.exc_clear()
 print 'caught'
-''')
+''',
+        )
 
     def test_its_variable_may_be_bound_anew(self):
-        self.expect('again\n', '''
+        self.expect(
+            'again\n',
+            '''
 vireon = searching()
 vireon = searching()
 print 'again'
-''')
+''',
+        )
 
     def test_one_in_a_cycle_is_collected(self):
-        self.expect('None None []\n', '''
+        self.expect(
+            'None None []\n',
+            '''
 vireon = searching()
 vireon.myself = vireon
 ends = weakref.ref(vireon), weakref.ref(vireon._engine)
 del vireon
 gc.collect()
 print ends[0](), ends[1](), gc.garbage
-''')
+''',
+        )
 
     def test_one_whose_callable_leads_back_to_it_is_collected(self):
-        self.expect('None None []\n', '''
+        self.expect(
+            'None None []\n',
+            '''
 class Host(object):
     def __init__(self):
         self.vireon = Vireon()
@@ -86,10 +101,13 @@ ends = weakref.ref(host), weakref.ref(host.vireon._engine)
 del host
 gc.collect()
 print ends[0](), ends[1](), gc.garbage
-''')
+''',
+        )
 
     def test_one_may_be_collected_by_its_own_callable(self):
-        self.expect('Update Service None []\n', '''
+        self.expect(
+            'Update Service None []\n',
+            '''
 import threading, _vireon, vireon_probe as probe
 called, ends = threading.Event(), []
 def on_event(event, server):
@@ -109,23 +127,32 @@ with support.Quiet():
 called.wait()
 gc.collect()
 print ends[0], end(), gc.garbage
-''')
+''',
+        )
 
     def test_one_may_be_left_to_the_end_of_the_script(self):
-        self.expect('end\n', '''
+        self.expect(
+            'end\n',
+            '''
 vireon = searching()
 print 'end'
-''')
+''',
+        )
 
     def test_so_may_one_in_a_cycle(self):
-        self.expect('end\n', '''
+        self.expect(
+            'end\n',
+            '''
 vireon = searching()
 vireon.myself = vireon
 print 'end'
-''')
+''',
+        )
 
     def test_the_end_of_its_block_stops_it_even_by_an_exception(self):
-        self.expect('True True\n', '''
+        self.expect(
+            'True True\n',
+            '''
 import _vireon
 def closed(vireon):
     return _vireon.Vireon_isClosed_get(vireon._engine)
@@ -137,12 +164,22 @@ try:
 except ValueError:
     pass
 print closed(first), closed(second)
-''')
+''',
+        )
 
 
 def server(usn, location):
-    names = ('friendlyName', 'modelName', 'manufacturer', 'version', 'HttpPort', 'HttpsPort',
-             'WebsocketPort', 'DBStatus', 'serialNumber')
+    names = (
+        'friendlyName',
+        'modelName',
+        'manufacturer',
+        'version',
+        'HttpPort',
+        'HttpsPort',
+        'WebsocketPort',
+        'DBStatus',
+        'serialNumber',
+    )
     return dict(((name, '') for name in names), usn=usn, location=location)
 
 
@@ -158,15 +195,18 @@ class FindServers(unittest.TestCase):
             servers('Update Service', server('uuid:1', 'http://10.9.0.1/'))
             servers('Update Service', server('uuid:2', 'http://10.0.0.2/'))
         self.assertEqual(2, said.text.count(' found '), said.text)
-        self.assertEqual({'uuid:1': 'http://10.9.0.1/', 'uuid:2': 'http://10.0.0.2/'},
-                         dict((usn, each['location']) for usn, each in servers.by_usn.items()))
+        self.assertEqual(
+            {'uuid:1': 'http://10.9.0.1/', 'uuid:2': 'http://10.0.0.2/'},
+            dict((usn, each['location']) for usn, each in servers.by_usn.items()),
+        )
 
     def test_what_is_no_time_is_refused_before_anything_is_searched(self):
         command = [sys.executable] if support.ON_WINDOWS else support.interpreter()
         for option in ('--seconds', '--interval'):
             for value in ('-1', 'nan', 'inf', 'soon'):
-                process = subprocess.Popen(command + ['-B', self.PATH, option, value],
-                                           stdout=subprocess.PIPE, stderr=subprocess.PIPE)
+                process = subprocess.Popen(
+                    command + ['-B', self.PATH, option, value], stdout=subprocess.PIPE, stderr=subprocess.PIPE
+                )
                 output, errors = process.communicate()
                 self.assertEqual((2, ''), (process.returncode, output), (option, value))
                 self.assertIn('error: argument %s' % option, errors)

@@ -19,23 +19,34 @@ with support.Quiet():
 '''
 
     def test_a_script_that_never_stops_its_search_ends(self):
-        self.expect('end\n', self.SEARCH + '''
+        self.expect(
+            'end\n',
+            self.SEARCH
+            + '''
 engine.disown()
 print 'end'
-''')
+''',
+        )
 
     def test_so_does_one_whose_class_destroys_the_engine_at_exit(self):
-        self.expect('end\n', '''
+        self.expect(
+            'end\n',
+            '''
 import _vireon
 class Vireon(object):
     __swig_destroy__ = _vireon.delete_Vireon
 _vireon.Vireon_swigregister(Vireon)
-''' + self.SEARCH + '''
+'''
+            + self.SEARCH
+            + '''
 print 'end'
-''')
+''',
+        )
 
     def test_so_does_one_whose_exit_handler_destroys_the_engine(self):
-        self.expect('end\n', '''
+        self.expect(
+            'end\n',
+            '''
 import atexit, _vireon
 engine = _vireon.new_Vireon()
 atexit.register(_vireon.delete_Vireon, engine)
@@ -43,18 +54,26 @@ with support.Quiet():
     for _ in range(3):
         _vireon.Vireon_SearchDevices(engine)
 print 'end'
-''')
+''',
+        )
 
     def test_stop_and_delete_leave_nothing_behind(self):
-        self.expect('end\n', self.SEARCH + '''
+        self.expect(
+            'end\n',
+            self.SEARCH
+            + '''
 for _ in range(2):
     _vireon.Vireon_Stop(engine)
 _vireon.delete_Vireon(engine)
 print 'end'
-''')
+''',
+        )
 
     def test_the_callable_can_run_while_stop_waits_for_it(self):
-        self.expect('True\n', self.SEARCH + '''
+        self.expect(
+            'True\n',
+            self.SEARCH
+            + '''
 import threading, time, vireon_probe as probe
 inside, finished = threading.Event(), []
 def callback(*_):
@@ -73,13 +92,17 @@ inside.wait()
 _vireon.Vireon_Stop(engine)
 print finished == [1]
 _vireon.delete_Vireon(engine)
-''')
+''',
+        )
 
     def test_an_exception_that_ends_the_script_is_the_scripts(self):
-        code, output, errors = support.run_isolated(self.SEARCH + '''
+        code, output, errors = support.run_isolated(
+            self.SEARCH
+            + '''
 engine.disown()
 raise SystemExit(7)
-''')
+'''
+        )
         self.assertEqual((7, '', ''), (code, output, errors))
 
 
@@ -87,7 +110,8 @@ class ScriptLayer(unittest.TestCase):
     def test_objects_of_any_module_end_by_their_class_at_exit(self):
         # The interpreter drops modules in an order that depends on their names.
         names = list('abcdefghijklmnopqrstuvwxyz') + ['app', 'finder', 'media']
-        code, output, errors = support.run_script('''
+        code, output, errors = support.run_script(
+            '''
 import imp
 LAYER = """
 import _vireon, os
@@ -104,16 +128,20 @@ device = Device()
 for name in %r:
     sys.modules[name] = imp.new_module(name)
     exec LAYER in sys.modules[name].__dict__
-''' % names)
+'''
+            % names
+        )
         self.assertEqual((0, len(names) * 'destroyed\n', ''), (code, output, errors))
 
 
 class Import(unittest.TestCase):
     def test_threads_exist_from_the_import_on(self):
-        code, output, errors = support.run_script('''
+        code, output, errors = support.run_script(
+            '''
 import ctypes
 print ctypes.pythonapi.PyEval_ThreadsInitialized() != 0
-''')
+'''
+        )
         self.assertEqual((0, 'True\n', ''), (code, output, errors))
 
 

@@ -41,12 +41,15 @@ class ForkedChild(unittest.TestCase):
         self.assert_ends('_vireon.delete_Vireon(engine)')
 
     def test_searches_with_what_it_inherited(self):
-        self.assert_ends('search(engine)', '_vireon.Vireon_Stop(engine)',
-                         '_vireon.delete_Vireon(engine)')
+        self.assert_ends('search(engine)', '_vireon.Vireon_Stop(engine)', '_vireon.delete_Vireon(engine)')
 
     def test_searches_with_an_engine_of_its_own(self):
-        self.assert_ends('own = _vireon.new_Vireon()', 'search(own)', '_vireon.Vireon_Stop(own)',
-                         '_vireon.delete_Vireon(own)')
+        self.assert_ends(
+            'own = _vireon.new_Vireon()',
+            'search(own)',
+            '_vireon.Vireon_Stop(own)',
+            '_vireon.delete_Vireon(own)',
+        )
 
     def test_ends_its_interpreter_with_what_it_inherited(self):
         # What the parent's threads own looks leaked to a leak check at the child's end.
@@ -60,7 +63,8 @@ class ForkedChild(unittest.TestCase):
                 support.ENVIRONMENT['ASAN_OPTIONS'] = options
 
     def test_of_multiprocessing_stops_at_its_exit(self):
-        code, output, errors = support.run_isolated('''
+        code, output, errors = support.run_isolated(
+            '''
 import multiprocessing, time
 import _vireon
 engine = _vireon.new_Vireon()
@@ -75,18 +79,22 @@ child.join(20)
 print child.exitcode
 _vireon.Vireon_Stop(engine)
 _vireon.delete_Vireon(engine)
-''')
+'''
+        )
         self.assertEqual((0, '0\n', ''), (code, output, errors))
 
     def test_deletes_a_worker_that_a_thread_of_the_parent_waits_in(self):
-        self.assert_ends('_vireon.delete_CallbackTaskWorkerThread(worker)', before='''
+        self.assert_ends(
+            '_vireon.delete_CallbackTaskWorkerThread(worker)',
+            before='''
 import threading
 worker = _vireon.new_CallbackTaskWorkerThread(engine)
 waiting = threading.Thread(target=_vireon.CallbackTaskWorkerThread_getTask, args=(worker,))
 waiting.daemon = True
 waiting.start()
 time.sleep(0.1)
-''')
+''',
+        )
 
 
 if __name__ == '__main__':

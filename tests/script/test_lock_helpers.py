@@ -17,8 +17,7 @@ class Guards(unittest.TestCase):
     def test_a_script_always_holds_the_lock(self):
         self.assertIs(True, _vireon.IsCurrentThreadHoldPythonGIL2())
         seen = []
-        thread = threading.Thread(
-            target=lambda: seen.append(_vireon.IsCurrentThreadHoldPythonGIL2()))
+        thread = threading.Thread(target=lambda: seen.append(_vireon.IsCurrentThreadHoldPythonGIL2()))
         thread.start()
         thread.join()
         self.assertEqual([True], seen)
@@ -57,6 +56,7 @@ class Guards(unittest.TestCase):
                 unlock = _vireon.new_PyAutoUnlock2()
                 _vireon.delete_PyAutoUnlock2(unlock)
                 _vireon.delete_PyAutoLock2(lock)
+
         threads = [threading.Thread(target=work) for _ in range(8)]
         for thread in threads:
             thread.start()
@@ -68,8 +68,9 @@ class Guards(unittest.TestCase):
         guard = _vireon.new_PyAutoLock2()
         with self.assertRaises(TypeError) as caught:
             _vireon.delete_PyAutoUnlock2(guard)
-        self.assertEqual("in method 'delete_PyAutoUnlock2', argument 1 of type 'PyAutoUnlock2 *'",
-                         str(caught.exception))
+        self.assertEqual(
+            "in method 'delete_PyAutoUnlock2', argument 1 of type 'PyAutoUnlock2 *'", str(caught.exception)
+        )
         _vireon.delete_PyAutoLock2(guard)
 
 
@@ -92,8 +93,7 @@ class Insert(unittest.TestCase):
             before = sys.getrefcount(key), sys.getrefcount(value)
             self.assertRaises(exception, _vireon.PyDict_SetItem2, target, key, value)
             sys.exc_clear()
-            self.assertEqual((before[0] - 1, before[1] - 1),
-                             (sys.getrefcount(key), sys.getrefcount(value)))
+            self.assertEqual((before[0] - 1, before[1] - 1), (sys.getrefcount(key), sys.getrefcount(value)))
 
 
 if __name__ == '__main__':

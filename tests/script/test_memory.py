@@ -50,12 +50,12 @@ class Memory(unittest.TestCase):
             worker = _vireon.new_CallbackTaskWorkerThread(engine)
             _vireon.delete_CallbackTaskWorkerThread(worker)
             _vireon.delete_Vireon(engine)
+
         self.check(action)
 
     def test_get_and_set(self):
         device = _vireon.new_ZoSsdpDeviceInfo()
-        get, put = (_vireon.ZoSsdpDeviceInfo_m_Manufacturer_get,
-                    _vireon.ZoSsdpDeviceInfo_m_Version_set)
+        get, put = (_vireon.ZoSsdpDeviceInfo_m_Manufacturer_get, _vireon.ZoSsdpDeviceInfo_m_Version_set)
         self.check(lambda: put(device, get(device)))
         _vireon.delete_ZoSsdpDeviceInfo(device)
 
@@ -66,13 +66,15 @@ class Memory(unittest.TestCase):
             text = probe.string('')
             _vireon.ZoSsdpDeviceInfo_GetDescription(device, text)
             probe.delete_string(text)
+
         self.check(action)
         _vireon.delete_ZoSsdpDeviceInfo(device)
 
 
 class Exhaustion(unittest.TestCase):
     def test_native_memory_that_runs_out_is_a_memory_error(self):
-        code, output, errors = support.run_script('''
+        code, output, errors = support.run_script(
+            '''
 import resource, _vireon, vireon_probe as probe
 device, text = _vireon.new_ZoSsdpDeviceInfo(), probe.string(50000000 * 'x')
 with open('/proc/self/statm') as counts:
@@ -91,7 +93,8 @@ except MemoryError:
     failed.append('get')
 print failed
 _vireon.delete_ZoSsdpDeviceInfo(device)
-''')
+'''
+        )
         self.assertEqual((0, "['ModelURL', 'Version', 'get']\n", ''), (code, output, errors))
 
 

@@ -63,13 +63,13 @@ class References(unittest.TestCase):
                 return
             if name.startswith('new_'):
                 getattr(_vireon, 'delete_' + name[4:])(result)
+
         return action
 
     def calls(self):
         """(name, arguments) of good calls and of one failing call per argument and reason."""
         for name, kinds, _ in contract.FUNCTIONS:
-            variants = [kinds] if kinds is not None else [
-                each for _, each in contract.OVERLOADS[name][1]]
+            variants = [kinds] if kinds is not None else [each for _, each in contract.OVERLOADS[name][1]]
             yield name, (None,) * 9
             for kinds in variants:
                 good = self.natives.arguments(name, kinds)
@@ -78,7 +78,7 @@ class References(unittest.TestCase):
                         continue
                     values = [None] + [value for value, _ in contract.bad_values(kind)[:2]]
                     for value in values:
-                        yield name, good[:index] + (value,) + good[index + 1:]
+                        yield name, good[:index] + (value,) + good[index + 1 :]
                 if name not in (contract.ISOLATED_ONLY, 'PyDict_SetItem2'):
                     yield name, good
 
@@ -90,8 +90,10 @@ class References(unittest.TestCase):
         self.assertGreater(count, 300)
 
     def test_dressed_results(self):
-        for kind in (Registered, type('Destroyed', (object,), {
-                '__swig_destroy__': _vireon.delete_SsdpSearchWorkerThread})):
+        for kind in (
+            Registered,
+            type('Destroyed', (object,), {'__swig_destroy__': _vireon.delete_SsdpSearchWorkerThread}),
+        ):
             _vireon.SsdpSearchWorkerThread_swigregister(kind)
             self.check(kind, lambda: probe.wrap(16, '_p_SsdpSearchWorkerThread'))
         _vireon.SsdpSearchWorkerThread_swigregister(Registered)
@@ -105,6 +107,7 @@ class References(unittest.TestCase):
         def revive():
             probe.wrap(16, '_p_SsdpSearchWorkerThread', 1)
             kept.pop()
+
         _vireon.SsdpSearchWorkerThread_swigregister(Keeping)
         self.check('revived', revive)
 
@@ -112,19 +115,29 @@ class References(unittest.TestCase):
             @staticmethod
             def __swig_destroy__(_):
                 raise KeyError('destroy')
+
         _vireon.SsdpSearchWorkerThread_swigregister(Failing)
         self.check('failing', lambda: probe.wrap(16, '_p_SsdpSearchWorkerThread', 1))
         _vireon.SsdpSearchWorkerThread_swigregister(Registered)
 
     def test_methods_of_wrapped_pointers(self):
         wrapped, other = probe.wrap(16, '_p_Vireon'), probe.wrap(32, '_p_char')
-        for action in (lambda: repr(wrapped), lambda: str(wrapped), lambda: hex(wrapped),
-                       lambda: oct(wrapped), lambda: int(wrapped), lambda: wrapped == other,
-                       lambda: cmp(wrapped, other), lambda: wrapped.own(0), wrapped.disown,
-                       lambda: wrapped.append(other), wrapped.next,
-                       lambda: probe.convert(wrapped, '_p_char', 0),
-                       lambda: probe.convert(wrapped, '_p_float', 0),
-                       lambda: repr(probe.packed('abc'))):
+        for action in (
+            lambda: repr(wrapped),
+            lambda: str(wrapped),
+            lambda: hex(wrapped),
+            lambda: oct(wrapped),
+            lambda: int(wrapped),
+            lambda: wrapped == other,
+            lambda: cmp(wrapped, other),
+            lambda: wrapped.own(0),
+            wrapped.disown,
+            lambda: wrapped.append(other),
+            wrapped.next,
+            lambda: probe.convert(wrapped, '_p_char', 0),
+            lambda: probe.convert(wrapped, '_p_float', 0),
+            lambda: repr(probe.packed('abc')),
+        ):
             self.check(action, action)
 
     def test_inserts_that_are_given_their_references(self):
@@ -138,6 +151,7 @@ class References(unittest.TestCase):
                 _vireon.PyDict_SetItem2(target, key, value)
             except (TypeError, SystemError):
                 pass
+
         for target, each in [({}, key), ({}, []), (5, key)]:
             self.check((target, each), lambda: insert(target, each))
 
@@ -153,6 +167,7 @@ class References(unittest.TestCase):
             except SystemError:
                 pass
             _vireon.Vireon_CallbacktoClient(engine, self.natives.device)
+
         before, sys.stderr = sys.stderr, Sink()
         try:
             for callback in (lambda *_: None, lambda: None, 5, None):

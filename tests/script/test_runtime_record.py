@@ -34,14 +34,19 @@ TYPES = [
     ('_p_long', 'long *|LRESULT *'),
     ('_p_long_long', 'long long *|int64 *'),
     ('_p_p_NPT_XmlElementNode', 'NPT_XmlElementNode **'),
-    ('_p_std__queueTZoSsdpDeviceInfo_p_t',
-     'std::queue<ZoSsdpDeviceInfo * > *|CallbackTaskQueue *'),
-    ('_p_std__shared_ptrTSsdpSearchWorkerThread_t',
-     'std::shared_ptr<SsdpSearchWorkerThread > *|sp_ssdpSearchWorkerThread *'),
-    ('_p_std__tr1__shared_ptrTCallbackTaskQueue_t',
-     'std::tr1::shared_ptr<CallbackTaskQueue > *|shared_CallbackTaskQueue *'),
-    ('_p_std__tr1__shared_ptrTCallbackTaskWorkerThread_t',
-     'std::tr1::shared_ptr<CallbackTaskWorkerThread > *|shared_callbackTaskWorkerThread *'),
+    ('_p_std__queueTZoSsdpDeviceInfo_p_t', 'std::queue<ZoSsdpDeviceInfo * > *|CallbackTaskQueue *'),
+    (
+        '_p_std__shared_ptrTSsdpSearchWorkerThread_t',
+        'std::shared_ptr<SsdpSearchWorkerThread > *|sp_ssdpSearchWorkerThread *',
+    ),
+    (
+        '_p_std__tr1__shared_ptrTCallbackTaskQueue_t',
+        'std::tr1::shared_ptr<CallbackTaskQueue > *|shared_CallbackTaskQueue *',
+    ),
+    (
+        '_p_std__tr1__shared_ptrTCallbackTaskWorkerThread_t',
+        'std::tr1::shared_ptr<CallbackTaskWorkerThread > *|shared_callbackTaskWorkerThread *',
+    ),
     ('_p_unsigned_char', 'unsigned char *|uint8 *'),
     ('_p_unsigned_int', 'unsigned int *|WPARAM *'),
     ('_p_unsigned_long', 'unsigned long *|ULONG_PTR *'),
@@ -60,16 +65,17 @@ class RuntimeRecord(unittest.TestCase):
 
     def test_it_is_a_capsule_of_the_runtime_module(self):
         import swig_runtime_data3
+
         self.assertIs(sys.modules['swig_runtime_data3'], swig_runtime_data3)
         self.assertEqual('PyCapsule', type(swig_runtime_data3.type_pointer).__name__)
         import_capsule = ctypes.pythonapi.PyCapsule_Import
         import_capsule.restype = support.pointer
-        self.assertEqual(ctypes.addressof(self.record),
-                         import_capsule('swig_runtime_data3.type_pointer', 0))
+        self.assertEqual(ctypes.addressof(self.record), import_capsule('swig_runtime_data3.type_pointer', 0))
 
     def test_nothing_of_it_is_deprecated(self):
-        code, output, errors = support.run_script('import _vireon; print support.head_record().count',
-                                                  flags=['-3', '-W', 'error'])
+        code, output, errors = support.run_script(
+            'import _vireon; print support.head_record().count', flags=['-3', '-W', 'error']
+        )
         self.assertEqual(('', '37\n', 0), (errors, output, code))
 
     def test_it_names_the_37_types(self):
@@ -96,14 +102,12 @@ class RuntimeRecord(unittest.TestCase):
             self.assertEqual(0, each.owns_client_data)
 
     def test_the_module_alone_is_a_ring_of_one(self):
-        self.assertEqual(ctypes.addressof(self.record),
-                         ctypes.addressof(self.record.next.contents))
+        self.assertEqual(ctypes.addressof(self.record), ctypes.addressof(self.record.next.contents))
 
     def test_the_initial_arrays_match_and_end(self):
         count = self.record.count
         for index in range(count):
-            self.assertEqual(self.types[index].name,
-                             self.record.type_initial[index].contents.name)
+            self.assertEqual(self.types[index].name, self.record.type_initial[index].contents.name)
             table = self.record.cast_initial[index]
             self.assertEqual(self.types[index].name, table[0].from_type.contents.name)
             self.assertFalse(table[1].from_type)

@@ -27,7 +27,10 @@ class Siblings(unittest.TestCase):
         self.assertEqual((0, output, ''), support.run_script(script))
 
     def test_a_second_copy_joins_the_ring_and_uses_the_firsts_types(self):
-        self.expect('37 37 True\n0 True\n', COPY + '''
+        self.expect(
+            '37 37 True\n0 True\n',
+            COPY
+            + '''
 import ctypes
 head = support.head_record()
 other = head.next.contents
@@ -36,10 +39,14 @@ address = ctypes.addressof
 differing = [i for i in range(37)
              if address(head.types[i].contents) != address(other.types[i].contents)]
 print len(differing), address(other.type_initial[0].contents) != address(head.types[0].contents)
-''')
+''',
+        )
 
     def test_pointers_pass_between_two_copies_in_both_directions(self):
-        self.expect('True False True\n36 36\nTrue True True\n', COPY + '''
+        self.expect(
+            'True False True\n36 36\nTrue True True\n',
+            COPY
+            + '''
 one, two = first.new_ZoSsdpDeviceInfo(), second.new_ZoSsdpDeviceInfo()
 second.ZoSsdpDeviceInfo_m_Version_set(one, first.ZoSsdpDeviceInfo_GetUUID(two))
 print type(one) is not type(two), one == two, one != two
@@ -51,10 +58,14 @@ same = first.ZoSsdpDeviceInfo_GetUUID(one)
 print alias == same, not alias < same, cmp(alias, same) == 0
 first.delete_ZoSsdpDeviceInfo(two)
 second.delete_ZoSsdpDeviceInfo(one)
-''')
+''',
+        )
 
     def test_a_class_registered_with_one_copy_dresses_the_results_of_the_other(self):
-        self.expect('First destroyed\nTrue\nSecond destroyed\nTrue\n', COPY + '''
+        self.expect(
+            'First destroyed\nTrue\nSecond destroyed\nTrue\n',
+            COPY
+            + '''
 class First(object):
     @staticmethod
     def __swig_destroy__(device):
@@ -78,10 +89,15 @@ print type(queued(second)) is First
 second.ZoSsdpDeviceInfo_swigregister(Second)
 print type(queued(first)) is Second
 first.delete_Vireon(engine)
-''')
+''',
+        )
 
     def test_an_engine_that_searches_for_one_copy_ends_by_the_other_at_exit(self):
-        self.assertEqual((0, 'end\n', ''), support.run_isolated(COPY + '''
+        self.assertEqual(
+            (0, 'end\n', ''),
+            support.run_isolated(
+                COPY
+                + '''
 class Vireon(object):
     __swig_destroy__ = second.delete_Vireon
 second.Vireon_swigregister(Vireon)
@@ -89,7 +105,9 @@ engine = second.new_Vireon()
 with support.Quiet():
     first.Vireon_SearchDevices(engine)
 print 'end'
-'''))
+'''
+            ),
+        )
 
     SIBLING = '''
 import ctypes
@@ -126,25 +144,34 @@ def show():
     shared = [support.descriptor(name) for name in ('_p_NPT_UInt32', '_p_Vireon', '_p_char')]
     print [ctypes.addressof(each) == sibling.descriptor(each.name) for each in shared]
 '''
-    SHOWN = ('True\nPySwigObject False True\nFalse\n6\n/sibling.example\nTrue\n2 True\n'
-             '[True, True, True]\n')
+    SHOWN = 'True\nPySwigObject False True\nFalse\n6\n/sibling.example\nTrue\n2 True\n' '[True, True, True]\n'
 
     def sibling_output(self):
         # A description URL without a port keeps the host alone.
         return self.SHOWN.replace('/sibling.example', 'http://sibling.example:0/description.xml')
 
     def test_a_sibling_that_comes_second_exchanges_pointers(self):
-        self.expect(self.sibling_output(), '''
+        self.expect(
+            self.sibling_output(),
+            '''
 import _vireon, vireon_sibling as sibling
-''' + self.SIBLING + 'show()\n')
+'''
+            + self.SIBLING
+            + 'show()\n',
+        )
 
     def test_a_sibling_that_comes_first_exchanges_pointers(self):
-        code, output, errors = support.run_script('show()\n', prologue='''
+        code, output, errors = support.run_script(
+            'show()\n',
+            prologue='''
 import sys; sys.path[:0] = [%r, %r]
 import vireon_sibling as sibling
 import support
 _vireon = support._vireon
-''' % (support.HELPERS_DIR, support.TESTS_DIR) + self.SIBLING)
+'''
+            % (support.HELPERS_DIR, support.TESTS_DIR)
+            + self.SIBLING,
+        )
         self.assertEqual((0, self.sibling_output(), ''), (code, output, errors))
 
     LINKED = '''
@@ -159,46 +186,69 @@ def classes():
 '''
 
     def test_a_linked_type_without_a_class_gets_the_registered_one(self):
-        self.expect("['First', 'First']\n", self.LINKED + '''
+        self.expect(
+            "['First', 'First']\n",
+            self.LINKED
+            + '''
 _vireon.Vireon_swigregister(First)
 print classes()
-''')
+''',
+        )
 
     def test_a_linked_type_keeps_the_class_that_it_has_when_another_is_registered(self):
-        self.expect("['Second', 'First']\n", self.LINKED + '''
+        self.expect(
+            "['Second', 'First']\n",
+            self.LINKED
+            + '''
 _vireon.Vireon_swigregister(First)
 _vireon.Vireon_swigregister(Second)
 print classes()
-''')
+''',
+        )
 
     def test_a_linked_type_keeps_the_class_that_a_sibling_registered(self):
-        self.expect("['First', 'Second']\n", self.LINKED + '''
+        self.expect(
+            "['First', 'Second']\n",
+            self.LINKED
+            + '''
 sibling.register('_p_SiblingEngine', Second)
 _vireon.Vireon_swigregister(First)
 print classes()
-''')
+''',
+        )
 
     def test_a_class_is_let_go_when_no_type_has_it_any_more(self):
-        self.expect('True True\nFalse True\n', self.LINKED + '''
+        self.expect(
+            'True True\nFalse True\n',
+            self.LINKED
+            + '''
 _vireon.Vireon_swigregister(First)
 _vireon.Vireon_swigregister(Second)
 print held(First), held(Second)
 support.descriptor('_p_SiblingEngine', sibling.record()).client_data = None
 _vireon.Vireon_swigregister(Second)
 print held(First), held(Second)
-''')
+''',
+        )
 
     def test_classes_that_linked_types_have_go_with_the_runtime_module(self):
-        self.expect("['PySwigObject', 'PySwigObject']\nFalse False\n", self.LINKED + '''
+        self.expect(
+            "['PySwigObject', 'PySwigObject']\nFalse False\n",
+            self.LINKED
+            + '''
 _vireon.Vireon_swigregister(First)
 _vireon.Vireon_swigregister(Second)
 del sys.modules['swig_runtime_data3']
 print classes()
 print held(First), held(Second)
-''')
+''',
+        )
 
     def test_two_copies_that_register_in_turn_hold_one_class_each(self):
-        self.expect('[False, False, True, True]\n', COPY + '''
+        self.expect(
+            '[False, False, True, True]\n',
+            COPY
+            + '''
 classes = [type(name, (object,), {}) for name in 'ABCD']
 def counts():
     return [sys.getrefcount(each) for each in classes]
@@ -207,21 +257,27 @@ for module, each in zip((first, second, first, second), classes):
     module.Vireon_swigregister(each)
 del module, each
 print [now > then for now, then in zip(counts(), before)]
-''')
+''',
+        )
 
     def test_a_siblings_own_record_is_left_alone(self):
-        self.expect("['First', 'Second']\nTrue True\n", self.LINKED + '''
+        self.expect(
+            "['First', 'Second']\nTrue True\n",
+            self.LINKED
+            + '''
 import ctypes
 record = support.ClassRecord.from_address(sibling.register('_p_Vireon', Second))
 support.descriptor('_p_SiblingEngine', sibling.record()).client_data = ctypes.pointer(record)
 _vireon.Vireon_swigregister(First)
 print classes()
 print record.script_class == id(Second), record.raw_arguments == id(Second)
-''')
+''',
+        )
 
     def test_a_sibling_that_published_a_capsule_is_joined(self):
-        code, output, errors = support.run_script('print ring() == set([sibling.record(), own])\n',
-                                                  prologue='''
+        code, output, errors = support.run_script(
+            'print ring() == set([sibling.record(), own])\n',
+            prologue='''
 import sys; sys.path[:0] = [%r, %r]
 import ctypes, vireon_sibling as sibling, swig_runtime_data3
 new_capsule = ctypes.pythonapi.PyCapsule_New
@@ -236,21 +292,30 @@ def ring():
     assert ctypes.addressof(second.next.contents) == ctypes.addressof(head)
     assert second.count == 37
     return set([ctypes.addressof(head), ctypes.addressof(second)])
-''' % (support.HELPERS_DIR, support.TESTS_DIR))
+'''
+            % (support.HELPERS_DIR, support.TESTS_DIR),
+        )
         self.assertEqual((0, 'True\n', ''), (code, output, errors))
 
     def test_three_modules_make_one_ring(self):
-        self.expect('3\n', COPY + '''
+        self.expect(
+            '3\n',
+            COPY
+            + '''
 import ctypes, vireon_sibling
 records, record = [], support.head_record()
 while ctypes.addressof(record) not in records:
     records.append(ctypes.addressof(record))
     record = record.next.contents
 print len(records)
-''')
+''',
+        )
 
     def test_rings_that_lost_their_runtime_module_stay_finite(self):
-        self.expect('True True\n', COPY + '''
+        self.expect(
+            'True True\n',
+            COPY
+            + '''
 del sys.modules['swig_runtime_data3']
 import vireon_probe as probe
 third = load_copy()
@@ -260,10 +325,13 @@ print uuids[0] == uuids[1] == uuids[2], probe.convert(pointer, '_p_ZoSsdpDeviceI
 for module in (first, second, third):
     module.ZoSsdpDeviceInfo_swigregister(int)
 first.delete_ZoSsdpDeviceInfo(pointer)
-''')
+''',
+        )
 
     def test_a_ring_that_a_sibling_left_open_is_closed(self):
-        code, output, errors = support.run_script('print len(ring())\n', prologue='''
+        code, output, errors = support.run_script(
+            'print len(ring())\n',
+            prologue='''
 import sys; sys.path[:0] = [%r, %r]
 import ctypes, vireon_sibling as sibling
 ctypes.c_void_p.from_address(sibling.record() + 16).value = None
@@ -274,11 +342,15 @@ def ring():
         records.append(ctypes.addressof(record))
         record = record.next.contents
     return records
-''' % (support.HELPERS_DIR, support.TESTS_DIR))
+'''
+            % (support.HELPERS_DIR, support.TESTS_DIR),
+        )
         self.assertEqual((0, '2\n', ''), (code, output, errors))
 
     def test_loading_the_same_module_again_changes_nothing(self):
-        self.expect('True 1\nTrue 1\n', '''
+        self.expect(
+            'True 1\nTrue 1\n',
+            '''
 import ctypes, imp, os, _vireon
 def ring():
     records, record = [], support.head_record()
@@ -297,7 +369,8 @@ for lost in (False, True):
     guard = again.new_ZoSsdpDeviceInfo()
     print again.ZoSsdpDeviceInfo_GetUUID(guard) == _vireon.ZoSsdpDeviceInfo_GetUUID(guard), ring()
     again.delete_ZoSsdpDeviceInfo(guard)
-''')
+''',
+        )
 
 
 if __name__ == '__main__':

@@ -17,14 +17,17 @@ class RunScript(unittest.TestCase):
         os.close(handle)
         self.addCleanup(os.remove, marker)
         with support.Quiet() as told:
-            ended = support.run_script('''
+            ended = support.run_script(
+                '''
 import os, sys
 if not os.path.getsize(%r):
     open(%r, 'w').write('been here')
     sys.stderr.write(%r)
     os._exit(1)
 print 'second run'
-''' % (marker, marker, text))
+'''
+                % (marker, marker, text)
+            )
         return ended, told.text
 
     def test_a_script_whose_leak_checker_failed_is_run_once_more_and_that_is_told(self):

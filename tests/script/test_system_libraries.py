@@ -16,8 +16,9 @@ OPTIONS = argparse.Namespace()
 
 def newest(library):
     """The newest version of the library's symbols that the module names."""
-    symbols = subprocess.run([OPTIONS.objdump, "-T", OPTIONS.module], check=True, stdout=subprocess.PIPE,
-                             universal_newlines=True).stdout
+    symbols = subprocess.run(
+        [OPTIONS.objdump, "-T", OPTIONS.module], check=True, stdout=subprocess.PIPE, universal_newlines=True
+    ).stdout
     versions = re.findall(rf"\b{library}_([\d.]+)", symbols)
     return max(versions, key=lambda version: [int(number) for number in version.split(".")])
 

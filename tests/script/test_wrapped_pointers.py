@@ -31,12 +31,14 @@ class WrappedPointers(unittest.TestCase):
         kind = type(self.device)
         self.assertEqual('PySwigObject', kind.__name__)
         self.assertEqual('Swig object carries a C/C++ instance pointer', kind.__doc__)
-        for method, text in [('disown', 'releases ownership of the pointer'),
-                             ('acquire', 'aquires ownership of the pointer'),
-                             ('own', 'returns/sets ownership of the pointer'),
-                             ('append', "appends another 'this' object"),
-                             ('next', "returns the next 'this' object"),
-                             ('__repr__', 'returns object representation')]:
+        for method, text in [
+            ('disown', 'releases ownership of the pointer'),
+            ('acquire', 'aquires ownership of the pointer'),
+            ('own', 'returns/sets ownership of the pointer'),
+            ('append', "appends another 'this' object"),
+            ('next', "returns the next 'this' object"),
+            ('__repr__', 'returns object representation'),
+        ]:
             self.assertEqual(text, getattr(kind, method).__doc__)
 
     def test_scripts_cannot_make_or_derive_one(self):
@@ -57,13 +59,13 @@ class WrappedPointers(unittest.TestCase):
         self.assertEqual('_1000000000000000', str(probe.wrap(16, None)))
 
     def test_text_is_the_address_in_memory_order_and_the_mangled_name(self):
-        wrapped = probe.wrap(0x123456789abcdef0, '_p_Vireon')
+        wrapped = probe.wrap(0x123456789ABCDEF0, '_p_Vireon')
         self.assertEqual('_f0debc9a78563412_p_Vireon', str(wrapped))
 
     def test_numbers(self):
-        wrapped = probe.wrap(0xfffffffffffffff8, '_p_Vireon')
-        self.assertEqual(0xfffffffffffffff8, int(wrapped))
-        self.assertEqual(0xfffffffffffffff8, long(wrapped))
+        wrapped = probe.wrap(0xFFFFFFFFFFFFFFF8, '_p_Vireon')
+        self.assertEqual(0xFFFFFFFFFFFFFFF8, int(wrapped))
+        self.assertEqual(0xFFFFFFFFFFFFFFF8, long(wrapped))
         self.assertIs(long, type(long(wrapped)))
         self.assertEqual('fffffffffffffff8', hex(wrapped))
         self.assertEqual('1777777777777777777770', oct(wrapped))
@@ -82,8 +84,7 @@ class WrappedPointers(unittest.TestCase):
     def test_addresses_alone_are_compared(self):
         low, high = probe.wrap(16, '_p_Vireon'), probe.wrap(32, '_p_Vireon')
         self.assertEqual(low, probe.wrap(16, '_p_char'))
-        self.assertEqual([0, -1, 1], [cmp(low, probe.wrap(16, None)), cmp(low, high),
-                                      cmp(high, low)])
+        self.assertEqual([0, -1, 1], [cmp(low, probe.wrap(16, None)), cmp(low, high), cmp(high, low)])
         self.assertTrue(low < high and low <= high and high > low and high >= low and low != high)
         self.assertFalse(low == high)
         self.assertNotEqual(low, 16)
@@ -103,6 +104,7 @@ class WrappedPointers(unittest.TestCase):
         class Undecided(object):
             def __nonzero__(self):
                 raise KeyError('undecided')
+
         self.assertRaises(KeyError, self.device.own, Undecided())
         self.assertIs(True, self.device.own())
 
@@ -117,8 +119,12 @@ class WrappedPointers(unittest.TestCase):
             del text
             probe.wrap(16, None, 1)
             probe.wrap(16, '_p_char', 1)
-        self.assertEqual(support.leak_message('NPT_String *') + support.leak_message('(null)')
-                         + support.leak_message('TCHAR *'), output.text)
+        self.assertEqual(
+            support.leak_message('NPT_String *')
+            + support.leak_message('(null)')
+            + support.leak_message('TCHAR *'),
+            output.text,
+        )
 
     def test_a_borrowed_or_disowned_object_dies_silently(self):
         with support.Quiet() as output:
@@ -137,13 +143,16 @@ class WrappedPointers(unittest.TestCase):
         class Broken(object):
             def write(self, _):
                 raise KeyError('broken')
-        script = ('import sys, vireon_probe\n'
-                  'class Broken(object):\n'
-                  '    def write(self, _): raise KeyError("broken")\n'
-                  'sys.stdout = Broken()\n'
-                  'vireon_probe.wrap(16, "_p_Vireon", 1)\n'
-                  'del sys.stdout\n'
-                  'vireon_probe.wrap(16, "_p_Vireon", 1)\n')
+
+        script = (
+            'import sys, vireon_probe\n'
+            'class Broken(object):\n'
+            '    def write(self, _): raise KeyError("broken")\n'
+            'sys.stdout = Broken()\n'
+            'vireon_probe.wrap(16, "_p_Vireon", 1)\n'
+            'del sys.stdout\n'
+            'vireon_probe.wrap(16, "_p_Vireon", 1)\n'
+        )
         code, output, errors = support.run_script(script)
         self.assertEqual((0, 2 * support.leak_message('Vireon *'), ''), (code, output, errors))
 
@@ -152,6 +161,7 @@ class WrappedPointers(unittest.TestCase):
             dies_with_the_frame = probe.wrap(16, '_p_Vireon', 1)
             self.assertTrue(dies_with_the_frame.own())
             raise KeyError('kept')
+
         with support.Quiet():
             self.assertRaises(KeyError, fail)
 
@@ -162,9 +172,10 @@ class Chains(unittest.TestCase):
         self.assertIs(None, first.next())
         self.assertIs(None, first.append(second))
         self.assertIs(second, first.next())
-        self.assertEqual(repr(second), repr(first)[-len(repr(second)):])
-        self.assertEqual("<Swig Object of type 'Vireon *' at 0x10>"
-                         "<Swig Object of type 'TCHAR *' at 0x20>", repr(first))
+        self.assertEqual(repr(second), repr(first)[-len(repr(second)) :])
+        self.assertEqual(
+            "<Swig Object of type 'Vireon *' at 0x10>" "<Swig Object of type 'TCHAR *' at 0x20>", repr(first)
+        )
 
     def test_only_wrapped_pointers_are_appended(self):
         # Null without an exception, which the interpreter reports in its own words.
@@ -199,6 +210,7 @@ class Chains(unittest.TestCase):
             def __swig_destroy__(device):
                 alive.pop()
                 _vireon.delete_ZoSsdpDeviceInfo(device)
+
         version = probe.string('1')
 
         class DropsTheEntry(object):
@@ -209,6 +221,7 @@ class Chains(unittest.TestCase):
                 first.append(probe.wrap(32, '_p_char'))
                 seen.extend(alive)
                 return version
+
         _vireon.ZoSsdpDeviceInfo_swigregister(Device)
         try:
             first = probe.wrap(16, '_p_Vireon')
@@ -270,8 +283,10 @@ class UnusualObjects(unittest.TestCase):
     def refused(self, thing):
         with self.assertRaises(TypeError) as caught:
             _vireon.ZoSsdpDeviceInfo_GetUUID(thing)
-        self.assertEqual("in method 'ZoSsdpDeviceInfo_GetUUID', argument 1 of type "
-                         "'ZoSsdpDeviceInfo const *'", str(caught.exception))
+        self.assertEqual(
+            "in method 'ZoSsdpDeviceInfo_GetUUID', argument 1 of type " "'ZoSsdpDeviceInfo const *'",
+            str(caught.exception),
+        )
 
     def test_instances_that_hold_this(self):
         for kind in (OldStyle, NewStyle):
@@ -286,12 +301,14 @@ class UnusualObjects(unittest.TestCase):
     def test_a_property_or_a_class_attribute_beside_an_instance_dictionary_does_not_count(self):
         class WithProperty(object):
             this = property(lambda _: self.device)
+
         self.refused(WithProperty())
 
     def test_a_property_of_an_object_without_a_dictionary(self):
         class WithProperty(object):
             __slots__ = ()
             this = property(lambda _: self.device)
+
         self.assertTrue(accepted(WithProperty()))
 
     def test_what_a_property_delivers_lives_as_long_as_the_call(self):
@@ -299,6 +316,7 @@ class UnusualObjects(unittest.TestCase):
 
         class Temporary(object):
             """Holds the pointer; tells when it goes."""
+
             __slots__ = ('this',)
 
             def __init__(self, this):
@@ -311,6 +329,7 @@ class UnusualObjects(unittest.TestCase):
         class WithProperty(object):
             __slots__ = ()
             this = property(lambda _: Temporary(probe.wrap(int(device), '_p_ZoSsdpDeviceInfo')))
+
         device = self.device
         uuid = _vireon.ZoSsdpDeviceInfo_GetUUID(WithProperty())
         self.assertEqual(36, len(support.text_at(uuid)))
@@ -319,6 +338,7 @@ class UnusualObjects(unittest.TestCase):
     def test_a_slot(self):
         class Slotted(object):
             __slots__ = ('this',)
+
         slotted = Slotted()
         self.refused(slotted)
         slotted.this = self.device
@@ -331,6 +351,7 @@ class UnusualObjects(unittest.TestCase):
             @property
             def this(self):
                 raise KeyboardInterrupt()
+
         self.refused(Raising())
 
     def test_this_that_leads_back_to_itself(self):
@@ -346,6 +367,7 @@ class UnusualObjects(unittest.TestCase):
         class Endless(object):
             __slots__ = ()
             this = property(lambda _: Endless())
+
         self.refused(Endless())
 
     def test_weak_proxies(self):
@@ -360,6 +382,7 @@ class UnusualObjects(unittest.TestCase):
         class Callable(object):
             def __call__(self):
                 pass
+
         instance = Callable()
         instance.this = self.device
         proxy = weakref.proxy(instance)
@@ -380,6 +403,7 @@ class UnusualObjects(unittest.TestCase):
     def test_an_old_style_class_that_bears_the_name(self):
         class PySwigObject:
             pass
+
         self.refused(PySwigObject())
 
     def test_a_dictionary_with_hostile_keys(self):
@@ -389,6 +413,7 @@ class UnusualObjects(unittest.TestCase):
 
             def __eq__(self, other):
                 raise KeyError('hostile')
+
         instance = NewStyle()
         instance.__dict__[Hostile()] = 1
         self.refused(instance)
@@ -413,8 +438,8 @@ class UnusualObjects(unittest.TestCase):
 
         class OldStyleClass:
             pass
-        for owner, argument in [(NewStyle(), None), (OldStyle(), None),
-                                (OldStyleClass, OldStyleClass())]:
+
+        for owner, argument in [(NewStyle(), None), (OldStyle(), None), (OldStyleClass, OldStyleClass())]:
             owner.__dict__[ReplacesTheDictionary(owner)] = 1
             owner.value = NewStyle()
             self.refused(owner if argument is None else argument)
@@ -431,6 +456,7 @@ class UnusualObjects(unittest.TestCase):
 
         class Derived(types.ClassType('Base', (), {}), types.ClassType('Second', (), {})):
             pass
+
         Derived.__bases__[0].__dict__[ReplacesTheBases()] = 1
         Derived.__bases__[1].this = self.device
         self.assertTrue(accepted(Derived()))
@@ -447,6 +473,7 @@ class UnusualObjects(unittest.TestCase):
 
         class Derived(First, Second):
             pass
+
         self.assertTrue(accepted(Derived()))
         Base.this = 5
         self.refused(Derived())
@@ -462,6 +489,7 @@ class UnusualObjects(unittest.TestCase):
 
         class Holder(object):
             this = self.device
+
         self.assertTrue(accepted(Holder))
 
 

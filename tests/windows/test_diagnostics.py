@@ -32,9 +32,14 @@ class Registry:
 
     def run(self, *command):
         # No pipes: Wine's own programs would hold them open long after this one has ended.
-        return subprocess.run([SCRIPTS / "wine.sh", *map(str, command)], env=self.environment,
-                              stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL,
-                              stderr=subprocess.DEVNULL, timeout=120)
+        return subprocess.run(
+            [SCRIPTS / "wine.sh", *map(str, command)],
+            env=self.environment,
+            stdin=subprocess.DEVNULL,
+            stdout=subprocess.DEVNULL,
+            stderr=subprocess.DEVNULL,
+            timeout=120,
+        )
 
     def clear(self):
         self.run("reg", "delete", KEY, "/f")
@@ -65,8 +70,9 @@ class Diagnostics(unittest.TestCase):
         self.registry.clear()
 
     def expect(self, level, narrow):
-        self.assertEqual(self.registry.lines_of(PROGRAMS / "diagnostics_probe.exe"),
-                         lines_up_to(level, narrow))
+        self.assertEqual(
+            self.registry.lines_of(PROGRAMS / "diagnostics_probe.exe"), lines_up_to(level, narrow)
+        )
 
     def test_without_the_key_only_levels_up_to_0_are_written(self):
         self.expect(0, False)
@@ -103,14 +109,16 @@ class Diagnostics(unittest.TestCase):
     def engine_lines(self):
         module = os.environ["VIREON_MODULE_DIR"]
         return self.registry.lines_of(
-            PYTHON, "-c", f"import sys; sys.path.insert(0, '{module}'); import _vireon;"
-                          "_vireon.delete_Vireon(_vireon.new_Vireon())")
+            PYTHON,
+            "-c",
+            f"import sys; sys.path.insert(0, '{module}'); import _vireon;"
+            "_vireon.delete_Vireon(_vireon.new_Vireon())",
+        )
 
     def test_the_engine_reports_its_life_at_level_5(self):
         self.registry.set("log", "REG_DWORD", 5)
         first, last = self.engine_lines()
-        self.assertRegex(
-            first, r"^\[vireon\] Vireon::Vireon Construct object in thread: -?\d+\\n$")
+        self.assertRegex(first, r"^\[vireon\] Vireon::Vireon Construct object in thread: -?\d+\\n$")
         self.assertEqual(last, r"[vireon] Vireon::~Vireon\n")
 
     def test_and_not_at_level_4(self):

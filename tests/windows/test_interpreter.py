@@ -42,8 +42,9 @@ class Interpreter(unittest.TestCase):
         numbers = (ctypes.c_uint32 * 71)(71 * 4)
         ctypes.windll.ntdll.RtlGetVersion(numbers)
         expected = {'win7': (6, 1), 'win81': (6, 3), 'win10': (10, 0)}
-        self.assertEqual(expected[os.environ.get('VIREON_WINDOWS_VERSION', 'win10')],
-                         (numbers[1], numbers[2]))
+        self.assertEqual(
+            expected[os.environ.get('VIREON_WINDOWS_VERSION', 'win10')], (numbers[1], numbers[2])
+        )
 
 
 if __name__ == '__main__':

@@ -28,8 +28,8 @@ def known_functions():
 
 def dump():
     return subprocess.run(
-        ["x86_64-w64-mingw32-objdump", "-p", MODULE],
-        check=True, capture_output=True, text=True).stdout
+        ["x86_64-w64-mingw32-objdump", "-p", MODULE], check=True, capture_output=True, text=True
+    ).stdout
 
 
 class ModuleFile(unittest.TestCase):
@@ -77,9 +77,12 @@ class ModuleFile(unittest.TestCase):
         self.assertNotIn("ole32.dll", self.imports())
 
     def test_exports_the_entry_function_only(self):
-        table = self.text[self.text.index("[Ordinal/Name Pointer] Table"):]
-        names = re.findall(r"^\s*\[\s*\d+\](?: \+base\[\s*\d+\])?\s+(?:[0-9a-f]+\s+)?(\w+)$",
-                           table.split("\n\n")[0], re.MULTILINE)
+        table = self.text[self.text.index("[Ordinal/Name Pointer] Table") :]
+        names = re.findall(
+            r"^\s*\[\s*\d+\](?: \+base\[\s*\d+\])?\s+(?:[0-9a-f]+\s+)?(\w+)$",
+            table.split("\n\n")[0],
+            re.MULTILINE,
+        )
         self.assertEqual(names, ["init_vireon"])
 
 

@@ -41,7 +41,8 @@ def packed(name, file):
 def main(zip_path, modules, *script_tests):
     files = {name: packed(name, file) for name, file in contents(pathlib.Path(modules), script_tests).items()}
     files["contents.txt"] = "".join(
-        f"{hashlib.sha256(data).hexdigest()}  {name}\n" for name, data in sorted(files.items())).encode()
+        f"{hashlib.sha256(data).hexdigest()}  {name}\n" for name, data in sorted(files.items())
+    ).encode()
     with zipfile.ZipFile(zip_path, "w") as bundle:
         for name, data in sorted(files.items()):
             bundle.writestr(zipfile.ZipInfo(name, TIME), data, zipfile.ZIP_DEFLATED, 9)

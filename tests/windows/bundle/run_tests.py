@@ -72,8 +72,9 @@ def output_of(command, **environment):
     """What a program prints and its exit code; None for a program that does not exist. One that
     hangs is killed, which its exit code tells."""
     try:
-        process = subprocess.Popen(command, env=dict(os.environ, **environment),
-                                   stdout=subprocess.PIPE, stderr=subprocess.STDOUT)
+        process = subprocess.Popen(
+            command, env=dict(os.environ, **environment), stdout=subprocess.PIPE, stderr=subprocess.STDOUT
+        )
     except OSError as error:
         return '%s: %s' % (command[0], error), None
     killer = threading.Timer(PROGRAM_LIMIT_SECONDS, process.kill)
@@ -106,20 +107,31 @@ def check_files(results):
 
 
 class VersionRecord(ctypes.Structure):
-    _fields_ = [('size', ctypes.c_uint32), ('major', ctypes.c_uint32), ('minor', ctypes.c_uint32),
-                ('build', ctypes.c_uint32), ('platform', ctypes.c_uint32),
-                ('service_pack', ctypes.c_wchar * 128)]
+    _fields_ = [
+        ('size', ctypes.c_uint32),
+        ('major', ctypes.c_uint32),
+        ('minor', ctypes.c_uint32),
+        ('build', ctypes.c_uint32),
+        ('platform', ctypes.c_uint32),
+        ('service_pack', ctypes.c_wchar * 128),
+    ]
 
 
 def tell_windows():
     # Asked below the usual call, which tells programs of Python 2.7's age that it is Windows 8.
     version = VersionRecord(ctypes.sizeof(VersionRecord))
     ctypes.windll.ntdll.RtlGetVersion(ctypes.byref(version))
-    with _winreg.OpenKey(_winreg.HKEY_LOCAL_MACHINE, r'SOFTWARE\Microsoft\Windows NT\CurrentVersion',
-                         0, _winreg.KEY_READ | _winreg.KEY_WOW64_64KEY) as key:
+    with _winreg.OpenKey(
+        _winreg.HKEY_LOCAL_MACHINE,
+        r'SOFTWARE\Microsoft\Windows NT\CurrentVersion',
+        0,
+        _winreg.KEY_READ | _winreg.KEY_WOW64_64KEY,
+    ) as key:
         product = _winreg.QueryValueEx(key, 'ProductName')[0]
-    say('%s: version %d.%d, service pack: %s, build %d' % (
-        product, version.major, version.minor, version.service_pack or 'none', version.build))
+    say(
+        '%s: version %d.%d, service pack: %s, build %d'
+        % (product, version.major, version.minor, version.service_pack or 'none', version.build)
+    )
     say('Python %s' % sys.version.replace('\n', ''))
     say('at %s' % sys.executable)
 
@@ -129,36 +141,44 @@ def tell_adapters(results):
     say(text.strip())
     results.check(code == 0, 'ipconfig does not tell the adapters')
     import vireon_machine
+
     interfaces = vireon_machine.interfaces()
     say('\nThe module searches on:')
     for address, netmask, broadcast, flags in interfaces:
         searched = '' if flags & BROADCAST_FLAG else ' - no: it cannot broadcast'
         say('  %s, netmask %s, broadcast to %s%s' % (address, netmask, broadcast, searched))
-    results.check(any(flags & BROADCAST_FLAG for _, _, _, flags in interfaces),
-                  'there is no adapter to search on: README.txt tells how to have one')
+    results.check(
+        any(flags & BROADCAST_FLAG for _, _, _, flags in interfaces),
+        'there is no adapter to search on: README.txt tells how to have one',
+    )
 
 
 def run_script_tests(results, only):
-    paths = [path for path in sorted(glob.glob(os.path.join(TESTS, 'test_*.py')))
-             if only in os.path.basename(path)]
+    paths = [
+        path for path in sorted(glob.glob(os.path.join(TESTS, 'test_*.py'))) if only in os.path.basename(path)
+    ]
     results.check(paths, 'no test file is named like "%s"' % only)
     for path in paths:
         name = os.path.basename(path)
         # What the machine lacks is no reason to skip here, which CI says.
-        text, code = python(path, '--verbose', CI='true', VIREON_ISOLATED='1',
-                            VIREON_LOOPBACK_ONLY='1')
+        text, code = python(path, '--verbose', CI='true', VIREON_ISOLATED='1', VIREON_LOOPBACK_ONLY='1')
         ran = sum(int(count) for count in RAN.findall(text))
         bad = ['%s: %s' % (name, what) for what in BAD.findall(text)]
         skipped = sum(int(one or other) for one, other in SKIPPED.findall(text))
         skips = SKIP.findall(text)
         if len(skips) != skipped:
             bad.append('%s: %d skipped, of which %d said why' % (name, skipped, len(skips)))
-        bad += ['%s: %s was skipped: %s' % (name, test, reason) for test, reason in skips
-                if not reason.startswith('platform: ')]
+        bad += [
+            '%s: %s was skipped: %s' % (name, test, reason)
+            for test, reason in skips
+            if not reason.startswith('platform: ')
+        ]
         if not bad and (code != 0 or ran == 0):
             bad.append('%s: ended with %s after %d tests' % (name, code, ran))
-        say('%-26s %3d passed%s' % (name, max(0, ran - skipped - len(bad)),
-                                    ', %d FAILED' % len(bad) if bad else ''))
+        say(
+            '%-26s %3d passed%s'
+            % (name, max(0, ran - skipped - len(bad)), ', %d FAILED' % len(bad) if bad else '')
+        )
         for test, reason in skips:
             say('    skipped: %s: %s' % (test, reason))
         if bad:
@@ -182,8 +202,10 @@ def can_listen():
 def server(name, *options):
     """A media server in a process of its own, while the block runs."""
     process = subprocess.Popen(
-        [sys.executable, '-B', os.path.join(EXAMPLES, 'media_server.py'), '--name', name] +
-        list(options), stdout=subprocess.PIPE, stderr=subprocess.STDOUT)
+        [sys.executable, '-B', os.path.join(EXAMPLES, 'media_server.py'), '--name', name] + list(options),
+        stdout=subprocess.PIPE,
+        stderr=subprocess.STDOUT,
+    )
     try:
         line = process.stdout.readline()
         if 'listening' not in line:
@@ -199,8 +221,15 @@ def server(name, *options):
 
 def search(**environment):
     """Name to location of the servers that the module finds."""
-    text, code = python('-c', 'import support, find_servers; find_servers.main()',
-                        '--seconds', str(SEARCH_SECONDS), '--interval', '1', **environment)
+    text, code = python(
+        '-c',
+        'import support, find_servers; find_servers.main()',
+        '--seconds',
+        str(SEARCH_SECONDS),
+        '--interval',
+        '1',
+        **environment
+    )
     if code != 0:
         say(text)
         raise Failure('it ended with %s' % code)
@@ -220,18 +249,23 @@ def self_test(results, what, server_options, **environment):
         except Failure as failure:
             results.check(False, '%s: %s' % (what, failure))
             break
-        say('an answer by unicast from %s of another process: %s' % (
-            port, 'came, from %s' % found[name] if name in found else 'DID NOT COME'))
+        say(
+            'an answer by unicast from %s of another process: %s'
+            % (port, 'came, from %s' % found[name] if name in found else 'DID NOT COME')
+        )
         results.check(name in found, '%s: no answer from %s came through' % (what, port))
         others.update((each, place) for each, place in found.items() if each != name)
     return others
 
 
 def search_here(results):
-    self_test(results, 'A search that stays on this machine', ['--interface', '127.0.0.1'],
-              VIREON_LOOPBACK_ONLY='1')
-    say("Windows' own firewall does not filter what stays on a machine. Where this failed, the module,\n"
-        'another firewall or a scanner of datagrams is the reason.')
+    self_test(
+        results, 'A search that stays on this machine', ['--interface', '127.0.0.1'], VIREON_LOOPBACK_ONLY='1'
+    )
+    say(
+        "Windows' own firewall does not filter what stays on a machine. Where this failed, the module,\n"
+        'another firewall or a scanner of datagrams is the reason.'
+    )
 
 
 def search_network(results):
@@ -242,8 +276,10 @@ def search_network(results):
     if others:
         say('So the firewall lets answers of other machines through.')
     else:
-        say('Either no other machine has a server, or the firewall keeps its answers out. Run\n'
-            'examples/media_server.py on another machine of this network and try again.')
+        say(
+            'Either no other machine has a server, or the firewall keeps its answers out. Run\n'
+            'examples/media_server.py on another machine of this network and try again.'
+        )
 
 
 def tell_firewall():
@@ -255,10 +291,15 @@ def tell_firewall():
 
 def arguments():
     parser = argparse.ArgumentParser(prog='run.cmd', usage='run.cmd [PYTHON.EXE] [--network] [--only PART]')
-    parser.add_argument('--network', action='store_true',
-                        help='also search the network that this machine is on')
-    parser.add_argument('--only', metavar='PART', default='',
-                        help='of the script tests, only the files with this in their names')
+    parser.add_argument(
+        '--network', action='store_true', help='also search the network that this machine is on'
+    )
+    parser.add_argument(
+        '--only',
+        metavar='PART',
+        default='',
+        help='of the script tests, only the files with this in their names',
+    )
     return parser.parse_args()
 
 
@@ -293,8 +334,7 @@ def main():
     title('Summary')
     for what in results.failed:
         say('failed: %s' % what)
-    say('%d passed, %d failed, %d skipped' % (
-        results.passed, len(results.failed), len(results.skipped)))
+    say('%d passed, %d failed, %d skipped' % (results.passed, len(results.failed), len(results.skipped)))
     return 1 if results.failed else 0
 
 

@@ -36,12 +36,22 @@ ETH_P_ALL, ETH_P_IPV6 = 3, 0x86DD
 LIMIT_SECONDS = 600
 
 NAMES = {
-    "README.txt", "contents.txt", "run.cmd", "run_tests.py",
-    "module/_vireon.pyd", "module/script_test_modules/vireon_machine.pyd",
-    "module/script_test_modules/vireon_probe.pyd", "module/script_test_modules/vireon_sibling.pyd",
-    "examples/find_servers.py", "examples/media_server.py", "examples/read_string.py",
-    "examples/vireon.py", "tests/sanitizers/leak_checker.py", "tests/script/contract.py",
-    "tests/script/support.py"}
+    "README.txt",
+    "contents.txt",
+    "run.cmd",
+    "run_tests.py",
+    "module/_vireon.pyd",
+    "module/script_test_modules/vireon_machine.pyd",
+    "module/script_test_modules/vireon_probe.pyd",
+    "module/script_test_modules/vireon_sibling.pyd",
+    "examples/find_servers.py",
+    "examples/media_server.py",
+    "examples/read_string.py",
+    "examples/vireon.py",
+    "tests/sanitizers/leak_checker.py",
+    "tests/script/contract.py",
+    "tests/script/support.py",
+}
 
 
 class Zip(unittest.TestCase):
@@ -50,14 +60,18 @@ class Zip(unittest.TestCase):
         self.addCleanup(self.zip.close)
 
     def test_holds_what_it_needs_and_nothing_else(self):
-        self.assertEqual(sorted(NAMES | {f"tests/script/{name}" for name in SCRIPT_TESTS}),
-                         sorted(self.zip.namelist()))
+        self.assertEqual(
+            sorted(NAMES | {f"tests/script/{name}" for name in SCRIPT_TESTS}), sorted(self.zip.namelist())
+        )
 
     def test_names_no_folder_of_the_machine_that_made_it(self):
         for folder in {str(ROOT), str(BUILD), PYTHON, str(pathlib.Path.home())}:
             for written in (f"{folder}/", f"{folder}/".replace("/", "\\")):
-                self.assertEqual([], [name for name in self.zip.namelist()
-                                      if written.encode() in self.zip.read(name)], written)
+                self.assertEqual(
+                    [],
+                    [name for name in self.zip.namelist() if written.encode() in self.zip.read(name)],
+                    written,
+                )
 
     def test_is_the_same_each_time(self):
         with tempfile.TemporaryDirectory() as folder:
@@ -113,8 +127,12 @@ class Machine:
         self.folder = drive / "My tests"
         with zipfile.ZipFile(BUNDLE) as bundle:
             bundle.extractall(self.folder)
-        self.environment = {"PATH": os.environ["PATH"], "HOME": str(self.prefix), "WINEDEBUG": "-all",
-                            "WINEPREFIX": str(self.prefix)}
+        self.environment = {
+            "PATH": os.environ["PATH"],
+            "HOME": str(self.prefix),
+            "WINEDEBUG": "-all",
+            "WINEPREFIX": str(self.prefix),
+        }
         # Wine's own background programs start with the first one, which a busy machine may refuse.
         self.start("exit")
 
@@ -125,8 +143,11 @@ class Machine:
         file.write_bytes(change(before))
         assert file.read_bytes() != before
         listing = self.folder / "contents.txt"
-        listing.write_text(listing.read_text().replace(
-            hashlib.sha256(before).hexdigest(), hashlib.sha256(file.read_bytes()).hexdigest()))
+        listing.write_text(
+            listing.read_text().replace(
+                hashlib.sha256(before).hexdigest(), hashlib.sha256(file.read_bytes()).hexdigest()
+            )
+        )
 
     def run(self, *words):
         """The exit code of run.cmd and what it printed."""
@@ -136,8 +157,13 @@ class Machine:
         # No pipe: Wine's own programs would hold it open long after this one has ended.
         with tempfile.TemporaryFile() as output, self.here.entered():
             process = subprocess.Popen(
-                ["wine", "cmd", "/c", *command], cwd=self.folder, env=self.environment,
-                stdin=subprocess.DEVNULL, stdout=output, stderr=subprocess.STDOUT)
+                ["wine", "cmd", "/c", *command],
+                cwd=self.folder,
+                env=self.environment,
+                stdin=subprocess.DEVNULL,
+                stdout=output,
+                stderr=subprocess.STDOUT,
+            )
             try:
                 process.wait(LIMIT_SECONDS)
             finally:
@@ -171,41 +197,61 @@ class NewUser(OnAMachine):
         self.assertEqual([], machine.wire.sent())
         for name in SCRIPT_TESTS:
             self.assertRegex(said, rf"(?m)^{name} +\d+ passed$")
-        for expected in (r"^Microsoft Windows .*: version \d+\.\d+, service pack: .*, build \d+$",
-                         r"^Python 2\.7\.\d+ .* 64 bit", r"^ +10\.77\.1\.1, netmask 255\.255\.255\.0",
-                         r"IPv4 address.*: 10\.77\.1\.1",
-                         r"^an answer by unicast from port 31288 of another process: came, from http://127",
-                         r"^an answer by unicast from another port of another process: came, from http://127",
-                         r"^== The firewall\n.+", r"^[2-9]\d\d passed, 0 failed, \d+ skipped$"):
+        for expected in (
+            r"^Microsoft Windows .*: version \d+\.\d+, service pack: .*, build \d+$",
+            r"^Python 2\.7\.\d+ .* 64 bit",
+            r"^ +10\.77\.1\.1, netmask 255\.255\.255\.0",
+            r"IPv4 address.*: 10\.77\.1\.1",
+            r"^an answer by unicast from port 31288 of another process: came, from http://127",
+            r"^an answer by unicast from another port of another process: came, from http://127",
+            r"^== The firewall\n.+",
+            r"^[2-9]\d\d passed, 0 failed, \d+ skipped$",
+        ):
             self.assertRegex(said, re.compile(expected, re.M))
 
     def test_searches_the_network_when_asking_for_it(self):
         machine = self.machine()
         with machine.there.entered():
             server = subprocess.Popen(
-                [sys.executable, "-B", ROOT / "examples" / "media_server.py", "--name", "Elsewhere",
-                 "--interface", "10.77.1.2"], stdout=subprocess.PIPE)
+                [
+                    sys.executable,
+                    "-B",
+                    ROOT / "examples" / "media_server.py",
+                    "--name",
+                    "Elsewhere",
+                    "--interface",
+                    "10.77.1.2",
+                ],
+                stdout=subprocess.PIPE,
+            )
         self.addCleanup(server.stdout.close)
         self.addCleanup(server.wait)
         self.addCleanup(server.send_signal, signal.SIGTERM)
         self.assertIn(b"listening", server.stdout.readline())
         code, said = machine.run("--network", "--only", "constants")
         self.assertEqual(0, code, said)
-        self.assertIn("  Elsewhere at http://10.77.1.2:8080/description.xml\n"
-                      "So the firewall lets answers of other machines through.\n", said)
+        self.assertIn(
+            "  Elsewhere at http://10.77.1.2:8080/description.xml\n"
+            "So the firewall lets answers of other machines through.\n",
+            said,
+        )
         self.assertLessEqual({"239.255.255.250", "10.77.1.255"}, set(machine.wire.sent()))
 
     def test_without_an_interpreter_is_told_what_to_do(self):
         code, said = self.machine(has_python=False).run()
         self.assertEqual(1, code, said)
-        self.assertIn('run.cmd: there is no 64-bit Python 2.7 in C:\\Python27, and the launcher "py" '
-                      "knows none.\nInstall it, or say where it is: ", said)
+        self.assertIn(
+            'run.cmd: there is no 64-bit Python 2.7 in C:\\Python27, and the launcher "py" '
+            "knows none.\nInstall it, or say where it is: ",
+            said,
+        )
 
     def test_may_name_an_interpreter_which_must_be_one(self):
         machine = self.machine(has_python=False)
         code, said = machine.run("C:\\none here\\python.exe")
-        self.assertEqual((1, "run.cmd: this is no 64-bit Python 2.7: C:\\none here\\python.exe\n"),
-                         (code, said))
+        self.assertEqual(
+            (1, "run.cmd: this is no 64-bit Python 2.7: C:\\none here\\python.exe\n"), (code, said)
+        )
         (machine.prefix / "drive_c" / "none here").symlink_to(PYTHON)
         code, said = machine.run("C:\\none here\\python.exe", "--help")
         self.assertEqual(0, code, said)
@@ -231,28 +277,53 @@ class Fault(OnAMachine):
         machine = self.machine()
         (machine.folder / "module/script_test_modules/vireon_machine.pyd").unlink()
         failed, said = self.expect(machine)
-        self.assertEqual(["module/script_test_modules/vireon_machine.pyd is missing or not as it was "
-                          "packed: unpack the zip again"], failed)
+        self.assertEqual(
+            [
+                "module/script_test_modules/vireon_machine.pyd is missing or not as it was "
+                "packed: unpack the zip again"
+            ],
+            failed,
+        )
         self.assertNotIn("search", said)
 
     def test_of_a_test_or_a_skip_without_a_platforms_reason_fails_the_run(self):
         machine = self.machine()
-        machine.change("tests/script/test_constants.py", lambda text: text.replace(
-            b"    def test_no_bytes(self):\n", b"    def test_no_bytes(self):\n        self.fail()\n"))
-        machine.change("tests/script/test_constants.py", lambda text: text.replace(
-            b"    def test_the_comparison_ends_at_the_first_zero(self):\n",
-            b"    def test_the_comparison_ends_at_the_first_zero(self):\n        self.skipTest('tired')\n"))
+        machine.change(
+            "tests/script/test_constants.py",
+            lambda text: text.replace(
+                b"    def test_no_bytes(self):\n", b"    def test_no_bytes(self):\n        self.fail()\n"
+            ),
+        )
+        machine.change(
+            "tests/script/test_constants.py",
+            lambda text: text.replace(
+                b"    def test_the_comparison_ends_at_the_first_zero(self):\n",
+                b"    def test_the_comparison_ends_at_the_first_zero(self):\n        self.skipTest('tired')\n",
+            ),
+        )
         failed, said = self.expect(machine, "--only", "constants")
-        self.assertEqual(["test_constants.py: test_no_bytes (__main__.PackedValues)",
-                          "test_constants.py: test_the_comparison_ends_at_the_first_zero "
-                          "(__main__.PackedValues) was skipped: tired"], failed, said)
+        self.assertEqual(
+            [
+                "test_constants.py: test_no_bytes (__main__.PackedValues)",
+                "test_constants.py: test_the_comparison_ends_at_the_first_zero "
+                "(__main__.PackedValues) was skipped: tired",
+            ],
+            failed,
+            said,
+        )
 
     def test_of_the_module_fails_the_run(self):
         machine = self.machine()
         machine.change("module/_vireon.pyd", lambda content: content[:-100000])
         failed, said = self.expect(machine, "--only", "constants")
-        self.assertEqual(["test_constants.py: ended with 1 after 0 tests",
-                          "A search that stays on this machine: it ended with 1"], failed, said)
+        self.assertEqual(
+            [
+                "test_constants.py: ended with 1 after 0 tests",
+                "A search that stays on this machine: it ended with 1",
+            ],
+            failed,
+            said,
+        )
 
     def test_that_a_server_runs_already_is_told(self):
         machine = self.machine()
