@@ -61,6 +61,10 @@ class ThisTree(unittest.TestCase):
         self.assertIn(ROOT / "dev", files)
         self.check(house_rules.shell_scripts_are_sound(ROOT, files))
 
+    @unittest.skipUnless(house_rules.tool_is_there("black"), missing_tool("black"))
+    def test_python_is_formatted(self):
+        self.check(house_rules.python_is_formatted(ROOT, self.python_files()))
+
     @unittest.skipUnless(house_rules.tool_is_there("pyflakes3"), missing_tool("pyflakes3"))
     def test_python_is_sound(self):
         self.check(house_rules.python_is_sound(ROOT, self.python_files()))
