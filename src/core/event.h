@@ -3,17 +3,14 @@
 
 #include <memory>
 
-// A signal between threads, initially not set. A manual-reset event stays set until Reset and lets
-// every waiter through; an auto-reset event lets one waiter through and is reset by it. A Set lets
-// those through who wait already, even when a Reset follows at once.
+// A signal between threads, initially not set. It stays set until Reset and lets every waiter
+// through. A Set lets those through who wait already, even when a Reset follows at once.
 // Any thread may call any operation; the owner destroys it when nobody waits any more, or in a
 // forked child, where nobody does.
 class Event {
   public:
-    enum class Mode { kManualReset, kAutoReset };
-
     // Throws std::bad_alloc when the system has no event to give.
-    explicit Event(Mode mode);
+    Event();
     Event(const Event&) = delete;
     Event& operator=(const Event&) = delete;
     ~Event();

@@ -53,8 +53,8 @@ class Waiters {
     std::list<std::thread> threads_;
 };
 
-TEST(Event, ManualResetStaysSet) {
-    Event event(Event::Mode::kManualReset);
+TEST(Event, StaysSetUntilReset) {
+    Event event;
     event.Set();
     event.Wait();
     event.Wait();
@@ -63,45 +63,25 @@ TEST(Event, ManualResetStaysSet) {
     EXPECT_EQ(waiters.GetThroughCount(), 0);
 }
 
-TEST(Event, ManualResetLetsEveryWaiterThrough) {
-    Event event(Event::Mode::kManualReset);
+TEST(Event, LetsEveryWaiterThrough) {
+    Event event;
     const Waiters waiters(event, 3);
     EXPECT_EQ(waiters.GetThroughCount(), 0);
     event.Set();
     EXPECT_TRUE(waiters.AreThroughSoon(3));
 }
 
-TEST(Event, ManualSetReachesAWaiterInSpiteOfAResetRightBehind) {
-    Event event(Event::Mode::kManualReset);
+TEST(Event, SetReachesAWaiterInSpiteOfAResetRightBehind) {
+    Event event;
     const Waiters waiters(event, 2);
     event.Set();
     event.Reset();
     EXPECT_TRUE(waiters.AreThroughSoon(2));
 }
 
-TEST(Event, AutoResetLetsOneWaiterThroughPerSet) {
-    Event event(Event::Mode::kAutoReset);
-    const Waiters waiters(event, 2);
-    event.Set();
-    EXPECT_TRUE(waiters.AreThroughSoon(1));
-    std::this_thread::sleep_for(Milliseconds(50));
-    EXPECT_EQ(waiters.GetThroughCount(), 1);
-    event.Set();
-    EXPECT_TRUE(waiters.AreThroughSoon(2));
-}
-
-TEST(Event, AutoResetKeepsOneSetForTheNextWaiter) {
-    Event event(Event::Mode::kAutoReset);
-    event.Set();
-    event.Set();
-    event.Wait();
-    const Waiters waiters(event, 1);
-    EXPECT_EQ(waiters.GetThroughCount(), 0);
-}
-
 TEST(Event, ThatCannotBeMadeThrows) {
     const FailingAllocation failing(1);
-    EXPECT_THROW(Event event(Event::Mode::kAutoReset), std::bad_alloc);
+    EXPECT_THROW(Event(), std::bad_alloc);
 }
 
 }  // namespace

@@ -23,12 +23,12 @@ class SystemThread {
     // Waits without a time limit, except on the thread itself: that join detaches and returns at
     // once, since nobody can wait for his own end.
     void Join();
-    // Whether the calling thread is this one; false once joined.
-    bool IsCurrent() const;
 
   private:
     struct State;
     explicit SystemThread(std::unique_ptr<State> state);
+    // Whether the calling thread is this one; false once joined.
+    bool IsCurrent() const;
     std::unique_ptr<State> state_;
 };
 

@@ -41,7 +41,6 @@ CallbackTaskWorkerThread::CallbackTaskWorkerThread(Vireon* vireon, std::size_t l
                                                    std::shared_ptr<DeliveryTurn> turn)
     : m_pVireon(vireon),
       m_tasks(std::make_shared<TaskQueue>()),
-      m_taskEvent(Event::Mode::kManualReset),
       has_engine_(vireon != nullptr),
       limit_(limit),
       turn_(std::move(turn)) {}

@@ -40,7 +40,7 @@ TEST(WorkerThread, RunsOnAThreadOfItsOwn) {
 }
 
 TEST(WorkerThread, IsStartedOnceOnly) {
-    Event done(Event::Mode::kManualReset);
+    Event done;
     Worker worker([&done] { done.Wait(); });
     EXPECT_EQ(worker.Start(), 1);
     EXPECT_EQ(worker.Start(), 0);
@@ -50,7 +50,7 @@ TEST(WorkerThread, IsStartedOnceOnly) {
 }
 
 TEST(WorkerThread, TellsThatItsThreadHasEnded) {
-    Event done(Event::Mode::kManualReset);
+    Event done;
     Worker worker([&done] { done.Wait(); });
     EXPECT_FALSE(worker.HasEnded());
     worker.Start();
@@ -61,7 +61,7 @@ TEST(WorkerThread, TellsThatItsThreadHasEnded) {
 }
 
 TEST(WorkerThread, IsStartedByOneOfManyThreads) {
-    Event done(Event::Mode::kManualReset);
+    Event done;
     Worker worker([&done] { done.Wait(); });
     std::atomic<int> started{0};
     std::thread starters[4];
@@ -97,7 +97,7 @@ TEST(WorkerThread, IsWaitedForOnce) {
 }
 
 TEST(WorkerThread, IsWaitedForByOneOfTwoThreads) {
-    Event done(Event::Mode::kManualReset);
+    Event done;
     Worker worker([&done] { done.Wait(); });
     worker.Start();
     std::thread waiter([&worker] { worker.JoinThread(); });
@@ -112,8 +112,8 @@ TEST(WorkerThread, IsWaitedForByOneOfTwoThreads) {
 }
 
 TEST(WorkerThread, DoesNotWaitForItself) {
-    Event is_started(Event::Mode::kManualReset);
-    Event done(Event::Mode::kManualReset);
+    Event is_started;
+    Event done;
     std::shared_ptr<Worker> worker;
     worker = std::make_shared<Worker>([&] {
         is_started.Wait();
@@ -131,8 +131,8 @@ TEST(WorkerThread, DoesNotWaitForItself) {
 }
 
 TEST(WorkerThread, OutlivesItsLastOwnerUntilItsThreadEnds) {
-    Event go(Event::Mode::kManualReset);
-    Event done(Event::Mode::kManualReset);
+    Event go;
+    Event done;
     std::weak_ptr<Worker> watched;
     bool was_alive = false;
     auto worker = std::make_shared<Worker>([&] {

@@ -7,9 +7,6 @@
 #include "core/types.h"
 
 struct Event::State {
-    explicit State(Mode event_mode) : mode(event_mode) {}
-
-    const Mode mode;
     const ProcessId process = CurrentProcess();
     std::mutex mutex;
     std::condition_variable changed;
@@ -17,7 +14,7 @@ struct Event::State {
     NPT_UInt64 set_count = 0;  // tells a waiter of a Set that was reset before he woke
 };
 
-Event::Event(Mode mode) : state_(std::make_unique<State>(mode)) {}
+Event::Event() : state_(std::make_unique<State>()) {}
 
 Event::~Event() {
     // A forked child: it has no thread that waits, but a copy that says that some do, and the end
@@ -30,11 +27,7 @@ void Event::Set() {
     const std::lock_guard<std::mutex> lock(state_->mutex);
     state_->is_set = true;
     ++state_->set_count;
-    if (state_->mode == Mode::kManualReset) {
-        state_->changed.notify_all();
-    } else {
-        state_->changed.notify_one();
-    }
+    state_->changed.notify_all();
 }
 
 void Event::Reset() {
@@ -44,11 +37,6 @@ void Event::Reset() {
 
 void Event::Wait() {
     std::unique_lock<std::mutex> lock(state_->mutex);
-    if (state_->mode == Mode::kAutoReset) {
-        state_->changed.wait(lock, [this] { return state_->is_set; });
-        state_->is_set = false;
-        return;
-    }
     const NPT_UInt64 seen = state_->set_count;
     state_->changed.wait(lock,
                          [this, seen] { return state_->is_set || state_->set_count != seen; });

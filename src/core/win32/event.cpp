@@ -5,8 +5,7 @@
 #include <new>
 
 struct Event::State {
-    explicit State(Mode mode)
-        : handle(CreateEventA(nullptr, mode == Mode::kManualReset, FALSE, nullptr)) {
+    State() : handle(CreateEventA(nullptr, TRUE, FALSE, nullptr)) {
         // A wait for no handle returns at once: a loop around it would spin.
         if (!handle) throw std::bad_alloc();
     }
@@ -17,7 +16,7 @@ struct Event::State {
     const HANDLE handle;
 };
 
-Event::Event(Mode mode) : state_(std::make_unique<State>(mode)) {}
+Event::Event() : state_(std::make_unique<State>()) {}
 
 Event::~Event() = default;
 

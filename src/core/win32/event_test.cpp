@@ -25,9 +25,9 @@ namespace {
 
 TEST(Win32Event, ThatTheSystemHasNoHandleForThrows) {
     has_handles = false;
-    EXPECT_THROW(Event event(Event::Mode::kAutoReset), std::bad_alloc);
+    EXPECT_THROW(Event(), std::bad_alloc);
     has_handles = true;
-    Event event(Event::Mode::kAutoReset);
+    Event event;
     event.Set();
     event.Wait();
 }
