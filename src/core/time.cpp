@@ -17,18 +17,6 @@ NPT_Int64 NanosFromSeconds(double seconds) {
     return static_cast<NPT_Int64>(nanoseconds);
 }
 
-NPT_Int64 Sum(NPT_Int64 a, NPT_Int64 b) {
-    if (b > 0 && a > kLargest - b) return kLargest;
-    if (b < 0 && a < kSmallest - b) return kSmallest;
-    return a + b;
-}
-
-NPT_Int64 Difference(NPT_Int64 a, NPT_Int64 b) {
-    if (b < 0 && a > kLargest + b) return kLargest;
-    if (b > 0 && a < kSmallest + b) return kSmallest;
-    return a - b;
-}
-
 }  // namespace
 
 NPT_TimeInterval::NPT_TimeInterval(double seconds) : nanoseconds_(NanosFromSeconds(seconds)) {}
@@ -51,12 +39,4 @@ NPT_TimeStamp NPT_TimeStamp::FromNanos(NPT_Int64 nanoseconds) {
     NPT_TimeStamp stamp;
     stamp.nanoseconds_ = nanoseconds;
     return stamp;
-}
-
-NPT_TimeStamp operator+(NPT_TimeStamp stamp, NPT_TimeInterval interval) {
-    return NPT_TimeStamp::FromNanos(Sum(stamp.ToNanos(), interval.ToNanos()));
-}
-
-NPT_TimeInterval operator-(NPT_TimeStamp later, NPT_TimeStamp earlier) {
-    return NPT_TimeInterval::FromNanos(Difference(later.ToNanos(), earlier.ToNanos()));
 }

@@ -3,25 +3,21 @@
 
 #include "core/types.h"
 
-// A span of time: a signed 64-bit count of nanoseconds. Arithmetic saturates instead of wrapping.
+// A span of time: a signed 64-bit count of nanoseconds.
 class NPT_TimeInterval {
   public:
     NPT_TimeInterval() = default;
     // NaN becomes 0, what is too large for the count becomes the largest or smallest one.
     explicit NPT_TimeInterval(double seconds);
     static NPT_TimeInterval FromNanos(NPT_Int64 nanoseconds);
+    // Saturates likewise.
     static NPT_TimeInterval FromSeconds(NPT_Int64 seconds);
 
     NPT_Int64 ToNanos() const { return nanoseconds_; }
-    double ToDouble() const { return static_cast<double>(nanoseconds_) / 1e9; }
     // Whole units, truncated toward zero.
     NPT_Int64 ToSeconds() const { return nanoseconds_ / 1000000000; }
     NPT_Int64 ToMillis() const { return nanoseconds_ / 1000000; }
 
-    friend bool operator==(NPT_TimeInterval a, NPT_TimeInterval b) {
-        return a.nanoseconds_ == b.nanoseconds_;
-    }
-    friend bool operator!=(NPT_TimeInterval a, NPT_TimeInterval b) { return !(a == b); }
     friend bool operator<(NPT_TimeInterval a, NPT_TimeInterval b) {
         return a.nanoseconds_ < b.nanoseconds_;
     }
@@ -39,22 +35,14 @@ class NPT_TimeStamp {
     static NPT_TimeStamp FromNanos(NPT_Int64 nanoseconds);
 
     NPT_Int64 ToNanos() const { return nanoseconds_; }
-    double ToDouble() const { return static_cast<double>(nanoseconds_) / 1e9; }
     NPT_Int64 ToSeconds() const { return nanoseconds_ / 1000000000; }
 
     friend bool operator==(NPT_TimeStamp a, NPT_TimeStamp b) {
         return a.nanoseconds_ == b.nanoseconds_;
     }
-    friend bool operator<(NPT_TimeStamp a, NPT_TimeStamp b) {
-        return a.nanoseconds_ < b.nanoseconds_;
-    }
-    friend bool operator>=(NPT_TimeStamp a, NPT_TimeStamp b) { return !(a < b); }
 
   private:
     NPT_Int64 nanoseconds_ = 0;
 };
-
-NPT_TimeStamp operator+(NPT_TimeStamp stamp, NPT_TimeInterval interval);
-NPT_TimeInterval operator-(NPT_TimeStamp later, NPT_TimeStamp earlier);
 
 #endif

@@ -13,7 +13,6 @@ TEST(TimeInterval, KeepsNanoseconds) {
     EXPECT_EQ(NPT_TimeInterval(0.15).ToMillis(), 150);
     EXPECT_EQ(NPT_TimeInterval(-1.5).ToNanos(), -1500000000);
     EXPECT_EQ(NPT_TimeInterval::FromSeconds(1800).ToSeconds(), 1800);
-    EXPECT_DOUBLE_EQ(NPT_TimeInterval::FromNanos(2500000000).ToDouble(), 2.5);
 }
 
 TEST(TimeInterval, TruncatesTowardZero) {
@@ -40,39 +39,19 @@ TEST(TimeInterval, Compares) {
     const auto two = NPT_TimeInterval::FromNanos(2);
     EXPECT_TRUE(one < two);
     EXPECT_FALSE(two < one);
-    EXPECT_TRUE(one == NPT_TimeInterval::FromNanos(1));
-    EXPECT_TRUE(one != two);
+    EXPECT_FALSE(one < one);
 }
 
-TEST(TimeStamp, AddsAnInterval) {
-    const auto start = NPT_TimeStamp::FromNanos(1000);
-    EXPECT_EQ((start + NPT_TimeInterval::FromNanos(500)).ToNanos(), 1500);
-    EXPECT_EQ((start + NPT_TimeInterval::FromNanos(-2000)).ToNanos(), -1000);
+TEST(TimeStamp, KeepsNanoseconds) {
+    EXPECT_EQ(NPT_TimeStamp().ToNanos(), 0);
     EXPECT_EQ(NPT_TimeStamp(2.5).ToNanos(), 2500000000);
     EXPECT_EQ(NPT_TimeStamp(2.5).ToSeconds(), 2);
-    EXPECT_DOUBLE_EQ(NPT_TimeStamp(2.5).ToDouble(), 2.5);
-}
-
-TEST(TimeStamp, ArithmeticSaturates) {
-    const auto first = NPT_TimeStamp::FromNanos(INT64_MIN);
-    const auto last = NPT_TimeStamp::FromNanos(INT64_MAX);
-    EXPECT_EQ((last + NPT_TimeInterval::FromNanos(1)).ToNanos(), INT64_MAX);
-    EXPECT_EQ((first + NPT_TimeInterval::FromNanos(-1)).ToNanos(), INT64_MIN);
-    EXPECT_EQ((last + NPT_TimeInterval::FromNanos(INT64_MIN)).ToNanos(), -1);
-    EXPECT_EQ((last - first).ToNanos(), INT64_MAX);
-    EXPECT_EQ((first - last).ToNanos(), INT64_MIN);
-    EXPECT_EQ((NPT_TimeStamp() - first).ToNanos(), INT64_MAX);
-    EXPECT_EQ((last - last).ToNanos(), 0);
 }
 
 TEST(TimeStamp, Compares) {
-    const auto earlier = NPT_TimeStamp::FromNanos(1);
-    const auto later = NPT_TimeStamp::FromNanos(2);
-    EXPECT_TRUE(earlier < later);
-    EXPECT_TRUE(later >= earlier);
-    EXPECT_TRUE(later >= later);
-    EXPECT_FALSE(earlier >= later);
-    EXPECT_TRUE(earlier == earlier);
+    const auto one = NPT_TimeStamp::FromNanos(1);
+    EXPECT_TRUE(one == NPT_TimeStamp::FromNanos(1));
+    EXPECT_FALSE(one == NPT_TimeStamp::FromNanos(2));
 }
 
 }  // namespace
