@@ -94,10 +94,10 @@ TEST(BlockedThreadsWithoutMemory, AreThoseThatWereThere) {
     };
     const long refusals = RefuseEachAllocation(
         make, [&descriptor](auto& table) { table->Put(kFull + 1, &descriptor); },
-        [&descriptor](const auto& table, bool refused) {
-            EXPECT_EQ(table->GetEntryCount(), refused ? kFull : kFull + 1);
-            EXPECT_EQ(table->Find(kFull), &descriptor);
-            EXPECT_EQ(table->Find(kFull + 1), refused ? nullptr : &descriptor);
+        [](const auto& table, bool refused) {
+            for (NPT_Thread::ThreadId thread = 1; thread <= kFull; ++thread)
+                EXPECT_EQ(table->Remove(thread), NPT_SUCCESS);
+            EXPECT_EQ(table->Remove(kFull + 1), refused ? NPT_ERROR_NOT_FOUND : NPT_SUCCESS);
         });
     EXPECT_EQ(refusals, 1);
 }

@@ -55,16 +55,6 @@ NPT_Result BlockedThreadTable::Remove(NPT_Thread::ThreadId thread) {
     return NPT_SUCCESS;
 }
 
-const NPT_BsdSocketFd* BlockedThreadTable::Find(NPT_Thread::ThreadId thread) {
-    NPT_AutoLock lock(mutex_);
-    return slots_[SlotOf(thread)].descriptor;
-}
-
-NPT_UInt32 BlockedThreadTable::GetEntryCount() {
-    NPT_AutoLock lock(mutex_);
-    return static_cast<NPT_UInt32>(entry_count_);
-}
-
 std::size_t BlockedThreadTable::HomeOf(NPT_Thread::ThreadId thread) const {
     return static_cast<std::size_t>(thread) & (slots_.size() - 1);
 }

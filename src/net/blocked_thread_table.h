@@ -31,9 +31,6 @@ class BlockedThreadTable {
     void Put(NPT_Thread::ThreadId thread, const NPT_BsdSocketFd* descriptor);
     // NPT_ERROR_NOT_FOUND when the thread has no entry.
     NPT_Result Remove(NPT_Thread::ThreadId thread);
-    // Null when the thread has no entry.
-    const NPT_BsdSocketFd* Find(NPT_Thread::ThreadId thread);
-    NPT_UInt32 GetEntryCount();
 
   private:
     struct Slot {
