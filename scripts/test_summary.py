@@ -4,10 +4,10 @@
 Sums up the last test run of each preset from build/<preset>/results.xml, which ctest wrote: a row per
 preset, what failed or was skipped by name, and a last line "N passed, N failed, N skipped".
 
-A ctest test is usually a program with many tests of its own (GoogleTest, unittest, the network tests'
-runner, the replay of a fuzzer's corpus); those are what is counted. A program that fails without saying which test failed, or that succeeds without having run
-any, counts as one failure. Ends with 1 when anything failed and, where the environment has CI=true,
-when anything was skipped.
+A ctest test is usually a program with many tests of its own (GoogleTest, unittest and what prints the
+same, the replay of a fuzzer's corpus); those are what is counted. A program that fails without saying
+which test failed, or that succeeds without having run any, counts as one failure. Ends with 1 when
+anything failed and, where the environment has CI=true, when anything was skipped.
 
 A skip whose reason begins with "platform: " is no gap of this machine: the test is about what only the
 other platform has. Those are listed, reason and all, but not counted as skipped.
@@ -26,8 +26,6 @@ UNITTEST_RESULT = re.compile(
     re.M,
 )
 UNITTEST_END = re.compile(r"^Ran (\d+) tests? in .*\n\n(?:OK|FAILED)(?: \((.*)\))?$", re.M)
-
-NETWORK_RESULT = re.compile(r"^(passed|skipped|FAILED) +[\d.]+s ([\w.]+)(?:: (.*))?$", re.M)
 # The leak checker of a checked build failed, not what it checked; a program's second run is what counts.
 RUN_AGAIN = re.compile(r"the leak checker's own tracer crashed, .* running the (program|script) once more")
 REPLAYED = re.compile(r"^replayed (\d+) inputs?$", re.M)
@@ -91,18 +89,6 @@ def count_unittest(output):
     return count
 
 
-def count_network(output):
-    count = Count()
-    for result, name, reason in NETWORK_RESULT.findall(output):
-        if result == "passed":
-            count.passed += 1
-        elif result == "FAILED":
-            count.failed.append(name)
-        else:
-            count.skipped.append(f"{name}: {reason}")
-    return count
-
-
 def count_replayed(output):
     count = Count()
     count.passed = sum(int(number) for number in REPLAYED.findall(output))
@@ -118,7 +104,7 @@ def count_program(case):
         count.told.append(f"{name}: {again.group()}")
         if again.group(1) == "program":
             output = output[again.end() :]
-    for count_kind in (count_gtest, count_unittest, count_network, count_replayed):
+    for count_kind in (count_gtest, count_unittest, count_replayed):
         count.add(count_kind(output))
     succeeded = case.get("status") == "run"
     if succeeded and count.passed + len(count.failed) + len(count.skipped) == 0:

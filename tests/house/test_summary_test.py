@@ -51,11 +51,17 @@ Ran 3 tests in 0.001s
 FAILED (failures=1, skipped=1)
 """
 
-NETWORK = """passed    0.5s test_requests.Requests.test_bytes
-skipped   0.0s test_timing.Timing.test_resend: not root
-FAILED    1.5s test_answers.Answers.test_order: F
-AssertionError: passed 1
-network: 3 run, 1 passed, 1 skipped, 1 failed in 2.0 s
+NETWORK = """test_bytes (test_requests.Requests.test_bytes) ... 0.5s ok
+test_resend (test_timing.Timing.test_resend) ... 0.0s skipped 'not root'
+test_order (test_answers.Answers.test_order) ... 1.5s FAIL
+======================================================================
+FAIL: test_answers.Answers.test_order
+----------------------------------------------------------------------
+AssertionError: 1 passed
+----------------------------------------------------------------------
+Ran 3 tests in 2.0s
+
+FAILED (failures=1, skipped=1)
 """
 
 
@@ -110,8 +116,9 @@ class Summary(unittest.TestCase):
     def test_counts_network_tests(self):
         self.results("release", ("network", "fail", NETWORK))
         output = self.summary("release")[1]
-        self.assertIn("failed: network: test_answers.Answers.test_order\n", output)
-        self.assertIn("skipped: network: test_timing.Timing.test_resend: not root\n", output)
+        self.assertIn("failed: network: test_order (test_answers.Answers.test_order)\n", output)
+        self.assertIn("skipped: network: test_resend (test_timing.Timing.test_resend): skipped 'not root'\n",
+                      output)
         self.assertIn("1 passed, 1 failed, 1 skipped", output)
 
     def test_counts_replayed_inputs(self):
