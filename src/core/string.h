@@ -38,8 +38,6 @@ class NPT_String {
     static NPT_String FromInteger(NPT_Int64 value);
     // printf-style. Gives the empty string when the text would pass 524288 characters.
     [[gnu::format(printf, 1, 2)]] static NPT_String Format(const char* format, ...);
-    [[gnu::format(printf, 1, 0)]] static NPT_String FormatList(const char* format,
-                                                               va_list arguments);
 
     // Replaces the content by the same (characters, length) rule as construction.
     void Assign(const char* text, NPT_UInt32 length);
@@ -90,6 +88,8 @@ class NPT_String {
     NPT_Result ToInteger(NPT_UInt64& value, bool relaxed = false) const;
 
   private:
+    [[gnu::format(printf, 1, 0)]] static NPT_String FormatList(const char* format,
+                                                               va_list arguments);
     void Replace(const char* text, NPT_UInt32 length);
     // Moves the content to a block of that capacity and returns the holder of the old block.
     NPT_String MoveToBlock(NPT_UInt32 capacity);

@@ -82,7 +82,7 @@ TEST(ZoOutputStream, SendsToACopyOfItsDestination) {
     RecordingSocket socket;
     auto destination = std::make_unique<NPT_SocketAddress>(kDestination);
     ZoOutputStream stream(&socket, kBufferSize, destination.get());
-    destination->SetPort(1);
+    *destination = NPT_SocketAddress();
     destination.reset();
     Write(stream, "x");
     stream.Flush();

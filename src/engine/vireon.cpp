@@ -348,10 +348,6 @@ PyObject* Vireon::CallbackWithoutArguments(const char* format) {
     return CallScript(callable.Get(), format, BuildFromEmptyArguments).Release();
 }
 
-void Vireon::CallBackWithoutArguments(const char* format) {
-    ScriptObject::Steal(CallbackWithoutArguments(format));
-}
-
 std::shared_ptr<VireonLife> VireonLink::LifeOf(Vireon* vireon) {
     return vireon ? vireon->GetLife() : nullptr;
 }

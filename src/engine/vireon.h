@@ -95,10 +95,9 @@ class Vireon {
         EXCLUDES(m_lock);
     // Does nothing without a callable.
     void CallBack(const char* format, ...) REQUIRES(interpreter_lock) EXCLUDES(m_lock);
-    // The same two for a caller that has a format but no arguments: every item is null or zero.
+    // _Callback for a caller that has a format but no arguments: every item is null or zero.
     PyObject* CallbackWithoutArguments(const char* format) REQUIRES(interpreter_lock)
         EXCLUDES(m_lock);
-    void CallBackWithoutArguments(const char* format) REQUIRES(interpreter_lock) EXCLUDES(m_lock);
 
     const std::shared_ptr<VireonLife>& GetLife() const { return life_; }
 

@@ -144,7 +144,7 @@ TEST_F(VireonTest, DropsTheOldCallableWhenTheNewOneIsInPlace) {
     vireon_->SetCallback(script::Get("old"));
     script::Run("del old");
     vireon_->SetCallback(nullptr);
-    vireon_->CallBackWithoutArguments("i");
+    CallBack("i");
     EXPECT_EQ(script::Evaluate("calls"), "[(0,)]");
 }
 
@@ -192,7 +192,6 @@ TEST_F(VireonTest, PrintsWhatCannotBeBuiltWithoutArgumentsAndDoesNotCall) {
 TEST_F(VireonTest, DoesNothingWithoutACallable) {
     script::ExpectLocked();
     vireon_->CallBack("s", "text");
-    vireon_->CallBackWithoutArguments("s");
     EXPECT_EQ(CallBack("s"), "null");
     ZoSsdpDeviceInfo device;
     vireon_->CallbacktoClient(&device);

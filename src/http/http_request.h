@@ -10,7 +10,6 @@ class NPT_HttpRequest : public NPT_HttpMessage {
     NPT_HttpRequest(const NPT_HttpUrl& url, const char* method, const char* protocol);
 
     const NPT_HttpUrl& GetUrl() const { return url_; }
-    const NPT_String& GetMethod() const { return method_; }
 
     // With use_proxy the request line carries the whole URL, otherwise path and query.
     NPT_Result Emit(NPT_OutputStream& stream, bool use_proxy = false) const override;

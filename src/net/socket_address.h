@@ -12,9 +12,7 @@ class NPT_SocketAddress {
         : ip_address_(ip_address), port_(port) {}
 
     const NPT_IpAddress& GetIpAddress() const { return ip_address_; }
-    void SetIpAddress(const NPT_IpAddress& ip_address) { ip_address_ = ip_address; }
     NPT_UInt16 GetPort() const { return port_; }
-    void SetPort(NPT_UInt16 port) { port_ = port; }
 
     friend bool operator==(const NPT_SocketAddress& left, const NPT_SocketAddress& right) {
         return left.ip_address_ == right.ip_address_ && left.port_ == right.port_;

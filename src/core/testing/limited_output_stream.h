@@ -9,7 +9,7 @@
 
 // An output stream for tests that takes at most per_write bytes at once and limit bytes in all;
 // from then on every write gives the end result (NPT_SUCCESS: a write without progress). Keeps what
-// it took and counts its writes and flushes.
+// it took and counts its writes.
 class LimitedOutputStream : public NPT_OutputStream {
   public:
     static constexpr NPT_UInt32 kNoLimit = std::numeric_limits<NPT_UInt32>::max();
@@ -21,7 +21,6 @@ class LimitedOutputStream : public NPT_OutputStream {
 
     const std::string& GetTaken() const { return taken_; }
     int GetWriteCount() const { return write_count_; }
-    int GetFlushCount() const { return flush_count_; }
 
     NPT_Result Write(const void* buffer, NPT_UInt32 count, NPT_UInt32* written) override {
         ++write_count_;
@@ -38,10 +37,6 @@ class LimitedOutputStream : public NPT_OutputStream {
         offset = taken_.size();
         return NPT_SUCCESS;
     }
-    NPT_Result Flush() override {
-        ++flush_count_;
-        return NPT_SUCCESS;
-    }
 
   private:
     const NPT_UInt32 limit_;
@@ -49,7 +44,6 @@ class LimitedOutputStream : public NPT_OutputStream {
     const NPT_UInt32 per_write_;
     std::string taken_;
     int write_count_ = 0;
-    int flush_count_ = 0;
 };
 
 #endif
