@@ -72,7 +72,7 @@ PyObject* CallBackWithList(Vireon* engine, const char* format, va_list& argument
     return result;
 }
 
-void CallBack(Vireon* engine, const char* format) {
+void CallBackWithFormat(Vireon* engine, const char* format) {
     ScriptObject::Steal(engine->CallbackWithoutArguments(format));
 }
 
@@ -196,7 +196,7 @@ constexpr auto kFunctions = std::make_tuple(
         "Vireon_InspectDevice", &Vireon::InspectDevice),
     Function<Nothing(Self<type::Engine>, Pointer<type::DeviceInfo>)>("Vireon_CallbacktoClient", &Vireon::CallbacktoClient),
     Function<Unchanged(Self<type::Engine>, Text, Value<type::ArgumentList>)>("Vireon__Callback", CallBackWithList),
-    Variadic<Nothing(Self<type::Engine>, Text)>("Vireon_CallBack", CallBack),
+    Variadic<Nothing(Self<type::Engine>, Text)>("Vireon_CallBack", CallBackWithFormat),
     Function<Nothing(Self<type::Engine>, Bool)>("Vireon_isClosed_set", SetClosed),
     Function<Boolean(Self<type::Engine>)>("Vireon_isClosed_get", IsClosed),
     Registration<type::Engine>("Vireon_swigregister"),

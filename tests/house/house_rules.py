@@ -2,6 +2,7 @@
 complaints. house_rules_test.py holds this tree to them, and shows on small bad trees that each rule
 can be broken."""
 
+import collections
 import os
 import pathlib
 import re
@@ -13,8 +14,9 @@ FOLDERS = ("core", "net", "http", "xml", "device", "binding/interpreter", "engin
 
 PLATFORM_FOLDERS = ("posix", "win32")
 
-# The exceptions to three of the rules: "path: reason" a line.
+# The exceptions to some of the rules: "path: reason" a line.
 UNTESTED = pathlib.Path("tests/house/untested_sources.txt")
+UNUSED = pathlib.Path("tests/house/unused_declarations.txt")
 ONE_PLATFORM = pathlib.Path("tests/house/one_platform_sources.txt")
 CIRCULAR = pathlib.Path("tests/house/circular_units.txt")
 
@@ -211,6 +213,70 @@ def sources_are_built(root):
         if not re.search(rf"(?<![\w-]){re.escape(path.name)}\b", text):
             complaints.append(f"{path}: is named in no build description of its folder")
     return complaints
+
+
+def without_texts(text):
+    return re.sub(r'"(?:\\.|[^"\\\n])*"|\'(?:\\.|[^\'\\\n])+\'', '""', without_comments(text))
+
+
+def without_bodies(text):
+    """The text without what functions do: blocks that are no namespace, class or enumeration."""
+    kept, scopes, start = [], [], 0
+    for match in re.finditer(r"[{};]", text):
+        if match.group() == "}":
+            if scopes and scopes.pop() and all(scopes):
+                kept.append(text[start:match.end()])
+        else:
+            head = text[start:match.end()]
+            if all(scopes):
+                kept.append(head)
+            if match.group() == "{":
+                scopes.append(re.search(r"\b(?:namespace|class|struct|union|enum)\b[^()]*{$", head))
+        start = match.end()
+    return "".join(kept)
+
+
+# A name with a type before it and a parenthesis behind: where a function is declared or defined.
+# Behind these words stands a call.
+DECLARATION = re.compile(
+    r"(?<![\w])(?!(?:return|else|new|throw|delete|case|and|or|not|do|explicit)\b)"
+    r"(?:\w+|\w[\w:]*<[^;{}()]*>)[&*]*\s+[&*]*((?:\w+(?:<[\w, ]*>)?::)*)(\w+)\(")
+
+
+def declared_functions(text):
+    """The functions that a header declares first: an override is its base's. Operators are left out,
+    which have no name that could be looked for."""
+    scopes = re.sub(r"\[\[.*?\]\]|^\s*#.*?(?<!\\)$", "", without_bodies(text), flags=re.M | re.S)
+    names = set()
+    for statement in re.split(r"[;{}]", scopes):
+        if not re.search(r"\b(?:override|using|friend)\b", statement):
+            names.update(name for _, name in DECLARATION.findall(statement))
+    return names
+
+
+def function_uses(text):
+    """How often each name stands where it neither is declared nor defined."""
+    words = collections.Counter(re.findall(r"\w+", text))
+    words.subtract(name for _, name in DECLARATION.findall(text))
+    return words
+
+
+def declarations_are_used(root):
+    """A function of a header that nothing but tests calls is dead; one that only tests have
+    (testing/) must have a test that calls it."""
+    uses, uses_of_tests, declared = collections.Counter(), collections.Counter(), {}
+    for path in sources(root):
+        text = without_texts(read(root, path))
+        is_for_tests = "testing" in path.parts
+        is_of_tests = is_for_tests or path.stem.endswith("_test")
+        (uses_of_tests if is_of_tests else uses).update(function_uses(text))
+        if path.suffix == ".h":
+            for name in declared_functions(text):
+                declared[f"{path} {name}"] = (name, is_for_tests)
+    faults = {place: "is used by nothing but tests" if not is_for_tests else "is used by no test"
+              for place, (name, is_for_tests) in declared.items()
+              if uses[name] + (uses_of_tests[name] if is_for_tests else 0) <= 0}
+    return unless_listed(root, UNUSED, faults)
 
 
 def headers_are_guarded(root):
