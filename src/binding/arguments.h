@@ -5,7 +5,7 @@
 
 #include <string_view>
 
-#include "binding/conversion_result.h"
+#include "binding/conversion_error.h"
 #include "binding/module_types.h"
 #include "binding/pointer_conversion.h"
 
@@ -13,7 +13,7 @@ namespace binding {
 
 // The kinds of arguments that signatures are made of. An object of a kind lives for one call:
 //   kText, kSuffix         the type text of messages, in two pieces
-//   Convert(object)        reads the script object; a code of conversion_result.h, never an
+//   Convert(object)        reads the script object; a code of conversion_error.h, never an
 //                          exception of its own
 //   Accepts(object)        whether Convert would succeed; overloads are chosen by it
 //   IsForbiddenNull()      after Convert: a null where the native side takes none
@@ -99,15 +99,19 @@ using Reference = WrappedArgument<Type, AsReference>;
 template <typename Type>
 using ConstReference = WrappedArgument<Type, AsConstReference>;
 
+// For kinds whose text is one piece and that take whatever was converted.
+struct PlainArgument {
+    static constexpr const char* kSuffix = "";
+    static bool IsForbiddenNull() { return false; }
+};
+
 // A byte string, lent to the native side without a copy; None or a wrapped "char *" as well.
-class Text {
+class Text : public PlainArgument {
   public:
     static constexpr const char* kText = "char const *";
-    static constexpr const char* kSuffix = "";
 
     static bool Accepts(PyObject* object);
     int Convert(PyObject* object);
-    static bool IsForbiddenNull() { return false; }
     const char* Get() const { return text_; }
 
   private:
@@ -116,13 +120,11 @@ class Text {
 };
 
 // A float, an integer or a long in the range of a 32-bit float.
-class Float {
+class Float : public PlainArgument {
   public:
     static constexpr const char* kText = "float";
-    static constexpr const char* kSuffix = "";
 
     int Convert(PyObject* object);
-    static bool IsForbiddenNull() { return false; }
     float Get() const { return value_; }
 
   private:
@@ -130,13 +132,11 @@ class Float {
 };
 
 // True, False or any integer.
-class Bool {
+class Bool : public PlainArgument {
   public:
     static constexpr const char* kText = "bool";
-    static constexpr const char* kSuffix = "";
 
     int Convert(PyObject* object);
-    static bool IsForbiddenNull() { return false; }
     bool Get() const { return value_; }
 
   private:
@@ -144,16 +144,14 @@ class Bool {
 };
 
 // Any script object as it is, borrowed.
-class Object {
+class Object : public PlainArgument {
   public:
     static constexpr const char* kText = "PyObject *";
-    static constexpr const char* kSuffix = "";
 
     int Convert(PyObject* object) {
         object_ = object;
         return kConverted;
     }
-    static bool IsForbiddenNull() { return false; }
     PyObject* Get() const { return object_; }
 
   private:

@@ -9,9 +9,9 @@
 #include <tuple>
 #include <utility>
 
-#include "binding/function.h"
 #include "binding/interpreter/interpreter_lock.h"
 #include "binding/module_types.h"
+#include "binding/script_function.h"
 
 namespace binding {
 
@@ -208,15 +208,15 @@ constexpr auto kFunctions = std::make_tuple(
     Function<Nothing(Self<type::SearchWorker>)>("SsdpSearchWorkerThread_Close", &SsdpSearchWorkerThread::Close),
     Registration<type::SearchWorker>("SsdpSearchWorkerThread_swigregister"),
 
-    Function<New<type::Worker>(Pointer<type::Engine>)>("new_CallbackTaskWorkerThread", Create<CallbackTaskWorkerThread>),
-    Function<Nothing(Disowned<type::Worker>)>("delete_CallbackTaskWorkerThread", Destroy<CallbackTaskWorkerThread>),
-    Function<Boolean(Self<type::Worker>)>("CallbackTaskWorkerThread_IsStopped", &CallbackTaskWorkerThread::IsStopped),
-    Function<Nothing(Self<type::Worker>, Pointer<type::DeviceInfo>)>("CallbackTaskWorkerThread_addTask", &CallbackTaskWorkerThread::addTask),
-    Function<Borrowed<type::DeviceInfo>(Self<type::Worker>)>("CallbackTaskWorkerThread_getTask", &CallbackTaskWorkerThread::getTask),
-    Function<Nothing(Self<type::Worker>)>("CallbackTaskWorkerThread_Close", &CallbackTaskWorkerThread::Close),
-    Function<Nothing(Self<type::Worker>, Pointer<type::Engine>)>("CallbackTaskWorkerThread_m_pVireon_set", SetWorkerEngine),
-    Function<Borrowed<type::Engine>(Self<type::Worker>)>("CallbackTaskWorkerThread_m_pVireon_get", GetWorkerEngine),
-    Registration<type::Worker>("CallbackTaskWorkerThread_swigregister"));
+    Function<New<type::DispatchWorker>(Pointer<type::Engine>)>("new_CallbackTaskWorkerThread", Create<CallbackTaskWorkerThread>),
+    Function<Nothing(Disowned<type::DispatchWorker>)>("delete_CallbackTaskWorkerThread", Destroy<CallbackTaskWorkerThread>),
+    Function<Boolean(Self<type::DispatchWorker>)>("CallbackTaskWorkerThread_IsStopped", &CallbackTaskWorkerThread::IsStopped),
+    Function<Nothing(Self<type::DispatchWorker>, Pointer<type::DeviceInfo>)>("CallbackTaskWorkerThread_addTask", &CallbackTaskWorkerThread::addTask),
+    Function<Borrowed<type::DeviceInfo>(Self<type::DispatchWorker>)>("CallbackTaskWorkerThread_getTask", &CallbackTaskWorkerThread::getTask),
+    Function<Nothing(Self<type::DispatchWorker>)>("CallbackTaskWorkerThread_Close", &CallbackTaskWorkerThread::Close),
+    Function<Nothing(Self<type::DispatchWorker>, Pointer<type::Engine>)>("CallbackTaskWorkerThread_m_pVireon_set", SetWorkerEngine),
+    Function<Borrowed<type::Engine>(Self<type::DispatchWorker>)>("CallbackTaskWorkerThread_m_pVireon_get", GetWorkerEngine),
+    Registration<type::DispatchWorker>("CallbackTaskWorkerThread_swigregister"));
 // clang-format on
 
 constexpr std::size_t kFunctionCount = std::tuple_size_v<decltype(kFunctions)>;

@@ -3,7 +3,7 @@
 #include "binding/constants.h"
 #include "binding/interpreter/interpreter_lock.h"
 #include "binding/method_table.h"
-#include "binding/module_record.h"
+#include "binding/module_family.h"
 #include "binding/module_types.h"
 
 namespace {

@@ -6,7 +6,7 @@
 #include <string_view>
 
 #include "binding/interpreter/interpreter_lock.h"
-#include "binding/module_record.h"
+#include "binding/module_family.h"
 #include "engine/vireon.h"
 
 namespace binding {
@@ -64,12 +64,17 @@ inline constexpr TypeNames kTypeNames[] = {
 constexpr std::size_t kTypeCount = std::size(kTypeNames);
 static_assert(kTypeCount == 37);
 
-// A mangled name that is not in the table does not compile.
-constexpr std::size_t TypeIndex(std::string_view name) {
-    std::size_t index = 0;
-    while (kTypeNames[index].name != name)
-        ++index;
-    return index;
+// Where the pointer type to what text names stands in the table; one that is not there does not
+// compile.
+constexpr std::size_t TypeIndex(std::string_view text) {
+    const std::size_t star = text.size() + (text.back() == '*' ? 0 : 1);
+    for (std::size_t index = 0;; ++index) {
+        const std::string_view human = kTypeNames[index].human_name;
+        const std::string_view pointer = human.substr(0, human.find('|'));
+        if (pointer.size() == star + 1 && pointer.back() == '*' &&
+            pointer.substr(0, text.size()) == text)
+            return index;
+    }
 }
 
 // This module's record: one for the life of the process.
@@ -80,137 +85,39 @@ ModuleRecord& OwnModule();
 // native ones (NPT_Result, zorvane::Int32) are the same integer and differ for scripts.
 namespace type {
 
-struct Worker {
-    using Native = CallbackTaskWorkerThread;
-    static constexpr const char* kText = "CallbackTaskWorkerThread";
-    static constexpr std::size_t kIndex = TypeIndex("_p_CallbackTaskWorkerThread");
-};
+#define VIREON_TYPE(name, native)                                 \
+    struct name {                                                 \
+        using Native = native;                                    \
+        static constexpr const char* kText = #native;             \
+        static constexpr std::size_t kIndex = TypeIndex(#native); \
+    }
 
-struct HttpMessage {
-    using Native = NPT_HttpMessage;
-    static constexpr const char* kText = "NPT_HttpMessage";
-    static constexpr std::size_t kIndex = TypeIndex("_p_NPT_HttpMessage");
-};
+// A blank stands before a star, as in the table.
+// clang-format off
+VIREON_TYPE(DispatchWorker, CallbackTaskWorkerThread);
+VIREON_TYPE(HttpMessage, NPT_HttpMessage);
+VIREON_TYPE(HttpRequest, NPT_HttpRequest);
+VIREON_TYPE(HttpRequestContext, NPT_HttpRequestContext);
+VIREON_TYPE(HttpResponse, NPT_HttpResponse);
+VIREON_TYPE(HttpUrl, NPT_HttpUrl);
+VIREON_TYPE(Result, NPT_Result);
+VIREON_TYPE(String, NPT_String);
+VIREON_TYPE(TimeInterval, NPT_TimeInterval);
+VIREON_TYPE(TimeStamp, NPT_TimeStamp);
+VIREON_TYPE(UInt32, NPT_UInt32);
+VIREON_TYPE(UdpSocket, NPT_UdpSocket);
+VIREON_TYPE(Element, NPT_XmlElementNode);
+VIREON_TYPE(ElementPointer, NPT_XmlElementNode *);
+VIREON_TYPE(LockGuard, PyAutoLock2);
+VIREON_TYPE(UnlockGuard, PyAutoUnlock2);
+VIREON_TYPE(SearchWorker, SsdpSearchWorkerThread);
+VIREON_TYPE(Engine, Vireon);
+VIREON_TYPE(DeviceInfo, ZoSsdpDeviceInfo);
+VIREON_TYPE(ArgumentList, va_list);
+VIREON_TYPE(Int32, zorvane::Int32);
+// clang-format on
 
-struct HttpRequest {
-    using Native = NPT_HttpRequest;
-    static constexpr const char* kText = "NPT_HttpRequest";
-    static constexpr std::size_t kIndex = TypeIndex("_p_NPT_HttpRequest");
-};
-
-struct HttpRequestContext {
-    using Native = NPT_HttpRequestContext;
-    static constexpr const char* kText = "NPT_HttpRequestContext";
-    static constexpr std::size_t kIndex = TypeIndex("_p_NPT_HttpRequestContext");
-};
-
-struct HttpResponse {
-    using Native = NPT_HttpResponse;
-    static constexpr const char* kText = "NPT_HttpResponse";
-    static constexpr std::size_t kIndex = TypeIndex("_p_NPT_HttpResponse");
-};
-
-struct HttpUrl {
-    using Native = NPT_HttpUrl;
-    static constexpr const char* kText = "NPT_HttpUrl";
-    static constexpr std::size_t kIndex = TypeIndex("_p_NPT_HttpUrl");
-};
-
-struct Result {
-    using Native = NPT_Result;
-    static constexpr const char* kText = "NPT_Result";
-    static constexpr std::size_t kIndex = TypeIndex("_p_NPT_Result");
-};
-
-struct String {
-    using Native = NPT_String;
-    static constexpr const char* kText = "NPT_String";
-    static constexpr std::size_t kIndex = TypeIndex("_p_NPT_String");
-};
-
-struct TimeInterval {
-    using Native = NPT_TimeInterval;
-    static constexpr const char* kText = "NPT_TimeInterval";
-    static constexpr std::size_t kIndex = TypeIndex("_p_NPT_TimeInterval");
-};
-
-struct TimeStamp {
-    using Native = NPT_TimeStamp;
-    static constexpr const char* kText = "NPT_TimeStamp";
-    static constexpr std::size_t kIndex = TypeIndex("_p_NPT_TimeStamp");
-};
-
-struct UInt32 {
-    using Native = NPT_UInt32;
-    static constexpr const char* kText = "NPT_UInt32";
-    static constexpr std::size_t kIndex = TypeIndex("_p_NPT_UInt32");
-};
-
-struct UdpSocket {
-    using Native = NPT_UdpSocket;
-    static constexpr const char* kText = "NPT_UdpSocket";
-    static constexpr std::size_t kIndex = TypeIndex("_p_NPT_UdpSocket");
-};
-
-struct Element {
-    using Native = NPT_XmlElementNode;
-    static constexpr const char* kText = "NPT_XmlElementNode";
-    static constexpr std::size_t kIndex = TypeIndex("_p_NPT_XmlElementNode");
-};
-
-struct ElementPointer {
-    using Native = NPT_XmlElementNode*;
-    static constexpr const char* kText = "NPT_XmlElementNode *";
-    static constexpr std::size_t kIndex = TypeIndex("_p_p_NPT_XmlElementNode");
-};
-
-struct LockGuard {
-    using Native = PyAutoLock2;
-    static constexpr const char* kText = "PyAutoLock2";
-    static constexpr std::size_t kIndex = TypeIndex("_p_PyAutoLock2");
-};
-
-struct UnlockGuard {
-    using Native = PyAutoUnlock2;
-    static constexpr const char* kText = "PyAutoUnlock2";
-    static constexpr std::size_t kIndex = TypeIndex("_p_PyAutoUnlock2");
-};
-
-struct SearchWorker {
-    using Native = SsdpSearchWorkerThread;
-    static constexpr const char* kText = "SsdpSearchWorkerThread";
-    static constexpr std::size_t kIndex = TypeIndex("_p_SsdpSearchWorkerThread");
-};
-
-struct Engine {
-    using Native = Vireon;
-    static constexpr const char* kText = "Vireon";
-    static constexpr std::size_t kIndex = TypeIndex("_p_Vireon");
-};
-
-struct DeviceInfo {
-    using Native = ZoSsdpDeviceInfo;
-    static constexpr const char* kText = "ZoSsdpDeviceInfo";
-    static constexpr std::size_t kIndex = TypeIndex("_p_ZoSsdpDeviceInfo");
-};
-
-struct Char {
-    using Native = char;
-    static constexpr const char* kText = "char";
-    static constexpr std::size_t kIndex = TypeIndex("_p_char");
-};
-
-struct ArgumentList {
-    using Native = va_list;
-    static constexpr const char* kText = "va_list";
-    static constexpr std::size_t kIndex = TypeIndex("_p_va_list");
-};
-
-struct Int32 {
-    using Native = zorvane::Int32;
-    static constexpr const char* kText = "zorvane::Int32";
-    static constexpr std::size_t kIndex = TypeIndex("_p_zorvane__Int32");
-};
+#undef VIREON_TYPE
 
 }  // namespace type
 

@@ -3,7 +3,7 @@
 #include <cstring>
 
 #include "binding/hex_text.h"
-#include "binding/interpreter/script_object.h"
+#include "binding/script_type.h"
 
 namespace binding {
 
@@ -35,12 +35,6 @@ PyObject* Represent(PyObject* object) {
                 : PyString_FromFormat("<Swig Packed %s>", MangledName(self.type));
 }
 
-// The interpreter writes to its own C runtime's file; here the pointer is only passed on.
-int Print(PyObject* object, FILE* file, int) {
-    const auto text = ScriptObject::Steal(Represent(object));
-    return text ? PyObject_Print(text.Get(), file, Py_PRINT_RAW) : -1;
-}
-
 // The bytes are compared as text of up to twice their number, as the modules of this family always
 // did; the closing zero of both copies keeps the comparison inside them.
 int Compare(PyObject* left, PyObject* right) {
@@ -61,18 +55,13 @@ PyTypeObject type_object;
 // Made on first use; null with an exception set when the interpreter cannot make it.
 PyTypeObject* OwnType() {
     if (type_object.tp_flags & Py_TPFLAGS_READY) return &type_object;
-    Py_REFCNT(&type_object) = 1;
     type_object.tp_name = "PySwigPacked";
-    type_object.tp_doc = "Swig object carries a C/C++ instance pointer";
     type_object.tp_basicsize = sizeof(PackedValue);
-    type_object.tp_flags = Py_TPFLAGS_DEFAULT;
     type_object.tp_dealloc = Deallocate;
-    type_object.tp_print = Print;
     type_object.tp_compare = Compare;
     type_object.tp_repr = Represent;
     type_object.tp_str = Text;
-    type_object.tp_getattro = PyObject_GenericGetAttr;
-    return PyType_Ready(&type_object) == 0 ? &type_object : nullptr;
+    return ReadyType(type_object);
 }
 
 }  // namespace

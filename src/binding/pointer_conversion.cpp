@@ -1,9 +1,8 @@
 #include "binding/pointer_conversion.h"
 
 #include "binding/class_record.h"
-#include "binding/conversion_result.h"
+#include "binding/conversion_error.h"
 #include "binding/interpreter/pending_exception.h"
-#include "binding/this_name.h"
 
 namespace binding {
 
@@ -12,6 +11,16 @@ namespace {
 // How often "this" is followed before the search is given up: a property can deliver ever new
 // objects, each with a "this" of its own.
 constexpr int kMaxSteps = 100;
+
+PyObject* this_name = nullptr;
+
+// The text "this", the attribute under which script instances keep their wrapped pointer; made once
+// and kept. The reference is the caller's own, since a script that runs during a look-up can end
+// what is kept here. Null with an exception set.
+ScriptObject ThisName() {
+    if (!this_name) this_name = PyString_InternFromString("this");
+    return ScriptObject::Borrow(this_name);
+}
 
 // Dressing
 
@@ -84,8 +93,8 @@ ScriptObject FindInOldStyleClass(PyObject* object, PyObject* name) {
 }
 
 ScriptObject FollowThis(PyObject* object) {
-    const ScriptObject this_name = ThisName();
-    PyObject* name = this_name.Get();
+    const ScriptObject held_name = ThisName();
+    PyObject* name = held_name.Get();
     if (!name) return ScriptObject();
     if (PyInstance_Check(object)) {
         const auto& instance = *reinterpret_cast<PyInstanceObject*>(object);
@@ -164,13 +173,6 @@ PyObject* NewPointerObject(void* address, TypeDescriptor* type, int flags, Nativ
     return wrapped.Release();
 }
 
-PyObject* NewNone() {
-    static PyObject* none = nullptr;
-    if (!none) none = Py_BuildValue("");
-    Py_XINCREF(none);
-    return none;
-}
-
 int ConvertPointer(PyObject* object, TypeDescriptor* wanted, int flags, ConvertedPointer& result) {
     result = ConvertedPointer();
     if (!object) return kConversionFailed;
@@ -187,6 +189,10 @@ int ConvertPointer(PyObject* object, TypeDescriptor* wanted, int flags, Converte
     }
     if ((flags & kImplicitConversion) && wanted) return ConvertByClass(object, *wanted, result);
     return kConversionFailed;
+}
+
+void ForgetThisName() {
+    Py_CLEAR(this_name);
 }
 
 }  // namespace binding

@@ -24,9 +24,6 @@ constexpr int kNewlyConstructed = 3;
 PyObject* NewPointerObject(void* address, TypeDescriptor* type, int flags,
                            NativeRelease release = nullptr);
 
-// A new reference to None.
-PyObject* NewNone();
-
 // Flags of ConvertPointer.
 constexpr int kDisown = 1;
 constexpr int kImplicitConversion = 2;
@@ -41,11 +38,14 @@ struct ConvertedPointer {
 
 // The address of the wanted type (null: of any type) that object stands for: None is the null
 // address, a wrapped pointer is looked through with its chain, anything else is asked for the
-// wrapped pointer that its "this" leads to. Returns a code of conversion_result.h, leaves no
+// wrapped pointer that its "this" leads to. Returns a code of conversion_error.h, leaves no
 // exception and keeps one that was pending before. With kDisown the matching wrapped pointer stops
 // owning; with kImplicitConversion the type's script class may be called to convert, and a result
 // with kNewObject is the caller's to end.
 int ConvertPointer(PyObject* object, TypeDescriptor* wanted, int flags, ConvertedPointer& result);
+
+// Drops the text "this", which is kept between conversions; the next use makes it anew.
+void ForgetThisName();
 
 }  // namespace binding
 

@@ -12,7 +12,7 @@ struct TypeDescriptor;
 using AddressConverter = void* (*)(void* address);
 using DynamicCast = TypeDescriptor* (*)(void** address);
 
-// The structures of this header and of module_record.h are shared memory: every extension module of
+// The structures of this header and of module_family.h are shared memory: every extension module of
 // the family in the process reads and links them. Order and layout are fixed.
 
 // "A pointer of type `from` will do as well": one entry of a descriptor's cast list, which starts

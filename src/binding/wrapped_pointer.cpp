@@ -13,6 +13,7 @@
 #include "binding/hex_text.h"
 #include "binding/interpreter/pending_exception.h"
 #include "binding/interpreter/script_object.h"
+#include "binding/script_type.h"
 
 namespace binding {
 
@@ -43,10 +44,6 @@ PyObject* MemoryChecked(Operation operation) {
     } catch (const std::bad_alloc&) {
         return PyErr_NoMemory();
     }
-}
-
-PyObject* None() {
-    Py_RETURN_NONE;
 }
 
 // Destruction
@@ -140,12 +137,6 @@ PyObject* Text(PyObject* object) {
     return PyString_FromString(text ? text : name);
 }
 
-// The interpreter writes to its own C runtime's file; here the pointer is only passed on.
-int Print(PyObject* object, FILE* file, int) {
-    const auto text = ScriptObject::Steal(Represent(object));
-    return text ? PyObject_Print(text.Get(), file, Py_PRINT_RAW) : -1;
-}
-
 PyObject* ToLong(PyObject* object) {
     return PyLong_FromUnsignedLongLong(Number(object));
 }
@@ -192,12 +183,12 @@ PyObject* CompareRich(PyObject* left, PyObject* right, int operation) {
 
 PyObject* Disown(PyObject* object, PyObject*) {
     AsWrappedPointer(object).own = 0;
-    return None();
+    return NewNone();
 }
 
 PyObject* Acquire(PyObject* object, PyObject*) {
     AsWrappedPointer(object).own = 1;
-    return None();
+    return NewNone();
 }
 
 PyObject* Own(PyObject* object, PyObject* arguments) {
@@ -217,12 +208,12 @@ PyObject* Append(PyObject* object, PyObject* next) {
     if (!IsWrappedPointer(next)) return nullptr;
     Py_INCREF(next);
     DropChain(std::exchange(AsWrappedPointer(object).next, next));
-    return None();
+    return NewNone();
 }
 
 PyObject* Next(PyObject* object, PyObject*) {
     PyObject* next = AsWrappedPointer(object).next;
-    return next ? ScriptObject::Borrow(next).Release() : None();
+    return next ? ScriptObject::Borrow(next).Release() : NewNone();
 }
 
 PyMethodDef methods[] = {
@@ -246,21 +237,16 @@ PyTypeObject* OwnType() {
     number_methods.nb_oct = ToOctal;
     number_methods.nb_hex = ToHexadecimal;
 
-    Py_REFCNT(&type_object) = 1;
     type_object.tp_name = kTypeName;
-    type_object.tp_doc = "Swig object carries a C/C++ instance pointer";
     type_object.tp_basicsize = sizeof(WrappedPointer);
-    type_object.tp_flags = Py_TPFLAGS_DEFAULT;
     type_object.tp_dealloc = Deallocate;
-    type_object.tp_print = Print;
     type_object.tp_compare = Compare;
     type_object.tp_richcompare = CompareRich;
     type_object.tp_repr = Represent;
     type_object.tp_str = Text;
     type_object.tp_as_number = &number_methods;
-    type_object.tp_getattro = PyObject_GenericGetAttr;
     type_object.tp_methods = methods;
-    return PyType_Ready(&type_object) == 0 ? &type_object : nullptr;
+    return ReadyType(type_object);
 }
 
 }  // namespace

@@ -9,6 +9,11 @@
 
 namespace binding {
 
+// A new reference to None.
+inline PyObject* NewNone() {
+    Py_RETURN_NONE;
+}
+
 using NativeRelease = void (*)(void* address);
 
 // The script-side form of a native object: its address, what it is and whether this script object

@@ -7,7 +7,7 @@
 #include <unordered_set>
 
 #include "binding/constants.h"
-#include "binding/conversion_result.h"
+#include "binding/conversion_error.h"
 #include "binding/module_types.h"
 #include "binding/packed_value.h"
 #include "binding/pointer_conversion.h"

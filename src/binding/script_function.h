@@ -1,5 +1,5 @@
-#ifndef VIREON_BINDING_FUNCTION_H
-#define VIREON_BINDING_FUNCTION_H
+#ifndef VIREON_BINDING_SCRIPT_FUNCTION_H
+#define VIREON_BINDING_SCRIPT_FUNCTION_H
 
 #include <Python.h>
 
@@ -13,7 +13,7 @@
 #include <utility>
 
 #include "binding/arguments.h"
-#include "binding/conversion_result.h"
+#include "binding/conversion_error.h"
 #include "binding/results.h"
 
 namespace binding {
@@ -82,9 +82,32 @@ struct Wrapper<Result(Arguments...)> {
     }
 };
 
+// Whether a kind of result wraps what a native operation gives.
+template <typename Result, typename Given, typename = void>
+constexpr bool kWraps = std::is_same_v<Result, Nothing>;
+template <typename Result, typename Given>
+constexpr bool kWraps<Result, Given, std::void_t<decltype(Result::Wrap(std::declval<Given>()))>> =
+    true;
+
+// The base of whatever pairs a signature with a native operation. A class, which the compiler makes
+// where it is named: so it reports a pair that does not match at its own row of the table.
+template <typename Signature, typename Native>
+struct Matched;
+
+template <typename Result, typename... Arguments, typename Native>
+struct Matched<Result(Arguments...), Native> {
+    static_assert(std::is_invocable_v<const Native&, decltype(std::declval<Arguments>().Get())...>,
+                  "the native operation does not take the arguments of its signature");
+    static_assert(
+        kWraps<Result,
+               std::invoke_result_t<const Native&, decltype(std::declval<Arguments>().Get())...>>,
+        "the native operation's result is not of the signature's kind");
+};
+
 // The usual row: one native operation.
 template <typename Signature, typename Native>
 struct PlainFunction {
+    using Match = decltype(Matched<Signature, Native>());
     const char* name;
     Native native;
 
@@ -101,6 +124,7 @@ constexpr PlainFunction<Signature, Native> Function(const char* name, Native nat
 // Ignores what stands behind the arguments of its signature.
 template <typename Signature, typename Native>
 struct VariadicFunction {
+    using Match = decltype(Matched<Signature, Native>());
     const char* name;
     Native native;
 
@@ -120,6 +144,7 @@ constexpr VariadicFunction<Signature, Native> Variadic(const char* name, Native 
 // people.
 template <typename Signature, typename Native>
 struct Candidate {
+    using Match = decltype(Matched<Signature, Native>());
     using Wrap = Wrapper<Signature>;
     const char* prototype;
     Native native;

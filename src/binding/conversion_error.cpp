@@ -1,4 +1,4 @@
-#include "binding/conversion_result.h"
+#include "binding/conversion_error.h"
 
 namespace binding {
 

@@ -1,4 +1,4 @@
-#include "binding/module_record.h"
+#include "binding/module_family.h"
 
 #include <algorithm>
 #include <cstring>
@@ -6,7 +6,7 @@
 #include <utility>
 
 #include "binding/interpreter/pending_exception.h"
-#include "binding/this_name.h"
+#include "binding/pointer_conversion.h"
 
 namespace binding {
 
