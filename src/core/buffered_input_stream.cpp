@@ -172,10 +172,6 @@ NPT_Result NPT_BufferedInputStream::Read(void* buffer, NPT_UInt32 count, NPT_UIn
     return NPT_SUCCESS;
 }
 
-NPT_Result NPT_BufferedInputStream::Seek(NPT_UInt64) {
-    return NPT_ERROR_NOT_SUPPORTED;
-}
-
 NPT_Result NPT_BufferedInputStream::Tell(NPT_UInt64& offset) {
     offset = position_;
     return NPT_SUCCESS;

@@ -35,8 +35,6 @@ class NPT_BufferedInputStream : public NPT_InputStream {
 
     // What is buffered, or one refill: a read may be short without being the last.
     NPT_Result Read(void* buffer, NPT_UInt32 count, NPT_UInt32* read = nullptr) override;
-    // NPT_ERROR_NOT_SUPPORTED.
-    NPT_Result Seek(NPT_UInt64 offset) override;
     // The count of bytes and line characters delivered, line ends not among them.
     NPT_Result Tell(NPT_UInt64& offset) override;
     // The source's size.

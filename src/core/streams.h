@@ -8,6 +8,8 @@
 
 // The two interfaces through which every byte of the system moves. Counts are in bytes.
 // The out count of Read and Write may be null; when given it is reset first and stays 0 on failure.
+// A stream that does not say otherwise has no positions and does not know its size: that gives
+// NPT_ERROR_NOT_SUPPORTED and 0.
 // A stream is used by one thread at a time; handles to it (the reference types below) may be
 // shared.
 
@@ -25,11 +27,17 @@ class NPT_InputStream {
     virtual NPT_Result Read(void* buffer, NPT_UInt32 count, NPT_UInt32* read = nullptr) = 0;
     // Exactly count bytes; NPT_ERROR_NO_PROGRESS when a read succeeds with none.
     virtual NPT_Result ReadFully(void* buffer, NPT_UInt32 count);
-    virtual NPT_Result Seek(NPT_UInt64 offset) = 0;
+    virtual NPT_Result Seek(NPT_UInt64 /*offset*/) { return NPT_ERROR_NOT_SUPPORTED; }
     virtual NPT_Result Skip(NPT_UInt64 count);
-    virtual NPT_Result Tell(NPT_UInt64& offset) = 0;
-    virtual NPT_Result GetSize(NPT_UInt64& size) = 0;
-    virtual NPT_Result GetAvailable(NPT_UInt64& available) = 0;
+    virtual NPT_Result Tell(NPT_UInt64& offset) { return NotSupported(offset); }
+    virtual NPT_Result GetSize(NPT_UInt64& size) { return NotSupported(size); }
+    virtual NPT_Result GetAvailable(NPT_UInt64& available) { return NotSupported(available); }
+
+  private:
+    static NPT_Result NotSupported(NPT_UInt64& value) {
+        value = 0;
+        return NPT_ERROR_NOT_SUPPORTED;
+    }
 };
 
 class NPT_OutputStream {
@@ -45,8 +53,11 @@ class NPT_OutputStream {
     virtual NPT_Result WriteString(const char* text);
     // The text and "\r\n".
     virtual NPT_Result WriteLine(const char* text);
-    virtual NPT_Result Seek(NPT_UInt64 offset) = 0;
-    virtual NPT_Result Tell(NPT_UInt64& offset) = 0;
+    virtual NPT_Result Seek(NPT_UInt64 /*offset*/) { return NPT_ERROR_NOT_SUPPORTED; }
+    virtual NPT_Result Tell(NPT_UInt64& offset) {
+        offset = 0;
+        return NPT_ERROR_NOT_SUPPORTED;
+    }
     virtual NPT_Result Flush() { return NPT_SUCCESS; }
 };
 

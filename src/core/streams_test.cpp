@@ -286,4 +286,14 @@ TEST(StreamToStreamCopy, NeedsItsBuffer) {
     EXPECT_EQ(from.GetReadCount(), 0);
 }
 
+TEST(InputStream, HasNoPositionsAndNoSizeUnlessItSaysSo) {
+    ScriptedInputStream stream({"abc"});
+    NPT_UInt64 offset = 9, size = 9, available = 9;
+    EXPECT_EQ(stream.Seek(0), NPT_ERROR_NOT_SUPPORTED);
+    EXPECT_EQ(stream.Tell(offset), NPT_ERROR_NOT_SUPPORTED);
+    EXPECT_EQ(stream.GetSize(size), NPT_ERROR_NOT_SUPPORTED);
+    EXPECT_EQ(stream.GetAvailable(available), NPT_ERROR_NOT_SUPPORTED);
+    EXPECT_EQ(offset + size + available, 0u);
+}
+
 }  // namespace

@@ -21,10 +21,6 @@ NPT_Result NPT_StringOutputStream::Write(const void* buffer, NPT_UInt32 count,
     return NPT_SUCCESS;
 }
 
-NPT_Result NPT_StringOutputStream::Seek(NPT_UInt64) {
-    return NPT_ERROR_NOT_SUPPORTED;
-}
-
 NPT_Result NPT_StringOutputStream::Tell(NPT_UInt64& offset) {
     offset = target_->GetLength();
     return NPT_SUCCESS;

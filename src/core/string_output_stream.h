@@ -7,7 +7,7 @@
 #include "core/string.h"
 
 // Appends what is written to a string: the caller's, which must outlive the stream, or one that the
-// stream owns. Tell reports the string's length; Seek gives NPT_ERROR_NOT_SUPPORTED.
+// stream owns. Tell reports the string's length; it cannot seek.
 class NPT_StringOutputStream : public NPT_OutputStream {
   public:
     explicit NPT_StringOutputStream(NPT_UInt32 initial_capacity = 4096);
@@ -16,7 +16,6 @@ class NPT_StringOutputStream : public NPT_OutputStream {
     const NPT_String& GetString() const { return *target_; }
 
     NPT_Result Write(const void* buffer, NPT_UInt32 count, NPT_UInt32* written = nullptr) override;
-    NPT_Result Seek(NPT_UInt64 offset) override;
     NPT_Result Tell(NPT_UInt64& offset) override;
 
   private:

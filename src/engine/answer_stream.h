@@ -9,17 +9,12 @@
 // that is cut short must not take the next server's answer for its own end.
 //
 // Borrows the datagrams; used by one thread. Reads end with NPT_ERROR_EOS behind the datagram and
-// never receive another; positioning and sizes give NPT_FAILURE.
+// never receive another.
 class AnswerStream : public NPT_InputStream {
   public:
     explicit AnswerStream(zorvane::ZoInputStream& datagrams) : datagrams_(datagrams) {}
 
     NPT_Result Read(void* buffer, NPT_UInt32 count, NPT_UInt32* read = nullptr) override;
-    NPT_Result Seek(NPT_UInt64 offset) override;
-    NPT_Result Skip(NPT_UInt64 count) override;
-    NPT_Result Tell(NPT_UInt64& offset) override;
-    NPT_Result GetSize(NPT_UInt64& size) override;
-    NPT_Result GetAvailable(NPT_UInt64& available) override;
 
   private:
     zorvane::ZoInputStream& datagrams_;

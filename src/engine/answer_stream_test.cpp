@@ -52,15 +52,15 @@ TEST_F(AnswerStreamTest, ReceivesNothingItself) {
 
 TEST_F(AnswerStreamTest, HasNoPositions) {
     NPT_UInt64 value = 99;
-    EXPECT_EQ(answer_.Seek(0), NPT_FAILURE);
-    EXPECT_EQ(answer_.Skip(0), NPT_FAILURE);
-    EXPECT_EQ(answer_.Tell(value), NPT_FAILURE);
+    EXPECT_EQ(answer_.Seek(0), NPT_ERROR_NOT_SUPPORTED);
+    EXPECT_EQ(answer_.Skip(0), NPT_ERROR_NOT_SUPPORTED);
+    EXPECT_EQ(answer_.Tell(value), NPT_ERROR_NOT_SUPPORTED);
     EXPECT_EQ(value, 0u);
     value = 99;
-    EXPECT_EQ(answer_.GetSize(value), NPT_FAILURE);
+    EXPECT_EQ(answer_.GetSize(value), NPT_ERROR_NOT_SUPPORTED);
     EXPECT_EQ(value, 0u);
     value = 99;
-    EXPECT_EQ(answer_.GetAvailable(value), NPT_FAILURE);
+    EXPECT_EQ(answer_.GetAvailable(value), NPT_ERROR_NOT_SUPPORTED);
     EXPECT_EQ(value, 0u);
 }
 

@@ -98,20 +98,6 @@ NPT_Result NPT_HttpChunkedInputStream::CloseChunk() {
     return line_end[0] == '\r' && line_end[1] == '\n' ? NPT_SUCCESS : NPT_ERROR_INVALID_FORMAT;
 }
 
-NPT_Result NPT_HttpChunkedInputStream::Seek(NPT_UInt64 /*offset*/) {
-    return NPT_ERROR_NOT_SUPPORTED;
-}
-
-NPT_Result NPT_HttpChunkedInputStream::Tell(NPT_UInt64& offset) {
-    offset = 0;
-    return NPT_ERROR_NOT_SUPPORTED;
-}
-
-NPT_Result NPT_HttpChunkedInputStream::GetSize(NPT_UInt64& size) {
-    size = 0;
-    return NPT_ERROR_NOT_SUPPORTED;
-}
-
 NPT_Result NPT_HttpChunkedInputStream::GetAvailable(NPT_UInt64& available) {
     const NPT_Result result = source_->GetAvailable(available);
     available = NPT_Succeeded(result) ? std::min<NPT_UInt64>(available, chunk_remaining_) : 0;
@@ -139,15 +125,6 @@ NPT_Result NPT_HttpChunkedOutputStream::Write(const void* buffer, NPT_UInt32 cou
     if (NPT_Failed(result)) return result;
     if (written) *written = count;
     return NPT_SUCCESS;
-}
-
-NPT_Result NPT_HttpChunkedOutputStream::Seek(NPT_UInt64 /*offset*/) {
-    return NPT_ERROR_NOT_SUPPORTED;
-}
-
-NPT_Result NPT_HttpChunkedOutputStream::Tell(NPT_UInt64& offset) {
-    offset = 0;
-    return NPT_ERROR_NOT_SUPPORTED;
 }
 
 NPT_Result NPT_HttpChunkedOutputStream::Flush() {

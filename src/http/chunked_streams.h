@@ -16,9 +16,6 @@ class NPT_HttpChunkedInputStream : public NPT_InputStream {
     explicit NPT_HttpChunkedInputStream(const NPT_Reference<NPT_BufferedInputStream>& source);
 
     NPT_Result Read(void* buffer, NPT_UInt32 count, NPT_UInt32* read = nullptr) override;
-    NPT_Result Seek(NPT_UInt64 offset) override;
-    NPT_Result Tell(NPT_UInt64& offset) override;
-    NPT_Result GetSize(NPT_UInt64& size) override;
     NPT_Result GetAvailable(NPT_UInt64& available) override;
 
   private:
@@ -42,8 +39,6 @@ class NPT_HttpChunkedOutputStream : public NPT_OutputStream {
     ~NPT_HttpChunkedOutputStream() override;
 
     NPT_Result Write(const void* buffer, NPT_UInt32 count, NPT_UInt32* written = nullptr) override;
-    NPT_Result Seek(NPT_UInt64 offset) override;
-    NPT_Result Tell(NPT_UInt64& offset) override;
     NPT_Result Flush() override;
 
   private:

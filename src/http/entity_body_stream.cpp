@@ -47,10 +47,6 @@ NPT_Result NPT_HttpEntityBodyInputStream::Read(void* buffer, NPT_UInt32 count, N
     return NPT_SUCCESS;
 }
 
-NPT_Result NPT_HttpEntityBodyInputStream::Seek(NPT_UInt64 /*offset*/) {
-    return NPT_ERROR_NOT_SUPPORTED;
-}
-
 NPT_Result NPT_HttpEntityBodyInputStream::Tell(NPT_UInt64& offset) {
     offset = position_;
     return NPT_SUCCESS;

@@ -18,7 +18,6 @@ class NPT_HttpEntityBodyInputStream : public NPT_InputStream {
                                   NPT_HttpConnectionReference connection, bool should_persist);
 
     NPT_Result Read(void* buffer, NPT_UInt32 count, NPT_UInt32* read = nullptr) override;
-    NPT_Result Seek(NPT_UInt64 offset) override;
     NPT_Result Tell(NPT_UInt64& offset) override;
     NPT_Result GetSize(NPT_UInt64& size) override;
     NPT_Result GetAvailable(NPT_UInt64& available) override;

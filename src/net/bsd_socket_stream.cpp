@@ -32,18 +32,9 @@ NPT_Result NPT_BsdSocketInputStream::Read(void* buffer, NPT_UInt32 count, NPT_UI
     return NPT_Failed(result) ? result : NPT_ERROR_EOS;
 }
 
-NPT_Result NPT_BsdSocketInputStream::Seek(NPT_UInt64) {
-    return NPT_ERROR_NOT_SUPPORTED;
-}
-
 NPT_Result NPT_BsdSocketInputStream::Tell(NPT_UInt64& offset) {
     offset = 0;
     return NPT_SUCCESS;
-}
-
-NPT_Result NPT_BsdSocketInputStream::GetSize(NPT_UInt64& size) {
-    size = 0;
-    return NPT_ERROR_NOT_SUPPORTED;
 }
 
 NPT_Result NPT_BsdSocketInputStream::GetAvailable(NPT_UInt64& available) {
@@ -83,10 +74,6 @@ NPT_Result NPT_BsdSocketOutputStream::Write(const void* buffer, NPT_UInt32 count
         if (result != NPT_ERROR_WOULD_BLOCK || timeout == 0) return result;
         if (retries == kMaxWriteRetries) return NPT_ERROR_WRITE_FAILED;
     }
-}
-
-NPT_Result NPT_BsdSocketOutputStream::Seek(NPT_UInt64) {
-    return NPT_ERROR_NOT_SUPPORTED;
 }
 
 NPT_Result NPT_BsdSocketOutputStream::Tell(NPT_UInt64& offset) {

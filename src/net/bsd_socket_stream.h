@@ -24,9 +24,7 @@ class NPT_BsdSocketInputStream : public NPT_InputStream, private NPT_BsdSocketSt
     // What has arrived, at least one byte; waits for at most the socket's read time-out.
     // NPT_ERROR_EOS when the peer has ended the connection.
     NPT_Result Read(void* buffer, NPT_UInt32 count, NPT_UInt32* read = nullptr) override;
-    NPT_Result Seek(NPT_UInt64 offset) override;
     NPT_Result Tell(NPT_UInt64& offset) override;
-    NPT_Result GetSize(NPT_UInt64& size) override;
     // 1 too where the next read will report the end or an error instead of waiting.
     // NPT_ERROR_IOCTL_FAILED when the platform does not tell.
     NPT_Result GetAvailable(NPT_UInt64& available) override;
@@ -43,7 +41,6 @@ class NPT_BsdSocketOutputStream : public NPT_OutputStream, private NPT_BsdSocket
     //   NPT_ERROR_CONNECTION_RESET  nothing was taken
     //   NPT_ERROR_WRITE_FAILED      announced as writable again and again, but it never was
     NPT_Result Write(const void* buffer, NPT_UInt32 count, NPT_UInt32* written = nullptr) override;
-    NPT_Result Seek(NPT_UInt64 offset) override;
     NPT_Result Tell(NPT_UInt64& offset) override;
     // Sends at once what the platform holds back to fill a packet.
     NPT_Result Flush() override;

@@ -56,8 +56,6 @@ class FailingStream : public NPT_OutputStream {
         if (written) *written = count;
         return NPT_SUCCESS;
     }
-    NPT_Result Seek(NPT_UInt64) override { return NPT_FAILURE; }
-    NPT_Result Tell(NPT_UInt64&) override { return NPT_FAILURE; }
     const std::string& Text() const { return text_; }
 
   private:

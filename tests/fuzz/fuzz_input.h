@@ -60,9 +60,6 @@ class PieceStream : public NPT_InputStream {
         if (read) *read = static_cast<NPT_UInt32>(taken);
         return NPT_SUCCESS;
     }
-    NPT_Result Seek(NPT_UInt64) override { return NPT_ERROR_NOT_SUPPORTED; }
-    NPT_Result Tell(NPT_UInt64&) override { return NPT_ERROR_NOT_SUPPORTED; }
-    NPT_Result GetSize(NPT_UInt64&) override { return NPT_ERROR_NOT_SUPPORTED; }
     NPT_Result GetAvailable(NPT_UInt64& available) override {
         available = text_.size() - position_;
         return NPT_SUCCESS;

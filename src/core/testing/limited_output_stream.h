@@ -32,7 +32,6 @@ class LimitedOutputStream : public NPT_OutputStream {
         if (written) *written = now;
         return NPT_SUCCESS;
     }
-    NPT_Result Seek(NPT_UInt64) override { return NPT_ERROR_NOT_SUPPORTED; }
     NPT_Result Tell(NPT_UInt64& offset) override {
         offset = taken_.size();
         return NPT_SUCCESS;

@@ -55,10 +55,6 @@ class ScriptedInputStream : public NPT_InputStream {
         if (read) *read = static_cast<NPT_UInt32>(copied);
         return step.result;
     }
-    NPT_Result Seek(NPT_UInt64) override { return NPT_ERROR_NOT_SUPPORTED; }
-    NPT_Result Tell(NPT_UInt64&) override { return NPT_ERROR_NOT_SUPPORTED; }
-    NPT_Result GetSize(NPT_UInt64&) override { return NPT_ERROR_NOT_SUPPORTED; }
-    NPT_Result GetAvailable(NPT_UInt64&) override { return NPT_ERROR_NOT_SUPPORTED; }
 
   private:
     std::vector<ScriptedRead> script_;

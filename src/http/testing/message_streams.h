@@ -33,10 +33,6 @@ class RepeatingInputStream : public NPT_InputStream {
         if (read) *read = taken;
         return NPT_SUCCESS;
     }
-    NPT_Result Seek(NPT_UInt64) override { return NPT_ERROR_NOT_SUPPORTED; }
-    NPT_Result Tell(NPT_UInt64&) override { return NPT_ERROR_NOT_SUPPORTED; }
-    NPT_Result GetSize(NPT_UInt64&) override { return NPT_ERROR_NOT_SUPPORTED; }
-    NPT_Result GetAvailable(NPT_UInt64&) override { return NPT_ERROR_NOT_SUPPORTED; }
 
   private:
     std::string head_;
@@ -76,8 +72,6 @@ class RecordingOutputStream : public NPT_OutputStream {
         if (written) *written = taken;
         return NPT_SUCCESS;
     }
-    NPT_Result Seek(NPT_UInt64) override { return NPT_ERROR_NOT_SUPPORTED; }
-    NPT_Result Tell(NPT_UInt64&) override { return NPT_ERROR_NOT_SUPPORTED; }
     NPT_Result Flush() override {
         datagrams.push_back(std::exchange(unflushed, std::string()));
         return NPT_SUCCESS;
