@@ -10,7 +10,7 @@ constexpr NPT_UInt32 kMinAddressLength = 16;
 constexpr int kAnyProtocol = 0;
 constexpr int kTcpProtocol = 6;
 
-bool IsUsable(const socket_platform::ResolvedName& line) {
+bool IsUsable(const socket_platform::ResolvedAddress& line) {
     return line.is_ipv4 && line.address_length >= kMinAddressLength &&
            (line.protocol == kAnyProtocol || line.protocol == kTcpProtocol);
 }
@@ -19,9 +19,9 @@ bool IsUsable(const socket_platform::ResolvedName& line) {
 
 NPT_Result NPT_NetworkNameResolver::Resolve(const char* name, NPT_List<NPT_IpAddress>& addresses) {
     addresses.Clear();
-    NPT_List<socket_platform::ResolvedName> answer;
+    NPT_List<socket_platform::ResolvedAddress> answer;
     if (NPT_Failed(socket_platform::LookUpName(name, answer))) return NPT_ERROR_HOST_UNKNOWN;
-    for (const socket_platform::ResolvedName& line : answer) {
+    for (const socket_platform::ResolvedAddress& line : answer) {
         if (addresses.GetItemCount() == kMaxAddresses) break;
         if (IsUsable(line)) addresses.Add(line.address);
     }

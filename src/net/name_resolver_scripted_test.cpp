@@ -6,9 +6,9 @@
 
 namespace {
 
-socket_platform::ResolvedName Line(const NPT_IpAddress& address, int protocol,
-                                   NPT_UInt32 length = 16, bool is_ipv4 = true) {
-    socket_platform::ResolvedName line;
+socket_platform::ResolvedAddress Line(const NPT_IpAddress& address, int protocol,
+                                      NPT_UInt32 length = 16, bool is_ipv4 = true) {
+    socket_platform::ResolvedAddress line;
     line.is_ipv4 = is_ipv4;
     line.address_length = length;
     line.protocol = protocol;

@@ -98,7 +98,7 @@ NPT_Result GetOption(Handle socket, Option option, void* value, NPT_UInt32& size
 NPT_Result SetSendTimeout(Handle socket, NPT_Timeout timeout);
 
 // One line of the platform resolver's answer.
-struct ResolvedName {
+struct ResolvedAddress {
     bool is_ipv4 = false;
     NPT_UInt32 address_length = 0;  // bytes of the platform's address record
     int protocol = 0;               // IANA number, 0 for any
@@ -106,7 +106,7 @@ struct ResolvedName {
 };
 
 // Appends the answer in its order. NPT_ERROR_HOST_UNKNOWN when there is none.
-NPT_Result LookUpName(const char* name, NPT_List<ResolvedName>& answer);
+NPT_Result LookUpName(const char* name, NPT_List<ResolvedAddress>& answer);
 
 }  // namespace socket_platform
 

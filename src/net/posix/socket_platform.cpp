@@ -13,81 +13,14 @@
 #include <algorithm>
 #include <cerrno>
 #include <climits>
-#include <cstring>
-#include <memory>
+
+#include "net/socket_calls.h"
 
 namespace socket_platform {
-namespace {
-
-int ToDescriptor(Handle socket) {
-    return static_cast<int>(socket);
-}
 
 NPT_Result LastError() {
     return MapError(errno);
 }
-
-NPT_Result ResultOf(int status) {
-    return status == 0 ? NPT_SUCCESS : LastError();
-}
-
-NPT_Result ResultOfTransfer(ssize_t count, NPT_UInt32& transferred) {
-    if (count < 0) return LastError();
-    transferred = static_cast<NPT_UInt32>(count);
-    return NPT_SUCCESS;
-}
-
-sockaddr_in ToSystemAddress(const NPT_SocketAddress& address) {
-    sockaddr_in system_address{};
-    system_address.sin_family = AF_INET;
-    system_address.sin_port = htons(address.GetPort());
-    system_address.sin_addr.s_addr = htonl(address.GetIpAddress().AsLong());
-    return system_address;
-}
-
-NPT_SocketAddress FromSystemAddress(const sockaddr_in& system_address) {
-    return NPT_SocketAddress(NPT_IpAddress(ntohl(system_address.sin_addr.s_addr)),
-                             ntohs(system_address.sin_port));
-}
-
-const sockaddr* AsGeneric(const sockaddr_in& address) {
-    return reinterpret_cast<const sockaddr*>(&address);
-}
-
-sockaddr* AsGeneric(sockaddr_in& address) {
-    return reinterpret_cast<sockaddr*>(&address);
-}
-
-struct OptionName {
-    int level;
-    int name;
-};
-
-OptionName NameOf(Option option) {
-    switch (option) {
-        case Option::kReuseAddress:
-            return {SOL_SOCKET, SO_REUSEADDR};
-        case Option::kBroadcast:
-            return {SOL_SOCKET, SO_BROADCAST};
-        case Option::kPendingError:
-            return {SOL_SOCKET, SO_ERROR};
-        case Option::kNoDelay:
-            return {IPPROTO_TCP, TCP_NODELAY};
-        case Option::kMulticastLoop:
-            return {IPPROTO_IP, IP_MULTICAST_LOOP};
-        case Option::kMulticastTimeToLive:
-            return {IPPROTO_IP, IP_MULTICAST_TTL};
-        case Option::kMulticastInterface:
-            return {IPPROTO_IP, IP_MULTICAST_IF};
-        case Option::kMulticastAddGroup:
-            return {IPPROTO_IP, IP_ADD_MEMBERSHIP};
-        case Option::kMulticastRemoveGroup:
-            return {IPPROTO_IP, IP_DROP_MEMBERSHIP};
-    }
-    return {-1, -1};
-}
-
-}  // namespace
 
 NPT_Result MapError(int platform_error) {
     switch (platform_error) {
@@ -129,12 +62,12 @@ NPT_Result Open(Transport transport, Handle& socket) {
 }
 
 void Close(Handle socket) {
-    ::close(ToDescriptor(socket));
+    ::close(ToNative(socket));
 }
 
 NPT_Result SetNonBlocking(Handle socket) {
     int on = 1;
-    return ResultOf(::ioctl(ToDescriptor(socket), FIONBIO, &on));
+    return ResultOf(::ioctl(ToNative(socket), FIONBIO, &on));
 }
 
 // Nothing to switch off: here such a report reaches only a socket that is connected to the reported
@@ -145,66 +78,53 @@ NPT_Result IgnoreDeliveryReports(Handle) {
 
 NPT_Result Bind(Handle socket, const NPT_SocketAddress& address) {
     const sockaddr_in system_address = ToSystemAddress(address);
-    return ResultOf(::bind(ToDescriptor(socket), AsGeneric(system_address), sizeof system_address));
+    return ResultOf(::bind(ToNative(socket), AsGeneric(system_address), sizeof system_address));
 }
 
 NPT_Result Connect(Handle socket, const NPT_SocketAddress& address) {
     const sockaddr_in system_address = ToSystemAddress(address);
-    return ResultOf(
-        ::connect(ToDescriptor(socket), AsGeneric(system_address), sizeof system_address));
+    return ResultOf(::connect(ToNative(socket), AsGeneric(system_address), sizeof system_address));
 }
 
 NPT_Result Listen(Handle socket, int backlog) {
-    return ResultOf(::listen(ToDescriptor(socket), backlog));
+    return ResultOf(::listen(ToNative(socket), backlog));
 }
 
 NPT_Result Accept(Handle listener, Handle& connection) {
-    const int descriptor = ::accept4(ToDescriptor(listener), nullptr, nullptr, SOCK_CLOEXEC);
+    const int descriptor = ::accept4(ToNative(listener), nullptr, nullptr, SOCK_CLOEXEC);
     connection = descriptor < 0 ? kInvalidHandle : descriptor;
     return descriptor < 0 ? LastError() : NPT_SUCCESS;
 }
 
 NPT_Result Shutdown(Handle socket) {
-    return ResultOf(::shutdown(ToDescriptor(socket), SHUT_RDWR));
+    return ResultOf(::shutdown(ToNative(socket), SHUT_RDWR));
 }
 
 NPT_Result GetLocalAddress(Handle socket, NPT_SocketAddress& address) {
-    address = NPT_SocketAddress();
-    sockaddr_in system_address{};
-    socklen_t length = sizeof system_address;
-    if (::getsockname(ToDescriptor(socket), AsGeneric(system_address), &length) != 0)
-        return LastError();
-    address = FromSystemAddress(system_address);
-    return NPT_SUCCESS;
+    return AskForAddress(::getsockname, socket, address);
 }
 
 NPT_Result GetPeerAddress(Handle socket, NPT_SocketAddress& address) {
-    address = NPT_SocketAddress();
-    sockaddr_in system_address{};
-    socklen_t length = sizeof system_address;
-    if (::getpeername(ToDescriptor(socket), AsGeneric(system_address), &length) != 0)
-        return LastError();
-    address = FromSystemAddress(system_address);
-    return NPT_SUCCESS;
+    return AskForAddress(::getpeername, socket, address);
 }
 
 NPT_Result Send(Handle socket, const void* data, NPT_UInt32 size, NPT_UInt32& sent) {
     sent = 0;
-    return ResultOfTransfer(::send(ToDescriptor(socket), data, size, MSG_NOSIGNAL), sent);
+    return ResultOfTransfer(::send(ToNative(socket), data, size, MSG_NOSIGNAL), sent);
 }
 
 NPT_Result SendTo(Handle socket, const void* data, NPT_UInt32 size,
                   const NPT_SocketAddress& address, NPT_UInt32& sent) {
     sent = 0;
     const sockaddr_in system_address = ToSystemAddress(address);
-    return ResultOfTransfer(::sendto(ToDescriptor(socket), data, size, MSG_NOSIGNAL,
+    return ResultOfTransfer(::sendto(ToNative(socket), data, size, MSG_NOSIGNAL,
                                      AsGeneric(system_address), sizeof system_address),
                             sent);
 }
 
 NPT_Result Receive(Handle socket, void* buffer, NPT_UInt32 size, NPT_UInt32& received) {
     received = 0;
-    return ResultOfTransfer(::recv(ToDescriptor(socket), buffer, size, 0), received);
+    return ResultOfTransfer(::recv(ToNative(socket), buffer, size, 0), received);
 }
 
 NPT_Result ReceiveDatagram(Handle socket, void* buffer, NPT_UInt32 size, NPT_SocketAddress* source,
@@ -215,7 +135,7 @@ NPT_Result ReceiveDatagram(Handle socket, void* buffer, NPT_UInt32 size, NPT_Soc
     socklen_t length = sizeof system_address;
     // With MSG_TRUNC the count is the datagram's true length, so that one cut short shows.
     const ssize_t count =
-        ::recvfrom(ToDescriptor(socket), buffer, size, MSG_TRUNC,
+        ::recvfrom(ToNative(socket), buffer, size, MSG_TRUNC,
                    source ? AsGeneric(system_address) : nullptr, source ? &length : nullptr);
     if (count < 0) return LastError();
     if (static_cast<size_t>(count) > size) return MapError(EMSGSIZE);
@@ -232,7 +152,7 @@ bool IsAboutOneDatagram(NPT_Result result) {
 NPT_Result GetAvailable(Handle socket, NPT_UInt32& available) {
     available = 0;
     int count = 0;
-    if (::ioctl(ToDescriptor(socket), FIONREAD, &count) != 0) return LastError();
+    if (::ioctl(ToNative(socket), FIONREAD, &count) != 0) return LastError();
     available = static_cast<NPT_UInt32>(count);
     return NPT_SUCCESS;
 }
@@ -244,8 +164,8 @@ NPT_Result Wait(const WaitRequest& request, NPT_Timeout timeout, Readiness& read
     short wanted = POLLPRI;
     if (request.for_read) wanted |= POLLIN;
     if (request.for_write) wanted |= POLLOUT;
-    pollfd entries[2] = {{ToDescriptor(request.socket), wanted, 0},
-                         {ToDescriptor(request.waker), POLLIN, 0}};
+    pollfd entries[2] = {{ToNative(request.socket), wanted, 0},
+                         {ToNative(request.waker), POLLIN, 0}};
     const int limit = timeout == NPT_TIMEOUT_INFINITE
                           ? -1
                           : static_cast<int>(std::min<NPT_Timeout>(timeout, INT_MAX));
@@ -263,7 +183,7 @@ NPT_Result Wait(const WaitRequest& request, NPT_Timeout timeout, Readiness& read
 
 NPT_Result SetOption(Handle socket, Option option, const void* value, NPT_UInt32 size) {
     const OptionName option_name = NameOf(option);
-    return ResultOf(::setsockopt(ToDescriptor(socket), option_name.level, option_name.name, value,
+    return ResultOf(::setsockopt(ToNative(socket), option_name.level, option_name.name, value,
                                  static_cast<socklen_t>(size)));
 }
 
@@ -271,7 +191,7 @@ NPT_Result GetOption(Handle socket, Option option, void* value, NPT_UInt32& size
     const OptionName option_name = NameOf(option);
     socklen_t length = size;
     size = 0;
-    if (::getsockopt(ToDescriptor(socket), option_name.level, option_name.name, value, &length))
+    if (::getsockopt(ToNative(socket), option_name.level, option_name.name, value, &length))
         return LastError();
     size = length;
     return NPT_SUCCESS;
@@ -283,27 +203,11 @@ NPT_Result SetSendTimeout(Handle socket, NPT_Timeout timeout) {
         limit.tv_sec = timeout / 1000;
         limit.tv_usec = static_cast<suseconds_t>(timeout % 1000) * 1000;
     }
-    return ResultOf(
-        ::setsockopt(ToDescriptor(socket), SOL_SOCKET, SO_SNDTIMEO, &limit, sizeof limit));
+    return ResultOf(::setsockopt(ToNative(socket), SOL_SOCKET, SO_SNDTIMEO, &limit, sizeof limit));
 }
 
-NPT_Result LookUpName(const char* name, NPT_List<ResolvedName>& answer) {
-    addrinfo* found = nullptr;
-    if (::getaddrinfo(name, nullptr, nullptr, &found) != 0) return NPT_ERROR_HOST_UNKNOWN;
-    const std::unique_ptr<addrinfo, decltype(&::freeaddrinfo)> owner(found, &::freeaddrinfo);
-    for (const addrinfo* entry = found; entry; entry = entry->ai_next) {
-        ResolvedName line;
-        line.is_ipv4 = entry->ai_family == AF_INET;
-        line.address_length = entry->ai_addrlen;
-        line.protocol = entry->ai_protocol;
-        if (line.is_ipv4 && entry->ai_addrlen >= sizeof(sockaddr_in)) {
-            sockaddr_in system_address;
-            std::memcpy(&system_address, entry->ai_addr, sizeof system_address);
-            line.address = FromSystemAddress(system_address).GetIpAddress();
-        }
-        answer.Add(line);
-    }
-    return NPT_SUCCESS;
+NPT_Result LookUpName(const char* name, NPT_List<ResolvedAddress>& answer) {
+    return AppendAddressesOf(name, answer);
 }
 
 }  // namespace socket_platform

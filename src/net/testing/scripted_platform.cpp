@@ -202,7 +202,7 @@ NPT_Result SetSendTimeout(Handle, NPT_Timeout) {
     return ScriptedPlatform::Current().Enter("SetSendTimeout");
 }
 
-NPT_Result LookUpName(const char*, NPT_List<ResolvedName>& answer) {
+NPT_Result LookUpName(const char*, NPT_List<ResolvedAddress>& answer) {
     const NPT_Result result = ScriptedPlatform::Current().Enter("LookUpName");
     if (NPT_Succeeded(result)) answer = ScriptedPlatform::Current().answer;
     return result;

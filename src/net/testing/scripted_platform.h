@@ -60,7 +60,7 @@ class ScriptedPlatform {
     std::map<socket_platform::Handle, NPT_SocketAddress> peer_addresses;
     NPT_SocketAddress source;
     NPT_UInt32 available = 0;
-    NPT_List<socket_platform::ResolvedName> answer;
+    NPT_List<socket_platform::ResolvedAddress> answer;
     NPT_List<interface_platform::Entry> entries;
 
     std::vector<std::string> calls;
