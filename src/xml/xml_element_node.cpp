@@ -5,6 +5,22 @@
 
 #include "xml/xml_text_node.h"
 
+NPT_XmlNode::~NPT_XmlNode() {
+    if (owner_) owner_->Unlist(*this);
+}
+
+NPT_Result NPT_XmlNamespaceMap::SetNamespaceUri(const char* prefix, const char* uri) {
+    const NPT_String wanted(prefix);
+    for (Entry& entry : entries_) {
+        if (entry.prefix == wanted) {
+            entry.uri = uri;
+            return NPT_SUCCESS;
+        }
+    }
+    entries_.Add(Entry{wanted, uri});
+    return NPT_SUCCESS;
+}
+
 NPT_XmlElementNode::NPT_XmlElementNode(const char* qualified_name) : NPT_XmlNode(ELEMENT) {
     const NPT_String name(qualified_name);
     const int colon = name.Find(':');

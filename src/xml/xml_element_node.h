@@ -6,9 +6,45 @@
 #include "core/list.h"
 #include "core/result.h"
 #include "core/string.h"
-#include "xml/xml_attribute.h"
-#include "xml/xml_namespace_map.h"
 #include "xml/xml_node.h"
+
+// One attribute of an element, its value unescaped. Prefix and name, compared with regard to case,
+// identify it within its element.
+class NPT_XmlAttribute {
+  public:
+    // Null texts read as empty.
+    NPT_XmlAttribute(const char* prefix, const char* name, const char* value)
+        : prefix_(prefix), name_(name), value_(value) {}
+
+    const NPT_String& GetPrefix() const { return prefix_; }
+    const NPT_String& GetName() const { return name_; }
+    const NPT_String& GetValue() const { return value_; }
+    void SetValue(const char* value) { value_ = value; }
+
+  private:
+    NPT_String prefix_;
+    NPT_String name_;
+    NPT_String value_;
+};
+
+// The namespaces that one element declares, in the order in which their prefixes were first set.
+// The empty prefix stands for the default namespace.
+class NPT_XmlNamespaceMap {
+  public:
+    struct Entry {
+        NPT_String prefix;
+        NPT_String uri;
+    };
+
+    // Replaces the URI of a known prefix (compared with regard to case), else appends an entry.
+    // Null texts read as empty. Always NPT_SUCCESS.
+    NPT_Result SetNamespaceUri(const char* prefix, const char* uri);
+
+    const NPT_List<Entry>& GetEntries() const { return entries_; }
+
+  private:
+    NPT_List<Entry> entries_;
+};
 
 // An element: a qualified name, attributes, namespace declarations and children.
 //

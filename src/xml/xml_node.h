@@ -16,7 +16,7 @@ class NPT_XmlNode {
   public:
     enum Type : NPT_UInt32 { ELEMENT = 1, TEXT = 2 };
 
-    virtual ~NPT_XmlNode();
+    virtual ~NPT_XmlNode();  // the element's work, see there
     // Null unless the node is of that kind.
     virtual NPT_XmlElementNode* AsElementNode() { return nullptr; }
     virtual const NPT_XmlElementNode* AsElementNode() const { return nullptr; }
