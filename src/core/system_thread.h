@@ -3,8 +3,14 @@
 
 #include <memory>
 
-#include "core/thread.h"
 #include "core/types.h"
+
+class NPT_Thread {
+  public:
+    using ThreadId = NPT_UInt64;
+    // The operating system's identifier of the calling thread; never 0, unique while it lives.
+    static ThreadId GetCurrentThreadId();
+};
 
 // A running system thread. Whoever holds the object joins it exactly once; the destructor of an
 // object that was never joined detaches the thread instead of ending the process. In a forked

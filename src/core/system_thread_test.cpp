@@ -49,6 +49,16 @@ NPT_UInt32 WaitAndTell(void* argument) {
     return 0;
 }
 
+TEST(Thread, IdsTellLivingThreadsApart) {
+    const NPT_Thread::ThreadId own = NPT_Thread::GetCurrentThreadId();
+    NPT_Thread::ThreadId other = 0;
+    std::thread([&other] { other = NPT_Thread::GetCurrentThreadId(); }).join();
+    EXPECT_NE(own, 0u);
+    EXPECT_NE(other, 0u);
+    EXPECT_NE(own, other);
+    EXPECT_EQ(NPT_Thread::GetCurrentThreadId(), own);
+}
+
 TEST(SystemThread, RunsItsEntryUntilJoined) {
     Scene scene;
     scene.thread = SystemThread::Start(NoteWhoRuns, &scene);

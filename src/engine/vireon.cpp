@@ -9,7 +9,7 @@
 #include "binding/interpreter/empty_arguments.h"
 #include "binding/interpreter/script_call.h"
 #include "core/system.h"
-#include "core/thread.h"
+#include "core/system_thread.h"
 #include "device/zo_vireonity.h"
 #include "engine/device_dictionary.h"
 #include "engine/diagnostics_log.h"

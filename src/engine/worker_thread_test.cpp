@@ -8,7 +8,7 @@
 #include <thread>
 
 #include "core/event.h"
-#include "core/thread.h"
+#include "core/system_thread.h"
 
 namespace {
 

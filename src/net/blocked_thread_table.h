@@ -5,7 +5,7 @@
 
 #include "core/mutex.h"
 #include "core/result.h"
-#include "core/thread.h"
+#include "core/system_thread.h"
 #include "core/thread_annotations.h"
 #include "core/types.h"
 

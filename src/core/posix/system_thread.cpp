@@ -1,6 +1,7 @@
 #include "core/system_thread.h"
 
 #include <pthread.h>
+#include <unistd.h>
 
 #include <utility>
 
@@ -29,6 +30,10 @@ void* Run(void* packet) {
 }
 
 }  // namespace
+
+NPT_Thread::ThreadId NPT_Thread::GetCurrentThreadId() {
+    return static_cast<ThreadId>(gettid());
+}
 
 std::unique_ptr<SystemThread> SystemThread::Start(Entry entry, void* argument) {
     std::unique_ptr<SystemThread> started(new SystemThread(std::make_unique<State>()));

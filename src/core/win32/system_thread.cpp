@@ -31,6 +31,10 @@ DWORD WINAPI Run(void* packet) {
 
 }  // namespace
 
+NPT_Thread::ThreadId NPT_Thread::GetCurrentThreadId() {
+    return ::GetCurrentThreadId();
+}
+
 std::unique_ptr<SystemThread> SystemThread::Start(Entry entry, void* argument) {
     std::unique_ptr<SystemThread> started(new SystemThread(std::make_unique<State>()));
     auto call = std::make_unique<Call>(Call{entry, argument});
