@@ -36,19 +36,6 @@ std::unique_ptr<NPT_UdpSocket> OpenMulticastSocket(const NPT_IpAddress& outgoing
     return socket;
 }
 
-// The interpreter's own way from a format and its arguments to an object.
-ScriptObject BuildFromList(const char* format, va_list arguments) {
-    return ScriptObject::Steal(Py_VaBuildValue(format, arguments));
-}
-
-void CallWithArguments(PyObject* callable, const char* format, ...) REQUIRES(interpreter_lock) {
-    va_list arguments;
-    va_start(arguments, format);
-    CallScript(callable, format,
-               [&arguments](const char* composed) { return BuildFromList(composed, arguments); });
-    va_end(arguments);
-}
-
 }  // namespace
 
 Vireon::Vireon()
@@ -316,7 +303,10 @@ void Vireon::CallbacktoClient(ZoSsdpDeviceInfo* device) {
     if (!callable) return;
     const ScriptObject dictionary = BuildDeviceDictionary(*device);
     if (dictionary) {
-        CallWithArguments(callable.Get(), "sO", protocol::kUpdateEvent, dictionary.Get());
+        CallScript(callable.Get(), "sO", [&dictionary](const char* format) {
+            return ScriptObject::Steal(
+                Py_BuildValue(format, protocol::kUpdateEvent, dictionary.Get()));
+        });
     } else {
         PrintScriptError();
     }
@@ -329,7 +319,7 @@ PyObject* Vireon::_Callback(const char* format, va_list arguments) {
     va_list copy;
     va_copy(copy, arguments);
     ScriptObject result = CallScript(callable.Get(), format, [&copy](const char* composed) {
-        return BuildFromList(composed, copy);
+        return ScriptObject::Steal(Py_VaBuildValue(composed, copy));
     });
     va_end(copy);
     return result.Release();
