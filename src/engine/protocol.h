@@ -6,8 +6,8 @@
 
 #include <cstddef>
 
+#include "core/timeout.h"
 #include "core/types.h"
-#include "net/timeout.h"
 
 namespace protocol {
 

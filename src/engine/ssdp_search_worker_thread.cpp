@@ -12,16 +12,6 @@
 #include "http/http_response.h"
 #include "net/socket_platform.h"
 
-namespace {
-
-constexpr NPT_Int64 kNanosPerMilli = 1000000;
-
-Deadline DeadlineAfterMillis(NPT_Timeout milliseconds) {
-    return Deadline::After(NPT_TimeInterval::FromNanos(milliseconds * kNanosPerMilli));
-}
-
-}  // namespace
-
 SsdpSearchWorkerThread::SsdpSearchWorkerThread(Vireon* vireon, NPT_UdpSocket* socket,
                                                NPT_HttpRequest* request, NPT_TimeInterval interval)
     : SsdpSearchWorkerThread(vireon, std::unique_ptr<NPT_UdpSocket>(socket),
@@ -86,7 +76,7 @@ void SsdpSearchWorkerThread::ListenUntil(const Deadline& resend) {
     while (!MustEnd()) {
         const bool catches_up = catches_up_until_ && !catches_up_until_->HasPassed();
         const NPT_Timeout limit = catches_up ? 0 : std::min(resend.GetMillisLeft(), longest_wait);
-        const Deadline waited = DeadlineAfterMillis(limit);
+        const Deadline waited = Deadline::AfterMillis(limit);
         const Reception reception = Receive(limit);
         if (reception == Reception::kFailure) {
             Pause();
@@ -96,7 +86,7 @@ void SsdpSearchWorkerThread::ListenUntil(const Deadline& resend) {
             catches_up_until_.reset();
         } else if (reception == Reception::kBadDatagram && !catches_up) {
             Pause();
-            catches_up_until_ = DeadlineAfterMillis(protocol::kPauseAfterError);
+            catches_up_until_ = Deadline::AfterMillis(protocol::kPauseAfterError);
         }
         if (resend.HasPassed()) return;
     }

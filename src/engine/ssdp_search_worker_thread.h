@@ -4,9 +4,9 @@
 #include <memory>
 #include <optional>
 
+#include "core/deadline.h"
 #include "core/time.h"
 #include "device/zo_input_stream.h"
-#include "engine/deadline.h"
 #include "engine/vireon_link.h"
 #include "engine/worker_thread.h"
 #include "http/http_request.h"

@@ -1,8 +1,8 @@
 #include "net/bsd_socket_fd.h"
 
 #include <algorithm>
-#include <chrono>
 
+#include "core/deadline.h"
 #include "net/blocked_thread_table.h"
 #include "net/socket_interface.h"
 
@@ -48,11 +48,9 @@ NPT_Result NPT_BsdSocketFd::WaitFor(SocketCondition condition, NPT_Timeout timeo
 NPT_Result NPT_BsdSocketFd::WaitUntilDeadline(const socket_platform::WaitRequest& request,
                                               NPT_Timeout timeout,
                                               socket_platform::Readiness& readiness) const {
-    using Clock = std::chrono::steady_clock;
     const bool is_limited = timeout != 0 && timeout != NPT_TIMEOUT_INFINITE;
     const NPT_Timeout longest = waker_ ? waker_->GetLongestWait() : NPT_TIMEOUT_INFINITE;
-    const Clock::time_point deadline =
-        Clock::now() + std::chrono::milliseconds(is_limited ? timeout : 0);
+    const Deadline deadline = Deadline::AfterMillis(is_limited ? timeout : 0);
     NPT_Timeout remaining = timeout;
     for (;;) {
         const NPT_Timeout step = std::min(remaining, longest);
@@ -62,9 +60,8 @@ NPT_Result NPT_BsdSocketFd::WaitUntilDeadline(const socket_platform::WaitRequest
                              (is_limited && result == NPT_ERROR_TIMEOUT);
         if (!goes_on || IsCancelled()) return result;
         if (!is_limited) continue;
-        const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - Clock::now());
-        if (left.count() <= 0) return NPT_ERROR_TIMEOUT;
-        remaining = static_cast<NPT_Timeout>(std::min<NPT_Int64>(left.count(), timeout));
+        remaining = std::min(deadline.GetMillisLeft(), timeout);
+        if (remaining == 0) return NPT_ERROR_TIMEOUT;
     }
 }
 

@@ -7,10 +7,10 @@
 
 #include "core/reference.h"
 #include "core/result.h"
+#include "core/timeout.h"
 #include "core/types.h"
 #include "net/socket_platform.h"
 #include "net/socket_waker.h"
-#include "net/timeout.h"
 #include "net/unique_socket.h"
 
 enum class SocketCondition { kReadable, kWritable, kReadableOrWritable };

@@ -5,8 +5,8 @@
 
 #include "core/result.h"
 #include "core/string.h"
+#include "core/timeout.h"
 #include "core/types.h"
-#include "net/timeout.h"
 
 // An IPv4 address: four bytes, the most significant first. 0.0.0.0 unless told otherwise.
 class NPT_IpAddress {

@@ -4,10 +4,10 @@
 #include "core/data_buffer.h"
 #include "core/result.h"
 #include "core/streams.h"
+#include "core/timeout.h"
 #include "core/types.h"
 #include "net/ip_address.h"
 #include "net/socket_address.h"
-#include "net/timeout.h"
 
 // Creation flag: another thread can end a wait on the socket at once with Cancel. Costs a pair of
 // connected loopback sockets.

@@ -5,10 +5,10 @@
 
 #include "core/list.h"
 #include "core/result.h"
+#include "core/timeout.h"
 #include "core/types.h"
 #include "net/ip_address.h"
 #include "net/socket_address.h"
-#include "net/timeout.h"
 
 // The few things that the socket classes need from the operating system, IPv4 only. One call here
 // is one system call, or little more. Thread-safe as far as the system's own calls are.

@@ -4,6 +4,7 @@
 #include <chrono>
 #include <thread>
 
+#include "core/deadline.h"
 #include "net/socket_pair.h"
 
 SocketWaker::SocketWaker() {
@@ -29,13 +30,10 @@ void SocketWaker::Wake() {
 }
 
 bool SocketWaker::WaitFor(NPT_Timeout timeout) const {
-    using Clock = std::chrono::steady_clock;
-    using std::chrono::milliseconds;
-    const Clock::time_point deadline = Clock::now() + milliseconds(timeout);
+    const Deadline deadline = Deadline::AfterMillis(timeout);
     while (!IsAwake()) {
-        const auto left = std::chrono::ceil<milliseconds>(deadline - Clock::now());
-        if (left.count() <= 0) return false;
-        const auto step = std::min<NPT_Timeout>(static_cast<NPT_Timeout>(left.count()), timeout);
+        const NPT_Timeout step = std::min(deadline.GetMillisLeft(), timeout);
+        if (step == 0) return false;
         socket_platform::WaitRequest request;
         request.socket = GetHandle();
         request.for_read = true;
@@ -43,7 +41,7 @@ bool SocketWaker::WaitFor(NPT_Timeout timeout) const {
         const NPT_Result result = socket_platform::Wait(request, step, readiness);
         // Without a pair that can be waited on the time must pass all the same.
         if (NPT_Failed(result) && result != NPT_ERROR_TIMEOUT)
-            std::this_thread::sleep_for(milliseconds(std::min(step, kLookInterval)));
+            std::this_thread::sleep_for(std::chrono::milliseconds(std::min(step, kLookInterval)));
     }
     return true;
 }

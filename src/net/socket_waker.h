@@ -3,7 +3,7 @@
 
 #include <atomic>
 
-#include "net/timeout.h"
+#include "core/timeout.h"
 #include "net/unique_socket.h"
 
 // Ends the waits of any number of sockets at once, and for good: a pair of connected sockets whose

@@ -6,6 +6,7 @@
 #include <chrono>
 #include <thread>
 
+#include "core/deadline.h"
 #include "core/process.h"
 
 namespace {
@@ -59,7 +60,7 @@ constexpr int kExitHandlers = 2;
 // How long the interpreter's exit waits for callbacks that are running, so that they do not run in
 // a half torn down interpreter. Long enough for a callback that works, short enough not to be felt
 // when one hangs.
-constexpr std::chrono::milliseconds kTimeToLeave(500);
+constexpr NPT_Timeout kTimeToLeave = 500;  // milliseconds
 constexpr std::chrono::milliseconds kLookInterval(1);
 
 PyObject* CloseDoor(PyObject*, PyObject*) {
@@ -67,8 +68,8 @@ PyObject* CloseDoor(PyObject*, PyObject*) {
     // The later handler does not wait again for a visitor who stays.
     if (door.exchange(Door::kClosed) == Door::kOpen) {
         PyAutoUnlock2 unlocked;
-        const auto limit = std::chrono::steady_clock::now() + kTimeToLeave;
-        while (!visitors.IsZero() && std::chrono::steady_clock::now() < limit)
+        const Deadline limit = Deadline::AfterMillis(kTimeToLeave);
+        while (!visitors.IsZero() && !limit.HasPassed())
             std::this_thread::sleep_for(kLookInterval);
     }
     Py_RETURN_NONE;

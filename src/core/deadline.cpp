@@ -1,4 +1,4 @@
-#include "engine/deadline.h"
+#include "core/deadline.h"
 
 #include <algorithm>
 

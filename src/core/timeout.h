@@ -1,5 +1,5 @@
-#ifndef VIREON_NET_TIMEOUT_H
-#define VIREON_NET_TIMEOUT_H
+#ifndef VIREON_CORE_TIMEOUT_H
+#define VIREON_CORE_TIMEOUT_H
 
 #include "core/types.h"
 
