@@ -8,6 +8,7 @@
 #include <new>
 #include <thread>
 
+#include "core/testing/becomes_true.h"
 #include "core/testing/failing_allocation.h"
 
 namespace {
@@ -39,9 +40,7 @@ class Waiters {
             thread.join();
     }
     bool AreThroughSoon(int count) const {
-        for (int round = 0; round < 5000 && through_ < count; ++round)
-            std::this_thread::sleep_for(Milliseconds(1));
-        return through_ >= count;
+        return BecomesTrue([&] { return through_ >= count; });
     }
     int GetThroughCount() const { return through_; }
 

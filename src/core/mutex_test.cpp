@@ -3,11 +3,11 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
-#include <chrono>
 #include <memory>
 #include <thread>
 #include <vector>
 
+#include "core/testing/becomes_true.h"
 #include "core/testing/failing_allocation.h"
 
 // The data-race checker takes the unlock by a stranger, which a test here makes on purpose, for a
@@ -35,11 +35,8 @@ class Contender {
           }) {}
     ~Contender() { thread_.join(); }
     // False when the mutex was not to be had for a while.
-    bool LocksSoon(std::chrono::milliseconds patience) const {
-        const auto end = std::chrono::steady_clock::now() + patience;
-        while (!has_locked_ && std::chrono::steady_clock::now() < end)
-            std::this_thread::sleep_for(std::chrono::milliseconds(1));
-        return has_locked_;
+    bool LocksSoon(NPT_Timeout patience) const {
+        return BecomesTrue([this] { return has_locked_.load(); }, patience);
     }
 
   private:
@@ -47,8 +44,8 @@ class Contender {
     std::thread thread_;
 };
 
-constexpr std::chrono::milliseconds kShort{50};
-constexpr std::chrono::seconds kLong{10};
+constexpr NPT_Timeout kShort = 50;  // milliseconds
+constexpr NPT_Timeout kLong = 10000;
 
 TEST(Mutex, IsFreeAfterAsManyUnlocksAsLocks) {
     NPT_Mutex mutex;

@@ -60,11 +60,7 @@ class CallbackTaskWorker : public testing::Test {
     }
     // Lets scripts run until the expression is true, for at most ten seconds.
     static void WaitUntil(const std::string& expression) {
-        for (int round = 0; round < 2000 && script::Evaluate(expression) != "True"; ++round) {
-            PyAutoUnlock2 unlocked;
-            std::this_thread::sleep_for(milliseconds(5));
-        }
-        EXPECT_EQ(script::Evaluate(expression), "True") << expression;
+        EXPECT_TRUE(script::BecomesTrue(expression)) << expression;
     }
 
     std::unique_ptr<Vireon> vireon_ = std::make_unique<Vireon>();
@@ -235,9 +231,7 @@ TEST_F(CallbackTaskWorker, EndsTheWaitOfATakerBehindTheBackOfAnother) {
     std::this_thread::sleep_for(milliseconds(530));
     worker_->SignalEnd();
     second.join();
-    for (int round = 0; round < 500 && !has_left; ++round)
-        std::this_thread::sleep_for(milliseconds(10));
-    EXPECT_TRUE(has_left);
+    EXPECT_TRUE(BecomesTrue([&] { return has_left.load(); }));
     worker_->addTask(nullptr);  // lets the first one go in any case
     first.join();
 }

@@ -96,19 +96,13 @@ class SsdpSearchWorker : public testing::Test {
     }
     // For at most ten seconds.
     static void WaitForNames(const std::string& names) {
-        for (int round = 0; round < 2000 && GetNames() != names; ++round) {
-            PyAutoUnlock2 unlocked;
-            std::this_thread::sleep_for(milliseconds(5));
-        }
+        script::BecomesTrue("[device['friendlyName'] for device in devices] == " + names);
         EXPECT_EQ(GetNames(), names);
     }
     // For at most half a second after the last one was sent, on a machine that has time.
     static void WaitForCount(int count) {
         const std::string wanted = std::to_string(count);
-        for (int round = 0; round < 400 && script::Evaluate("len(devices)") != wanted; ++round) {
-            PyAutoUnlock2 unlocked;
-            std::this_thread::sleep_for(milliseconds(5));
-        }
+        script::BecomesTrue("len(devices) == " + wanted, 2000);
         EXPECT_EQ(script::Evaluate("len(devices)"), wanted);
     }
     // How long it takes until both datagrams of the next cycle are there, while the test does

@@ -75,9 +75,7 @@ class VireonTest : public testing::Test {
     }
     // For at most ten seconds.
     static void WaitUntil(const std::string& expression) {
-        for (int round = 0; round < 2000 && script::Evaluate(expression) != "True"; ++round)
-            LetScriptsRun(milliseconds(5));
-        EXPECT_EQ(script::Evaluate(expression), "True") << expression;
+        EXPECT_TRUE(script::BecomesTrue(expression)) << expression;
     }
     static std::string GetNames() {
         return script::Evaluate("[call[1]['friendlyName'] for call in calls]");

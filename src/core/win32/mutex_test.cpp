@@ -3,8 +3,9 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
-#include <chrono>
 #include <thread>
+
+#include "core/testing/becomes_true.h"
 
 namespace {
 
@@ -23,9 +24,7 @@ TEST(Win32Mutex, ALockThatFailedHoldsNothing) {
         mutex.Lock();
         has_locked = true;
     });
-    for (int round = 0; round < 2000 && !has_locked; ++round)
-        std::this_thread::sleep_for(std::chrono::milliseconds(1));
-    EXPECT_TRUE(has_locked);
+    EXPECT_TRUE(BecomesTrue([&] { return has_locked.load(); }));
     mutex.Unlock();
     other.join();
 }

@@ -126,15 +126,6 @@ NPT_Result Process(Vireon& vireon, const char* name) {
                                             Make(With(Complete(), "FriendlyName", name)).get());
 }
 
-// Until the expression is true, for at most ten seconds.
-bool BecomesTrue(const char* expression) {
-    for (int round = 0; round < 2000 && script::Evaluate(expression) != "True"; ++round) {
-        PyAutoUnlock2 unlocked;
-        std::this_thread::sleep_for(std::chrono::milliseconds(5));
-    }
-    return script::Evaluate(expression) == "True";
-}
-
 void Collect(Vireon& vireon) {
     script::Run("names = []\ndef collect(event, device): names.append(device['friendlyName'])\n");
     vireon.SetCallback(script::Get("collect"));
@@ -178,7 +169,7 @@ void SearchAgainWithoutThreads() {
     if (!Refuse({__NR_clone, __NR_clone3}, EAGAIN)) _exit(3);
     if (vireon.SearchInterfaces(loopback.Get()) != 0) _exit(4);
     if (Process(vireon, "Den") != NPT_SUCCESS) _exit(5);
-    const bool is_found = BecomesTrue("names == ['Den']");
+    const bool is_found = script::BecomesTrue("names == ['Den']");
     vireon.Stop();
     _exit(is_found ? 0 : 6);
 }
@@ -291,7 +282,7 @@ TEST(VireonProcess, LosesOneDeviceToAThreadStateThatCannotBeMade) {
     refused_thread_states = 1;
     Process(vireon, "lost");
     Process(vireon, "found");
-    EXPECT_TRUE(BecomesTrue("names == ['found']"));
+    EXPECT_TRUE(script::BecomesTrue("names == ['found']"));
     EXPECT_EQ(refused_thread_states, 0);
     vireon.Stop();
 }
@@ -339,7 +330,7 @@ TEST(VireonProcess, LosesNoDeviceToASecondSearchThatFindsNoMemory) {
             was_refused = failing.HasHappened();
         }
         Process(vireon, "Den");
-        EXPECT_TRUE(BecomesTrue("names == ['Den']"));
+        EXPECT_TRUE(script::BecomesTrue("names == ['Den']"));
         vireon.Stop();
     }
 }
@@ -389,11 +380,11 @@ void SearchThroughTwoInterpreters() {
     Py_InitializeEx(0);
     OpenInterpreterToThreads();
     Process(vireon, "Den");
-    BecomesTrue("__import__('time').sleep(0.2) is None");
+    script::BecomesTrue("__import__('time').sleep(0.2) is None");
     CountCallsIn(vireon, second);
     Process(vireon, "Attic");
     for (int round = 0; round < 2000 && second == 0; ++round)
-        BecomesTrue("__import__('time').sleep(0.005) is None");
+        script::BecomesTrue("__import__('time').sleep(0.005) is None");
     vireon.Stop();
     Py_Exit(first == 0 && second == 1 ? 0 : 2);
 }
@@ -508,7 +499,7 @@ TEST_F(VireonInAForkedChild, SearchesAnew) {
     EXPECT_TRUE(IsTrueInChild([this] {
         vireon_->SearchInterfaces(loopback_.Get());
         Process(*vireon_, "child's");
-        const bool is_found = BecomesTrue("names == [\"child's\"]");
+        const bool is_found = script::BecomesTrue("names == [\"child's\"]");
         vireon_->Stop();
         vireon_.reset();
         return is_found;
@@ -522,7 +513,7 @@ TEST_F(VireonInAForkedChild, MakesRoomForANewOne) {
         Collect(vireon);
         vireon.SearchInterfaces(loopback_.Get());
         Process(vireon, "new");
-        const bool is_found = BecomesTrue("names == ['new']");
+        const bool is_found = script::BecomesTrue("names == ['new']");
         vireon.Stop();
         return is_found;
     }));
@@ -535,7 +526,7 @@ TEST_F(VireonInAForkedChild, LeavesTheParentsSearchAlone) {
     }));
     EXPECT_FALSE(vireon_->isClosed);
     Process(*vireon_, "Den");
-    EXPECT_TRUE(BecomesTrue("names == ['Den']"));
+    EXPECT_TRUE(script::BecomesTrue("names == ['Den']"));
 }
 
 TEST_F(VireonInAForkedChild, WaitsForNoAnswerThatAThreadOfTheParentIsTakingIn) {
@@ -610,7 +601,7 @@ TEST(VireonProcess, EndsAChildThatReturnsFromTheCallable) {
     vireon.SearchInterfaces(NPT_List<NPT_NetworkInterface*>());
     Process(vireon, "1");
     Process(vireon, "2");
-    EXPECT_TRUE(BecomesTrue("names == ['1', '2']"));
+    EXPECT_TRUE(script::BecomesTrue("names == ['1', '2']"));
     close(pipe_ends[1]);
     {
         PyAutoUnlock2 unlocked;

@@ -7,6 +7,7 @@
 #include <string>
 
 #include "binding/interpreter/interpreter_lock.h"
+#include "core/testing/becomes_true.h"
 
 // A test program that is its own Python: the interpreter lives from before the first test to after
 // the last one, and the main thread holds its lock, as a script's thread does when it calls us.
@@ -59,6 +60,15 @@ inline std::string Evaluate(const std::string& expression) ASSERT_CAPABILITY(int
 // A borrowed reference to a variable of the main module.
 inline PyObject* Get(const char* name) ASSERT_CAPABILITY(interpreter_lock) {
     return PyDict_GetItemString(GetGlobals(), name);
+}
+
+// Lets other threads run scripts until the expression is true. False when it does not become that.
+inline bool BecomesTrue(const std::string& expression, NPT_Timeout patience = kPatience) {
+    return ::BecomesTrue([&] { return Evaluate(expression) == "True"; }, patience,
+                         [] {
+                             PyAutoUnlock2 unlocked;
+                             std::this_thread::sleep_for(std::chrono::milliseconds(5));
+                         });
 }
 
 }  // namespace script
