@@ -225,9 +225,9 @@ def without_bodies(text):
     for match in re.finditer(r"[{};]", text):
         if match.group() == "}":
             if scopes and scopes.pop() and all(scopes):
-                kept.append(text[start:match.end()])
+                kept.append(text[start : match.end()])
         else:
-            head = text[start:match.end()]
+            head = text[start : match.end()]
             if all(scopes):
                 kept.append(head)
             if match.group() == "{":
@@ -240,13 +240,19 @@ def without_bodies(text):
 # Behind these words stands a call.
 DECLARATION = re.compile(
     r"(?<![\w])(?!(?:return|else|new|throw|delete|case|and|or|not|do|explicit)\b)"
-    r"(?:\w+|\w[\w:]*<[^;{}()]*>)[&*]*\s+[&*]*((?:\w+(?:<[\w, ]*>)?::)*)(\w+)\(")
+    r"(?:\w+|\w[\w:]*<[^;{}()]*>)[&*]*\s+[&*]*((?:\w+(?:<[\w, ]*>)?::)*)(\w+)\("
+)
+
+
+# GUARDED_BY(lock_), CAPABILITY("mutex") and the like behind a declaration.
+ANNOTATION = re.compile(r"\b[A-Z][A-Z_]+\([^()]*\)")
 
 
 def declared_functions(text):
     """The functions that a header declares first: an override is its base's. Operators are left out,
     which have no name that could be looked for."""
     scopes = re.sub(r"\[\[.*?\]\]|^\s*#.*?(?<!\\)$", "", without_bodies(text), flags=re.M | re.S)
+    scopes = ANNOTATION.sub("", scopes)
     names = set()
     for statement in re.split(r"[;{}]", scopes):
         if not re.search(r"\b(?:override|using|friend)\b", statement):
@@ -273,9 +279,11 @@ def declarations_are_used(root):
         if path.suffix == ".h":
             for name in declared_functions(text):
                 declared[f"{path} {name}"] = (name, is_for_tests)
-    faults = {place: "is used by nothing but tests" if not is_for_tests else "is used by no test"
-              for place, (name, is_for_tests) in declared.items()
-              if uses[name] + (uses_of_tests[name] if is_for_tests else 0) <= 0}
+    faults = {
+        place: "is used by nothing but tests" if not is_for_tests else "is used by no test"
+        for place, (name, is_for_tests) in declared.items()
+        if uses[name] + (uses_of_tests[name] if is_for_tests else 0) <= 0
+    }
     return unless_listed(root, UNUSED, faults)
 
 

@@ -233,22 +233,30 @@ class BadTree(unittest.TestCase):
         self.expect(house_rules.sources_are_built, "src/core/time.cpp")
 
     def test_function_that_nobody_calls(self):
-        self.write("src/core/clock.h", "class Clock {\n  public:\n    explicit Clock(int zone);\n"
-                                       "    int Now() const { return Read(); }\n    void Stop();\n};\n")
+        self.write(
+            "src/core/clock.h",
+            "class Clock {\n  public:\n    explicit Clock(int zone);\n"
+            "    int Now() const { return Read(); }\n    void Stop();\n};\n",
+        )
         self.write("src/core/clock.cpp", "void Clock::Stop() {\n    Now();  // not Stop()\n}\n")
         self.write("src/core/clock_test.cpp", 'TEST(Clock, Stops) {\n    Clock(1).Stop();\n}\n')
-        self.expect(house_rules.declarations_are_used,
-                    "src/core/clock.h Stop: is used by nothing but tests")
+        self.expect(house_rules.declarations_are_used, "src/core/clock.h Stop: is used by nothing but tests")
         self.write(house_rules.UNUSED, "src/core/clock.h Stop: the next step needs it\n")
         self.expect(house_rules.declarations_are_used)
 
     def test_function_that_is_used(self):
-        self.write("src/core/clock.h", "struct Clock {\n    virtual int Now() = 0;\n};\n"
-                                       "Clock* MakeClock(int zone);\ninline int Twice(int n) {\n"
-                                       "    return n + n;\n}\n")
+        self.write(
+            "src/core/clock.h",
+            "struct Clock {\n    virtual int Now() = 0;\n};\n"
+            "Clock* MakeClock(int zone);\ninline int Twice(int n) {\n"
+            "    return n + n;\n}\n",
+        )
         self.write("src/net/wait.h", "struct Wait : Clock {\n    int Now() override;\n};\n")
-        self.write("src/net/wait.cpp", "int Wait::Now() {\n    return Twice(1);\n}\n"
-                                       "auto make = &MakeClock;\nint now = make(1)->Now();\n")
+        self.write(
+            "src/net/wait.cpp",
+            "int Wait::Now() {\n    return Twice(1);\n}\n"
+            "auto make = &MakeClock;\nint now = make(1)->Now();\n",
+        )
         self.expect(house_rules.declarations_are_used)
 
     def test_function_for_tests_that_no_test_calls(self):

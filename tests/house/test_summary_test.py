@@ -117,8 +117,9 @@ class Summary(unittest.TestCase):
         self.results("release", ("network", "fail", NETWORK))
         output = self.summary("release")[1]
         self.assertIn("failed: network: test_order (test_answers.Answers.test_order)\n", output)
-        self.assertIn("skipped: network: test_resend (test_timing.Timing.test_resend): skipped 'not root'\n",
-                      output)
+        self.assertIn(
+            "skipped: network: test_resend (test_timing.Timing.test_resend): skipped 'not root'\n", output
+        )
         self.assertIn("1 passed, 1 failed, 1 skipped", output)
 
     def test_counts_replayed_inputs(self):
