@@ -72,7 +72,7 @@ PyObject* CallBackWithList(Vireon* engine, const char* format, va_list& argument
     return result;
 }
 
-void CallBackWithFormat(Vireon* engine, const char* format) {
+void CallBackWithFormat(Vireon* engine, const char* format) REQUIRES(interpreter_lock) {
     ScriptObject::Steal(engine->CallbackWithoutArguments(format));
 }
 
