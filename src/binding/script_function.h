@@ -84,10 +84,10 @@ struct Wrapper<Result(Arguments...)> {
 
 // Whether a kind of result wraps what a native operation gives.
 template <typename Result, typename Given, typename = void>
-constexpr bool kWraps = std::is_same_v<Result, Nothing>;
+inline constexpr bool kWraps = std::is_same_v<Result, Nothing>;
 template <typename Result, typename Given>
-constexpr bool kWraps<Result, Given, std::void_t<decltype(Result::Wrap(std::declval<Given>()))>> =
-    true;
+inline constexpr bool
+    kWraps<Result, Given, std::void_t<decltype(Result::Wrap(std::declval<Given>()))>> = true;
 
 // The base of whatever pairs a signature with a native operation. A class, which the compiler makes
 // where it is named: so it reports a pair that does not match at its own row of the table.
