@@ -14,6 +14,9 @@ if [ -z "${WINEPREFIX-}" ]; then
 fi
 python=$("$here/interpreter.sh")
 export WINEDEBUG=${WINEDEBUG--all}
+# Not what Wine starts of its own beside each first program and no test needs, which is nearly half of
+# what a start costs: menu entries, a desktop, devices that come and go, an event log.
+export WINEDLLOVERRIDES='winemenubuilder.exe,explorer.exe,plugplay.exe,svchost.exe=d'
 # An inherited setting for another interpreter would change how the Windows one behaves.
 unset PYTHONUNBUFFERED PYTHONDONTWRITEBYTECODE PYTHONPATH
 PYTHONHOME=$(windows_path "$python")
