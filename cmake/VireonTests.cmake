@@ -5,6 +5,7 @@
 #   house       looks at the tree, builds nothing  network  makes network namespaces
 #   tidy        reads what is shipped, as a compiler does
 #   fuzz        replays a corpus                   sanitizer  shows that a check finds a fault
+#   host        makes network namespaces and runs a host in them that has several interpreters
 #   neighbours  a script or network test once more, beside other extension modules
 find_package(Python3 REQUIRED COMPONENTS Interpreter)
 

@@ -1,0 +1,70 @@
+"""How the tests run the host: in a network namespace of its own, where searches are answered."""
+import os
+import pathlib
+import subprocess
+import sys
+import unittest
+
+HERE = pathlib.Path(__file__).resolve().parent
+ROOT = HERE.parents[1]
+ISOLATED = ROOT / 'tests' / 'script' / 'isolated.sh'
+MODULE_DIR = os.environ['VIREON_MODULE_DIR']
+HOST = os.environ['VIREON_HOST']
+ON_WINDOWS = HOST.endswith('.exe')
+PATH = [MODULE_DIR, os.path.join(MODULE_DIR, 'script_test_modules'), str(HERE)]
+TIME_LIMIT_SECONDS = 240
+
+SAME_THREAD = '--same'
+OWN_THREADS = '--own'
+BOTH_WAYS = (SAME_THREAD, OWN_THREADS)
+
+
+def command(*arguments):
+    runner = [ROOT / 'scripts' / 'windows' / 'wine-isolated.sh'] if ON_WINDOWS else []
+    return [
+        str(word) for word in [ISOLATED, sys.executable, HERE / 'answering.py', *runner, HOST, *arguments]
+    ]
+
+
+def environment():
+    # The host, unlike the script tests' interpreter, is built with the checks.
+    changes = {'VIREON_SCRIPT_PATH': ':'.join(PATH)} if ON_WINDOWS else {'PYTHONPATH': ':'.join(PATH)}
+    return dict(os.environ, **changes)
+
+
+def missing_namespaces():
+    """Why there are none, or nothing."""
+    tried = subprocess.run([str(ISOLATED), 'true'], stderr=subprocess.PIPE)
+    return ' '.join(tried.stderr.decode().split()) if tried.returncode else ''
+
+
+class HostCase(unittest.TestCase):
+    @classmethod
+    def setUpClass(cls):
+        reason = missing_namespaces()
+        if reason and os.environ.get('CI') == 'true':
+            raise AssertionError(reason)
+        if reason:
+            raise unittest.SkipTest(reason)
+
+    def run_host(self, way, script, *options):
+        """(exit code, lines of the standard output in order, standard error)."""
+        process = subprocess.run(
+            command(way, *options, '-c', script),
+            env=environment(),
+            stdout=subprocess.PIPE,
+            stderr=subprocess.PIPE,
+            timeout=TIME_LIMIT_SECONDS,
+        )
+        lines = process.stdout.decode().replace('\r', '').splitlines()
+        return process.returncode, lines, process.stderr.decode()
+
+    def expect(self, lines, way, script, *options):
+        """The host's scripts say these lines, in any order, and nothing goes wrong."""
+        code, said, errors = self.run_host(way, script, *options)
+        self.assertEqual((0, sorted(lines), ''), (code, sorted(said), errors), way)
+
+    def expect_both_ways(self, lines, script, *options):
+        for way in BOTH_WAYS:
+            with self.subTest(way):
+                self.expect(lines, way, script, *options)
