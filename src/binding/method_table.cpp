@@ -225,6 +225,7 @@ static_assert(kFunctionCount == 80);
 // What the interpreter calls for one row. No C++ exception reaches it.
 template <std::size_t row>
 PyObject* Entry(PyObject*, PyObject* arguments) {
+    const EntryFromInterpreter entry;
     try {
         return std::get<row>(kFunctions).Call(arguments);
     } catch (const std::bad_alloc&) {

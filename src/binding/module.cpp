@@ -30,6 +30,7 @@ void AwaitEnd() REQUIRES(interpreter_lock) {
 // What the interpreter calls on "import _vireon". An exception that creating the module leaves
 // behind is the import's.
 PyMODINIT_FUNC init_vireon() REQUIRES(interpreter_lock) {
+    const EntryFromInterpreter entry;
     // Native threads call scripts. Not only once this copy of the module starts one: an engine of
     // another copy's may end here, and that has to know when the interpreter exits.
     OpenInterpreterToThreads();

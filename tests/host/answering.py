@@ -1,8 +1,9 @@
 """answering.py COMMAND [ARGUMENT ...]
 
-Runs a command while each search on this machine's interfaces is answered by one device, whose name
-is "the answer to PORT": the port that the search came from. The exit code is the command's.
+Runs a command while each search on this machine's interfaces is answered by one device, each time with
+another name. The exit code is the command's.
 """
+import itertools
 import os
 import pathlib
 import socket
@@ -17,9 +18,9 @@ ADDRESS = '10.77.0.1'  # of the interface that isolated.sh makes
 
 
 def serve(listener):
-    while True:
+    for number in itertools.count(1):
         _, source = listener.recvfrom(65536)
-        listener.sendto(answer(b'the answer to %d' % source[1]), source)
+        listener.sendto(answer(b'answer %d' % number), source)
 
 
 if __name__ == '__main__':

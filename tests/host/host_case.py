@@ -1,6 +1,7 @@
 """How the tests run the host: in a network namespace of its own, where searches are answered."""
 import os
 import pathlib
+import signal
 import subprocess
 import sys
 import unittest
@@ -12,7 +13,7 @@ MODULE_DIR = os.environ['VIREON_MODULE_DIR']
 HOST = os.environ['VIREON_HOST']
 ON_WINDOWS = HOST.endswith('.exe')
 PATH = [MODULE_DIR, os.path.join(MODULE_DIR, 'script_test_modules'), str(HERE)]
-TIME_LIMIT_SECONDS = 240
+TIME_LIMIT_SECONDS = 120
 
 SAME_THREAD = '--same'
 OWN_THREADS = '--own'
@@ -49,15 +50,21 @@ class HostCase(unittest.TestCase):
 
     def run_host(self, way, script, *options):
         """(exit code, lines of the standard output in order, standard error)."""
-        process = subprocess.run(
+        process = subprocess.Popen(
             command(way, *options, '-c', script),
             env=environment(),
             stdout=subprocess.PIPE,
             stderr=subprocess.PIPE,
-            timeout=TIME_LIMIT_SECONDS,
+            start_new_session=True,
         )
-        lines = process.stdout.decode().replace('\r', '').splitlines()
-        return process.returncode, lines, process.stderr.decode()
+        try:
+            output, errors = process.communicate(timeout=TIME_LIMIT_SECONDS)
+        except subprocess.TimeoutExpired:
+            os.killpg(process.pid, signal.SIGKILL)
+            output, errors = process.communicate()
+            self.fail('the host hangs; it said %r and %r' % (output, errors))
+        lines = output.decode().replace('\r', '').splitlines()
+        return process.returncode, lines, errors.decode()
 
     def expect(self, lines, way, script, *options):
         """The host's scripts say these lines, in any order, and nothing goes wrong."""

@@ -5,6 +5,7 @@
 #include <atomic>
 #include <chrono>
 #include <thread>
+#include <utility>
 
 #include "core/deadline.h"
 #include "core/process.h"
@@ -16,6 +17,20 @@ enum class Door { kNeverOpened, kOpen, kClosed };
 // Plain values without destructors: threads may still look while the process exits.
 std::atomic<Door> door{Door::kNeverOpened};
 std::atomic<PyInterpreterState*> first_interpreter{nullptr};
+
+// Of the thread's innermost EntryFromInterpreter.
+thread_local PyThreadState* entry_state = nullptr;
+
+// Another thread may be switching the current state, but never from or to one of this thread's own.
+PyThreadState* CurrentState() {
+    return __atomic_load_n(&_PyThreadState_Current, __ATOMIC_RELAXED);
+}
+
+// Whether the thread holds the lock by another state than its registered one. The interpreter's own
+// way of taking it again would wait for this very thread then.
+bool IsHeldByFurtherState() {
+    return IsCurrentThreadHoldPythonGIL2() && CurrentState() != PyGILState_GetThisThreadState();
+}
 
 // How many threads of a process are on a visit. A forked child inherits none of them, so it begins
 // to count anew.
@@ -64,6 +79,7 @@ constexpr NPT_Timeout kTimeToLeave = 500;  // milliseconds
 constexpr std::chrono::milliseconds kLookInterval(1);
 
 PyObject* CloseDoor(PyObject*, PyObject*) {
+    const EntryFromInterpreter entry;
     exit_handlers = 0;
     // The later handler does not wait again for a visitor who stays.
     if (door.exchange(Door::kClosed) == Door::kOpen) {
@@ -109,15 +125,25 @@ PyInterpreterState* FindFirstInterpreter() {
 }  // namespace
 
 bool IsCurrentThreadHoldPythonGIL2() {
-    const PyThreadState* const own = PyGILState_GetThisThreadState();
-    // Another thread may be switching the current state, but never from or to this thread's own.
-    return own && own == __atomic_load_n(&_PyThreadState_Current, __ATOMIC_RELAXED);
+    const PyThreadState* const current = CurrentState();
+    return current && (current == entry_state || current == PyGILState_GetThisThreadState());
 }
 
-PyAutoLock2::PyAutoLock2() : state_(PyGILState_Ensure()) {}
+EntryFromInterpreter::EntryFromInterpreter() : outer_(std::exchange(entry_state, CurrentState())) {}
+
+EntryFromInterpreter::~EntryFromInterpreter() {
+    entry_state = outer_;
+}
+
+PyAutoLock2::PyAutoLock2() {
+    if (!IsHeldByFurtherState()) state_ = PyGILState_Ensure();
+}
 
 PyAutoLock2::~PyAutoLock2() {
-    PyGILState_Release(static_cast<PyGILState_STATE>(state_));
+    // A script may end its guard while a further interpreter is current on the thread; what it took
+    // stays with the registered state then, which is not the current one.
+    if (state_ && !IsHeldByFurtherState())
+        PyGILState_Release(static_cast<PyGILState_STATE>(*state_));
 }
 
 PyAutoUnlock2::PyAutoUnlock2()

@@ -16,9 +16,27 @@ typedef struct _ts PyThreadState;
 class CAPABILITY("interpreter lock") InterpreterLock {};
 extern InterpreterLock interpreter_lock;
 
-// True exactly when the calling thread holds the interpreter lock. Safe on any thread, with or
-// without an interpreter.
+// True exactly when the calling thread holds the interpreter lock, by the state that the
+// interpreter has registered for it or by the one that an EntryFromInterpreter notes. Safe on any
+// thread, with or without an interpreter.
 bool IsCurrentThreadHoldPythonGIL2();
+
+// Notes for a scope with which state the interpreter called the thread in. A host that has several
+// interpreters in its process has several states for a thread, of which only the first is
+// registered. To whom another one belongs only the thread itself can tell: asking the state would
+// read what its owner may be about to free. So each function that the interpreter calls, with the
+// lock held, begins with this, except those that neither ask for the lock nor release it. Destroyed
+// on the thread that made it, in reverse order of creation.
+class EntryFromInterpreter {
+  public:
+    EntryFromInterpreter();
+    EntryFromInterpreter(const EntryFromInterpreter&) = delete;
+    EntryFromInterpreter& operator=(const EntryFromInterpreter&) = delete;
+    ~EntryFromInterpreter();
+
+  private:
+    PyThreadState* outer_;
+};
 
 // Holds the interpreter lock for a scope, whether or not the thread held it before. Destroyed on
 // the thread that made it, in reverse order of creation. The interpreter must be alive: a thread
@@ -31,7 +49,7 @@ class SCOPED_CAPABILITY PyAutoLock2 {
     ~PyAutoLock2() RELEASE();
 
   private:
-    int state_;
+    std::optional<int> state_;  // none when there was nothing to take
 };
 
 // Releases the interpreter lock for a scope, so that scripts run while native code waits; does

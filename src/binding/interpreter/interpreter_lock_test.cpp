@@ -4,6 +4,7 @@
 
 #include <atomic>
 #include <chrono>
+#include <memory>
 #include <thread>
 
 namespace {
@@ -73,6 +74,65 @@ TEST(InterpreterLock, UnlockOnANativeThreadDoesNothing) {
         PyAutoUnlock2 unlocked;
         held = IsCurrentThreadHoldPythonGIL2();
     });
+    EXPECT_FALSE(held);
+}
+
+// A further interpreter that is current on the thread, as a function finds it that a script calls.
+class FurtherInterpreter : public testing::Test {
+  protected:
+    ~FurtherInterpreter() override {
+        Py_EndInterpreter(state_);
+        PyThreadState_Swap(first_);
+    }
+
+    PyThreadState* const first_ = PyThreadState_Get();
+    PyThreadState* const state_ = Py_NewInterpreter();
+    const EntryFromInterpreter entry_;
+};
+
+TEST_F(FurtherInterpreter, HoldsTheLockOnTheFirstOnesThread) {
+    EXPECT_TRUE(IsCurrentThreadHoldPythonGIL2());
+    {
+        const EntryFromInterpreter inner;
+        EXPECT_TRUE(IsCurrentThreadHoldPythonGIL2());
+    }
+    EXPECT_TRUE(IsCurrentThreadHoldPythonGIL2());
+}
+
+TEST_F(FurtherInterpreter, IsWhatAnUnlockReleasesAndTakesBack) {
+    {
+        PyAutoUnlock2 unlocked;
+        EXPECT_FALSE(IsCurrentThreadHoldPythonGIL2());
+        std::thread([] { PyAutoLock2 lock; }).join();
+    }
+    EXPECT_EQ(PyThreadState_Get(), state_);
+}
+
+TEST_F(FurtherInterpreter, StaysCurrentInTheScopeOfALock) {
+    {
+        PyAutoLock2 outer;
+        PyAutoLock2 inner;
+        EXPECT_EQ(PyThreadState_Get(), state_);
+    }
+    EXPECT_EQ(PyThreadState_Get(), state_);
+}
+
+TEST_F(FurtherInterpreter, MayEndALockOfTheFirst) {
+    PyThreadState_Swap(first_);
+    auto lock = std::make_unique<PyAutoLock2>();
+    PyThreadState_Swap(state_);
+    lock.reset();
+    EXPECT_EQ(PyThreadState_Get(), state_);
+}
+
+TEST_F(FurtherInterpreter, IsVisitedByTheThreadThatIsInIt) {
+    EXPECT_TRUE(InterpreterVisit());
+    EXPECT_EQ(PyThreadState_Get(), state_);
+}
+
+TEST_F(FurtherInterpreter, IsNotTakenForThatOfAnotherThread) {
+    bool held = true;
+    std::thread([&held] { held = IsCurrentThreadHoldPythonGIL2(); }).join();
     EXPECT_FALSE(held);
 }
 
