@@ -166,6 +166,7 @@ void CallbackTaskWorkerThread::DeliverUntilStopped() {
 }
 
 void CallbackTaskWorkerThread::Deliver(ZoSsdpDeviceInfo& device) {
-    const InterpreterVisit visit;
+    const InterpreterVisit visit(
+        [this]() REQUIRES(interpreter_lock) { return m_pVireon.GetInterpreter(); });
     if (visit) m_pVireon.Deliver(device);
 }

@@ -52,7 +52,7 @@ Vireon::Vireon()
 Vireon::~Vireon() {
     LeaveTheParentsThreads();
     // Without one nothing is asked of the interpreter.
-    if (m_pyCallback) ReleaseCallback();
+    Release(std::move(m_pyCallback), interpreter_);
     DiagnosticsLog::Get().Wide(kLifecycleLogLevel, L"[vireon] Vireon::~Vireon");
     // Nobody can stop a search any more when the interpreter exits, and waiting for one that runs
     // would keep the process from ending.
@@ -99,24 +99,41 @@ void Vireon::LeaveTheParentsThreads() {
 }
 
 ScriptObject Vireon::GetCallback() {
-    ForgetCallbackOfEndedInterpreter();
+    ForgetEndedInterpreter();
     return ScriptObject::Borrow(m_pyCallback.Get());
 }
 
-// It went with its interpreter; in the next one nothing of it can be called, nor dropped.
-void Vireon::ForgetCallbackOfEndedInterpreter() {
-    const unsigned current = GetInterpreterNumber();
-    if (std::exchange(interpreter_of_callback_, current) != current) m_pyCallback.Release();
+// The callable went with its interpreter; in another one it can be neither called nor dropped.
+void Vireon::ForgetEndedInterpreter() {
+    if (!interpreter_ || !interpreter_->HasEnded()) return;
+    m_pyCallback.Release();
+    interpreter_.reset();
 }
 
-void Vireon::ReleaseCallback() {
-    const InterpreterVisit visit;
-    if (!visit) {
-        m_pyCallback.Release();  // went with its interpreter
-        return;
+void Vireon::JoinInterpreter() {
+    if (!Py_IsInitialized()) return;
+    const PyAutoLock2 lock;
+    ForgetEndedInterpreter();
+    if (!interpreter_) interpreter_ = Interpreter::GetCurrent();
+    interpreter_->Add(life_);
+}
+
+void Vireon::Release(ScriptObject callback, const std::shared_ptr<Interpreter>& interpreter) {
+    if (!callback) return;
+    const InterpreterVisit visit([&interpreter] { return interpreter; });
+    if (visit) {
+        const ScriptObject gone = std::move(callback);
+    } else {
+        callback.Release();  // went with its interpreter
     }
-    ForgetCallbackOfEndedInterpreter();
-    const ScriptObject callback = std::move(m_pyCallback);
+}
+
+ScriptObject Vireon::LeaveInterpreter(const Interpreter& interpreter) {
+    if (interpreter_.get() != &interpreter) return ScriptObject();
+    BeginToStop();
+    if (const DispatchThread dispatch = GetCallbackThread()) dispatch->SignalEnd();
+    interpreter_.reset();
+    return std::move(m_pyCallback);
 }
 
 void Vireon::SetInterVal(float seconds) {
@@ -124,10 +141,14 @@ void Vireon::SetInterVal(float seconds) {
 }
 
 void Vireon::SetCallback(PyObject* callback) {
-    ForgetCallbackOfEndedInterpreter();
-    // The old one goes last: its end may run scripts that come back here.
-    const ScriptObject old =
+    ForgetEndedInterpreter();
+    std::shared_ptr<Interpreter> current = Interpreter::GetCurrent();
+    current->Add(life_);
+    const std::shared_ptr<Interpreter> left = std::exchange(interpreter_, std::move(current));
+    ScriptObject old =
         std::exchange(m_pyCallback, ScriptObject::Borrow(callback == Py_None ? nullptr : callback));
+    // Last: its end may run scripts that come back here.
+    Release(std::move(old), left);
 }
 
 zorvane::Int32 Vireon::SearchDevices() {
@@ -143,6 +164,7 @@ zorvane::Int32 Vireon::SearchInterfaces(const NPT_List<NPT_NetworkInterface*>& i
     // Runs scripts, and lets those of other threads run: one of them may destroy the engine.
     OpenInterpreterToThreads();
     if (!life->Get()) return 0;
+    JoinInterpreter();
     return StartDispatch() && StartSenders(interfaces) ? kSearchStarted : 0;
 }
 
@@ -211,6 +233,15 @@ void Vireon::Stop() {
     // Stop finds nobody to wait for, may destroy the engine.
     const DispatchThread dispatch = GetCallbackThread();
     const std::vector<SearchThread> search_threads = TakeSearchThreads();
+    BeginToStop();
+    PyAutoUnlock2 unlocked;
+    if (dispatch) dispatch->Close();
+    for (const SearchThread& thread : search_threads)
+        thread->Close();
+}
+
+void Vireon::BeginToStop() {
+    isClosed = true;
     std::shared_ptr<SocketWaker> waker;
     {
         NPT_AutoLock lock(m_lock);
@@ -218,10 +249,6 @@ void Vireon::Stop() {
         was_stopped_ = true;
     }
     if (waker) waker->Wake();
-    PyAutoUnlock2 unlocked;
-    if (dispatch) dispatch->Close();
-    for (const SearchThread& thread : search_threads)
-        thread->Close();
 }
 
 Vireon::DispatchThread Vireon::GetCallbackThread() {
@@ -295,7 +322,7 @@ NPT_Result Vireon::InspectDevice(const NPT_HttpMessage& message, const NPT_HttpU
 }
 
 void Vireon::CallbacktoClient(ZoSsdpDeviceInfo* device) {
-    const InterpreterVisit visit;
+    const InterpreterVisit visit([this]() REQUIRES(interpreter_lock) { return GetInterpreter(); });
     if (!device || !visit) return;
     // With a reference of its own the call needs nothing more of the engine, which the script may
     // close or destroy meanwhile.
@@ -312,13 +339,18 @@ void Vireon::CallbacktoClient(ZoSsdpDeviceInfo* device) {
     }
 }
 
-PyObject* Vireon::_Callback(const char* format, va_list arguments) {
+ScriptObject Vireon::Call(const char* format, const ArgumentBuilder& build) {
+    const InterpreterVisit visit([this]() REQUIRES(interpreter_lock) { return GetInterpreter(); });
+    if (!visit) return ScriptObject();
     const ScriptObject callable = GetCallback();
-    if (!callable) return nullptr;
+    return callable ? CallScript(callable.Get(), format, build) : ScriptObject();
+}
+
+PyObject* Vireon::_Callback(const char* format, va_list arguments) {
     // A copy, since what a va_list is as a parameter differs between platforms.
     va_list copy;
     va_copy(copy, arguments);
-    ScriptObject result = CallScript(callable.Get(), format, [&copy](const char* composed) {
+    ScriptObject result = Call(format, [&copy](const char* composed) {
         return ScriptObject::Steal(Py_VaBuildValue(composed, copy));
     });
     va_end(copy);
@@ -333,9 +365,26 @@ void Vireon::CallBack(const char* format, ...) {
 }
 
 PyObject* Vireon::CallbackWithoutArguments(const char* format) {
-    const ScriptObject callable = GetCallback();
-    if (!callable) return nullptr;
-    return CallScript(callable.Get(), format, BuildFromEmptyArguments).Release();
+    return Call(format, BuildFromEmptyArguments).Release();
+}
+
+void VireonLife::LeaveInterpreter(const Interpreter& interpreter) {
+    // Goes behind the lock: its end may run scripts.
+    const ScriptObject callback = Leave(interpreter);
+}
+
+void VireonLife::LoseInterpreter(const Interpreter& interpreter) {
+    Leave(interpreter).Release();
+}
+
+ScriptObject VireonLife::Leave(const Interpreter& interpreter) {
+    ScriptObject callback;
+    // In a forked child a thread of its parent's may have held the lock.
+    if (process_ != CurrentProcess()) return callback;
+    // The lock is held, which the compiler cannot see through Use.
+    Use([&callback, &interpreter](Vireon& vireon)
+            NO_THREAD_SAFETY_ANALYSIS { callback = vireon.LeaveInterpreter(interpreter); });
+    return callback;
 }
 
 std::shared_ptr<VireonLife> VireonLink::LifeOf(Vireon* vireon) {
@@ -353,6 +402,11 @@ void VireonLink::TakeIn(const NPT_HttpRequest& request, const NPT_HttpRequestCon
     Use([&](Vireon& vireon) {
         vireon.ProcessSsdpSearchResponse(NPT_SUCCESS, request, context, &response);
     });
+}
+
+std::shared_ptr<Interpreter> VireonLink::GetInterpreter() const {
+    const Vireon* const vireon = load();
+    return vireon ? vireon->GetInterpreter() : nullptr;
 }
 
 void VireonLink::Deliver(ZoSsdpDeviceInfo& device) const {

@@ -6,7 +6,9 @@
 #include <memory>
 #include <vector>
 
+#include "binding/interpreter/interpreter.h"
 #include "binding/interpreter/interpreter_lock.h"
+#include "binding/interpreter/script_call.h"
 #include "binding/interpreter/script_object.h"
 #include "core/list.h"
 #include "core/mutex.h"
@@ -51,7 +53,9 @@ class Vireon {
     // Seconds between two searches, stored as given: 0, what is negative and NaN search every 30 s,
     // what is longer than the clock can hold never again.
     void SetInterVal(float seconds);
-    // Replaces the callable; null and None leave none. It is not checked that it can be called.
+    // Replaces the callable; null and None leave none. It is not checked that it can be called. The
+    // engine belongs to the interpreter that is current from then on: the callable runs there, and
+    // is let go there. Throws std::bad_alloc and changes nothing then.
     void SetCallback(PyObject* callback) REQUIRES(interpreter_lock) EXCLUDES(m_lock);
     // Starts a search on the local interfaces: kSearchStarted, or 0 when the dispatch thread cannot
     // be had (nothing is started then) or a multicast sender found no port (what was started before
@@ -59,7 +63,8 @@ class Vireon {
     // search on a closed engine sends once and ends. What an earlier search found and Stop left
     // undelivered is destroyed; without a Stop in between it is handed on.
     zorvane::Int32 SearchDevices() EXCLUDES(m_lock);
-    // The same search on the interfaces given.
+    // The same search on the interfaces given. An engine that belongs to no interpreter belongs to
+    // the current one from then on.
     zorvane::Int32 SearchInterfaces(const NPT_List<NPT_NetworkInterface*>& interfaces)
         EXCLUDES(m_lock);
     // Closes the engine, wakes its threads and waits for them, with the interpreter lock released:
@@ -83,8 +88,9 @@ class Vireon {
     NPT_Result InspectDevice(const NPT_HttpMessage& message, const NPT_HttpUrl& location,
                              const char* uuid, const NPT_String* usn, NPT_TimeInterval lease_time);
 
-    // Calls the callable with ("Update Service", the device's dictionary). Takes the interpreter
-    // lock itself; does nothing without a device, a callable or a living interpreter.
+    // Calls the callable with ("Update Service", the device's dictionary) in its interpreter. Takes
+    // the interpreter lock itself; does nothing without a device, a callable or a living
+    // interpreter.
     void CallbacktoClient(ZoSsdpDeviceInfo* device) EXCLUDES(m_lock);
     // Calls the callable with arguments built as the interpreter's Py_BuildValue does; a format of
     // one character becomes a tuple of one, none or "" a call without arguments. A script exception
@@ -100,6 +106,14 @@ class Vireon {
         EXCLUDES(m_lock);
 
     const std::shared_ptr<VireonLife>& GetLife() const { return life_; }
+    // Where the callable runs; none without a callable.
+    std::shared_ptr<Interpreter> GetInterpreter() const REQUIRES(interpreter_lock) {
+        return m_pyCallback ? interpreter_ : nullptr;
+    }
+    // If that one is the engine's: closes it and wakes its threads, without waiting for them. The
+    // callable, which the caller lets go of, or none.
+    ScriptObject LeaveInterpreter(const Interpreter& interpreter) REQUIRES(interpreter_lock)
+        EXCLUDES(m_lock);
 
     // Every worker polls it, at least once per interval; Stop sets it and nothing resets it but the
     // script.
@@ -128,12 +142,19 @@ class Vireon {
     std::shared_ptr<SocketWaker> GetWaker();
     // A reference of the caller's own, or none.
     ScriptObject GetCallback() REQUIRES(interpreter_lock) EXCLUDES(m_lock);
-    void ForgetCallbackOfEndedInterpreter() REQUIRES(interpreter_lock);
-    void ReleaseCallback() EXCLUDES(m_lock);
+    void ForgetEndedInterpreter() REQUIRES(interpreter_lock);
+    // An engine that belongs to no interpreter belongs to the current one afterwards.
+    void JoinInterpreter();
+    // Calls the callable in its interpreter; null as _Callback.
+    ScriptObject Call(const char* format, const ArgumentBuilder& build) EXCLUDES(m_lock);
+    // Lets a callable go in its interpreter.
+    static void Release(ScriptObject callback, const std::shared_ptr<Interpreter>& interpreter);
+    // Closes the engine and wakes its threads.
+    void BeginToStop() EXCLUDES(m_lock);
 
     std::atomic<float> m_interval;
     ScriptObject m_pyCallback GUARDED_BY(interpreter_lock);
-    unsigned interpreter_of_callback_ GUARDED_BY(interpreter_lock) = GetInterpreterNumber();
+    std::shared_ptr<Interpreter> interpreter_ GUARDED_BY(interpreter_lock);
 
     // Held also while a record is queued, so no record is queued behind the back of a replacement.
     NPT_Mutex m_lock ACQUIRED_AFTER(lock_order::engine) ACQUIRED_BEFORE(lock_order::queue);

@@ -3,7 +3,10 @@
 
 #include <memory>
 
+#include "binding/interpreter/interpreter.h"
+#include "binding/interpreter/script_object.h"
 #include "core/critical_section.h"
+#include "core/process.h"
 #include "core/thread_annotations.h"
 #include "engine/lock_order.h"
 
@@ -15,9 +18,14 @@ class ZoSsdpDeviceInfo;
 
 // Whether one engine still exists. Shared by the engine, which ends it, and everybody who keeps a
 // pointer to the engine without owning it. Any thread.
-class VireonLife {
+//
+// Takes the engine out of service when the interpreter that it belongs to ends; what that means is
+// defined with the engine.
+class VireonLife : public InterpreterGuest {
   public:
     explicit VireonLife(Vireon* vireon) : vireon_(vireon) {}
+    void LeaveInterpreter(const Interpreter& interpreter) override REQUIRES(interpreter_lock);
+    void LoseInterpreter(const Interpreter& interpreter) override REQUIRES(interpreter_lock);
 
     // Runs use(engine) unless the engine is gone, and keeps it from going meanwhile: End waits. So
     // use must not wait for the interpreter lock. False when the engine was gone.
@@ -32,6 +40,10 @@ class VireonLife {
     void End();
 
   private:
+    // The callable, if the engine belonged there.
+    ScriptObject Leave(const Interpreter& interpreter) REQUIRES(interpreter_lock);
+
+    const ProcessId process_ = CurrentProcess();
     CriticalSection lock_ ACQUIRED_AFTER(interpreter_lock) ACQUIRED_BEFORE(lock_order::engine);
     Vireon* vireon_ GUARDED_BY(lock_);
 };
@@ -53,6 +65,9 @@ class VireonLink {
     // Hands an answer to the engine, which may want it or not; without an engine it is lost.
     void TakeIn(const NPT_HttpRequest& request, const NPT_HttpRequestContext& context,
                 NPT_HttpResponse& response) const;
+    // Where the engine's callable runs; none without an engine or a callable. No state need be
+    // current.
+    std::shared_ptr<Interpreter> GetInterpreter() const REQUIRES(interpreter_lock);
     // Calls the engine's callable with the record; without an engine it does nothing. The
     // interpreter lock is held: engines are destroyed under it, so this one is there until the
     // script runs.

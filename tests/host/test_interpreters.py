@@ -80,5 +80,113 @@ say(*held)
         )
 
 
+class Callable(HostCase):
+    def test_it_runs_in_the_interpreter_that_set_it(self):
+        self.expect_both_ways(
+            ['True True'] * 4,
+            '''
+import sys, _vireon
+from host_script import *
+seen = []
+def callback(event, device):
+    if seen:
+        return
+    import sys as inner
+    # Only the builtins of the interpreter that it runs in let a script open files.
+    seen.append((inner is sys, open(__import__('os').devnull).read() == ''))
+engine = search(callback)
+def waiting():
+    return not seen
+def finish():
+    _vireon.Vireon_Stop(engine)
+    _vireon.delete_Vireon(engine)
+    say(*seen[0])
+''',
+            '--count',
+            '4',
+        )
+
+
+# Never stops its search. What a callable leads to is there for as long as it can be called.
+ENDLESS = '''
+import _vireon
+from host_script import *
+class Callback(object):
+    def __init__(self):
+        self.count = 0
+    def __call__(self, event, device):
+        self.count += len(names.setdefault(device['friendlyName'], 'x'))
+    def __del__(self):
+        say('let go')
+names = {}
+callback = Callback()
+engine = search(callback)
+def waiting():
+    return not names
+'''
+
+LEFT = (
+    ENDLESS
+    + '''
+engine.disown()
+del callback
+'''
+)
+
+DESTROYED = (
+    ENDLESS
+    + '''
+class Owner(object):
+    def __init__(self, engine):
+        self.engine = engine
+    def __del__(self, delete=_vireon.delete_Vireon):
+        delete(self.engine)
+owner = Owner(engine)
+del callback, engine
+'''
+)
+
+
+class End(HostCase):
+    def test_an_interpreter_takes_its_engines_out_of_service(self):
+        self.expect_both_ways(['let go'] * 8, LEFT, '--count', '4', '--rounds', '2')
+
+    def test_an_interpreter_may_destroy_an_engine_that_still_searches(self):
+        self.expect_both_ways(['let go'] * 8, DESTROYED, '--count', '4', '--rounds', '2')
+
+    def test_the_others_go_on(self):
+        self.expect(
+            ['let go', 'went on'],
+            OWN_THREADS,
+            LEFT
+            + '''
+if NUMBER == 1:
+    def waiting():
+        return len(names) < 20
+    def finish():
+        say('went on')
+        _vireon.Vireon_Stop(engine)
+        _vireon.Vireon_SetCallback(engine, None)
+        _vireon.delete_Vireon(engine)
+    Callback.__del__ = lambda self: None
+''',
+            '--count',
+            '2',
+        )
+
+
+class Exit(HostCase):
+    def test_python_ends_around_interpreters_that_search(self):
+        self.expect_both_ways([], LEFT.replace("say('let go')", 'pass'), '--count', '3', '--leave')
+
+    def test_python_starts_again_after_interpreters_that_search(self):
+        self.expect_both_ways(
+            [], LEFT.replace("say('let go')", 'pass'), '--count', '3', '--leave', '--lives', '5'
+        )
+
+    def test_python_starts_again_after_interpreters_that_have_ended(self):
+        self.expect_both_ways(['let go'] * 15, DESTROYED, '--count', '3', '--lives', '5')
+
+
 if __name__ == '__main__':
     unittest.main()

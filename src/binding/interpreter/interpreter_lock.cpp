@@ -4,8 +4,8 @@
 
 #include <atomic>
 #include <chrono>
+#include <new>
 #include <thread>
-#include <utility>
 
 #include "core/deadline.h"
 #include "core/process.h"
@@ -16,20 +16,12 @@ enum class Door { kNeverOpened, kOpen, kClosed };
 
 // Plain values without destructors: threads may still look while the process exits.
 std::atomic<Door> door{Door::kNeverOpened};
-std::atomic<PyInterpreterState*> first_interpreter{nullptr};
-
-// Of the thread's innermost EntryFromInterpreter.
-thread_local PyThreadState* entry_state = nullptr;
-
-// Another thread may be switching the current state, but never from or to one of this thread's own.
-PyThreadState* CurrentState() {
-    return __atomic_load_n(&_PyThreadState_Current, __ATOMIC_RELAXED);
-}
 
 // Whether the thread holds the lock by another state than its registered one. The interpreter's own
 // way of taking it again would wait for this very thread then.
 bool IsHeldByFurtherState() {
-    return IsCurrentThreadHoldPythonGIL2() && CurrentState() != PyGILState_GetThisThreadState();
+    return IsCurrentThreadHoldPythonGIL2() &&
+           PyThreadState_GET() != PyGILState_GetThisThreadState();
 }
 
 // How many threads of a process are on a visit. A forked child inherits none of them, so it begins
@@ -64,8 +56,13 @@ class VisitorCount {
     std::atomic<NPT_UInt64> state_{0};
 };
 VisitorCount visitors;
-// Since the door was opened.
-std::atomic<int> exit_handlers{0};
+
+// The one that opened the door, to those who have no other to visit. Never destroyed, like all that
+// threads may look at while the process exits.
+std::shared_ptr<Interpreter>& OpenedInterpreter() REQUIRES(interpreter_lock) {
+    static auto& opened = *new std::shared_ptr<Interpreter>;
+    return opened;
+}
 
 // Exit handlers run in the reverse order of their registration. The one from the import runs behind
 // those of the scripts that import the module, one of which may destroy an engine that searches:
@@ -78,28 +75,33 @@ constexpr int kExitHandlers = 2;
 constexpr NPT_Timeout kTimeToLeave = 500;  // milliseconds
 constexpr std::chrono::milliseconds kLookInterval(1);
 
-PyObject* CloseDoor(PyObject*, PyObject*) {
-    const EntryFromInterpreter entry;
-    exit_handlers = 0;
+void WaitForVisitors() {
+    PyAutoUnlock2 unlocked;
+    const Deadline limit = Deadline::AfterMillis(kTimeToLeave);
+    while (!visitors.IsZero() && !limit.HasPassed())
+        std::this_thread::sleep_for(kLookInterval);
+}
+
+// Closes the door to one interpreter or, when it is the first, to all. Python itself runs the exit
+// handlers of the first only; a host may run a further one's before it ends that.
+void CloseDoorTo(Interpreter& interpreter) REQUIRES(interpreter_lock) {
+    interpreter.SetExitHandlers(0);
+    if (!interpreter.IsFirst()) return interpreter.BeginToEnd();
     // The later handler does not wait again for a visitor who stays.
-    if (door.exchange(Door::kClosed) == Door::kOpen) {
-        PyAutoUnlock2 unlocked;
-        const Deadline limit = Deadline::AfterMillis(kTimeToLeave);
-        while (!visitors.IsZero() && !limit.HasPassed())
-            std::this_thread::sleep_for(kLookInterval);
+    if (door.exchange(Door::kClosed) == Door::kOpen) WaitForVisitors();
+}
+
+PyObject* CloseDoor(PyObject*, PyObject*) REQUIRES(interpreter_lock) {
+    const EntryFromInterpreter entry;
+    try {
+        CloseDoorTo(*Interpreter::GetCurrent());
+    } catch (const std::bad_alloc&) {
+        return PyErr_NoMemory();
     }
     Py_RETURN_NONE;
 }
 
 PyMethodDef close_door = {"close_door", CloseDoor, METH_NOARGS, nullptr};
-
-std::atomic<unsigned> ended_interpreters{0};
-bool is_end_awaited GUARDED_BY(interpreter_lock) = false;
-
-void CountEnd() REQUIRES(interpreter_lock) {
-    is_end_awaited = false;
-    ++ended_interpreters;
-}
 
 void RegisterExitHandler() {
     PyObject* handler = PyCFunction_New(&close_door, nullptr);
@@ -114,26 +116,7 @@ void RegisterExitHandler() {
     Py_XDECREF(handler);
 }
 
-// The interpreter that PyGILState_Ensure would choose: the list begins with the youngest.
-PyInterpreterState* FindFirstInterpreter() {
-    PyInterpreterState* found = PyInterpreterState_Head();
-    while (PyInterpreterState* const older = PyInterpreterState_Next(found))
-        found = older;
-    return found;
-}
-
 }  // namespace
-
-bool IsCurrentThreadHoldPythonGIL2() {
-    const PyThreadState* const current = CurrentState();
-    return current && (current == entry_state || current == PyGILState_GetThisThreadState());
-}
-
-EntryFromInterpreter::EntryFromInterpreter() : outer_(std::exchange(entry_state, CurrentState())) {}
-
-EntryFromInterpreter::~EntryFromInterpreter() {
-    entry_state = outer_;
-}
 
 PyAutoLock2::PyAutoLock2() {
     if (!IsHeldByFurtherState()) state_ = PyGILState_Ensure();
@@ -169,12 +152,13 @@ void OpenInterpreterToThreads() {
     if (!Py_IsInitialized()) return;
     PyEval_InitThreads();
     PyAutoLock2 lock;
-    if (exit_handlers < kExitHandlers) {
-        ++exit_handlers;
+    const std::shared_ptr<Interpreter> current = Interpreter::GetCurrent();
+    if (current->GetExitHandlers() < kExitHandlers) {
+        current->SetExitHandlers(current->GetExitHandlers() + 1);
         RegisterExitHandler();
     }
-    if (!is_end_awaited) is_end_awaited = Py_AtExit(CountEnd) == 0;
-    first_interpreter = FindFirstInterpreter();
+    std::shared_ptr<Interpreter>& opened = OpenedInterpreter();
+    if (!opened || opened->HasEnded()) opened = current;
     door = Door::kOpen;
 }
 
@@ -183,41 +167,62 @@ bool IsInterpreterEnding() {
     return now == Door::kClosed || (now == Door::kOpen && !Py_IsInitialized());
 }
 
-unsigned GetInterpreterNumber() {
-    return ended_interpreters;
+InterpreterVisit::InterpreterVisit()
+    : InterpreterVisit([]() REQUIRES(interpreter_lock) {
+          return _PyThreadState_Current ? Interpreter::GetCurrent() : OpenedInterpreter();
+      }) {}
+
+InterpreterVisit::InterpreterVisit(const Choice& choose) {
+    if (!IsCurrentThreadHoldPythonGIL2() && !TakeLock()) return;
+    Enter(choose().get());
 }
 
-InterpreterVisit::InterpreterVisit() {
-    if (IsCurrentThreadHoldPythonGIL2()) {
-        lock_.emplace();
-        return;
-    }
+bool InterpreterVisit::TakeLock() {
     // Counted before the look at the door: the exit handler closes it and then counts, so that
     // whoever it misses finds the door closed.
     visitors.Enter();
     counted_ = true;
-    if (door != Door::kOpen || !Py_IsInitialized()) return;
-    if (PyGILState_GetThisThreadState()) {
-        lock_.emplace();
-    } else {
-        // PyGILState_Ensure would end the process when there is no memory for a state.
-        own_state_ = PyThreadState_New(first_interpreter);
-        if (!own_state_) return;
-        PyEval_AcquireThread(own_state_);
-    }
+    if (door != Door::kOpen || !Py_IsInitialized()) return false;
+    // Without a state: to which interpreter it has to belong, and whether that is still there, only
+    // who holds the lock can know.
+    PyEval_AcquireLock();
+    took_lock_ = true;
     // An exit that did not run its handlers may have begun while this thread waited for the lock.
-    if (!Py_IsInitialized()) Leave();
+    return Py_IsInitialized();
+}
+
+void InterpreterVisit::Enter(Interpreter* interpreter) {
+    if (!interpreter || interpreter->HasEnded()) return;
+    PyInterpreterState* const wanted = interpreter->GetState();
+    // The macro for it would not have it that there may be none.
+    const PyThreadState* const current = _PyThreadState_Current;
+    if (current && current->interp == wanted) {
+        is_inside_ = true;
+        return;
+    }
+    if (interpreter->IsEnding()) return;
+    PyThreadState* state = PyGILState_GetThisThreadState();
+    if (!state || state->interp != wanted) {
+        // PyGILState_Ensure would end the process when there is no memory for a state.
+        own_state_ = PyThreadState_New(wanted);
+        if (!own_state_) return;
+        state = own_state_;
+    }
+    outer_state_ = PyThreadState_Swap(state);
+    has_swapped_ = true;
+    entry_.emplace();
+    is_inside_ = true;
 }
 
 InterpreterVisit::~InterpreterVisit() {
-    Leave();
+    if (own_state_) PyThreadState_Clear(own_state_);
+    entry_.reset();
+    if (own_state_ && took_lock_) {
+        PyThreadState_DeleteCurrent();  // and lets go of the lock
+    } else {
+        if (has_swapped_) PyThreadState_Swap(outer_state_);
+        if (own_state_) PyThreadState_Delete(own_state_);
+        if (took_lock_) PyEval_ReleaseLock();
+    }
     if (counted_) visitors.Leave();
-}
-
-void InterpreterVisit::Leave() {
-    lock_.reset();
-    if (!own_state_) return;
-    PyThreadState_Clear(own_state_);
-    PyThreadState_DeleteCurrent();
-    own_state_ = nullptr;
 }

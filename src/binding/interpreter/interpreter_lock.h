@@ -1,42 +1,13 @@
 #ifndef VIREON_BINDING_INTERPRETER_INTERPRETER_LOCK_H
 #define VIREON_BINDING_INTERPRETER_INTERPRETER_LOCK_H
 
+#include <functional>
+#include <memory>
 #include <optional>
 
+#include "binding/interpreter/held_lock.h"
+#include "binding/interpreter/interpreter.h"
 #include "core/thread_annotations.h"
-
-// The interpreter's own types, so that only the sources need its headers.
-struct _object;
-typedef struct _object PyObject;
-struct _ts;
-typedef struct _ts PyThreadState;
-
-// The interpreter's lock to the compiler, which checks who holds it. The interpreter has the real
-// one; this is never defined.
-class CAPABILITY("interpreter lock") InterpreterLock {};
-extern InterpreterLock interpreter_lock;
-
-// True exactly when the calling thread holds the interpreter lock, by the state that the
-// interpreter has registered for it or by the one that an EntryFromInterpreter notes. Safe on any
-// thread, with or without an interpreter.
-bool IsCurrentThreadHoldPythonGIL2();
-
-// Notes for a scope with which state the interpreter called the thread in. A host that has several
-// interpreters in its process has several states for a thread, of which only the first is
-// registered. To whom another one belongs only the thread itself can tell: asking the state would
-// read what its owner may be about to free. So each function that the interpreter calls, with the
-// lock held, begins with this, except those that neither ask for the lock nor release it. Destroyed
-// on the thread that made it, in reverse order of creation.
-class EntryFromInterpreter {
-  public:
-    EntryFromInterpreter();
-    EntryFromInterpreter(const EntryFromInterpreter&) = delete;
-    EntryFromInterpreter& operator=(const EntryFromInterpreter&) = delete;
-    ~EntryFromInterpreter();
-
-  private:
-    PyThreadState* outer_;
-};
 
 // Holds the interpreter lock for a scope, whether or not the thread held it before. Destroyed on
 // the thread that made it, in reverse order of creation. The interpreter must be alive: a thread
@@ -69,38 +40,48 @@ class PyAutoUnlock2 {
 // failure), whether the insert succeeded or not. 0, or -1 with the interpreter's error set.
 int PyDict_SetItem2(PyObject* dict, PyObject* key, PyObject* value) REQUIRES(interpreter_lock);
 
-// Lets native threads visit the interpreter from now on and has the interpreter call back when it
-// exits: the door is closed then, before anything of the interpreter is torn down. To be called
-// when the module is imported and when a search starts: so it is closed as well before the exit
-// handlers that scripts registered in between. Does nothing without an interpreter. Any thread.
+// Lets native threads visit the interpreters from now on and has the current one call back when it
+// exits: the door is closed then, before anything of it is torn down. To be called when the module
+// is imported and when a search starts: so it is closed as well before the exit handlers that
+// scripts registered in between. Does nothing without an interpreter. Any thread; one that does not
+// hold the lock opens the first interpreter.
 void OpenInterpreterToThreads();
 
-// True from the moment when an interpreter that was opened to threads begins to exit. Never true in
-// a process that has opened none.
+// True from the moment when the interpreter, opened to threads, begins to exit. Never true in a
+// process that has opened none.
 bool IsInterpreterEnding();
 
-// Tells an interpreter from the one that this process had before it: what belonged to that, no call
-// of a later one may touch. Any thread.
-unsigned GetInterpreterNumber();
-
-// Holds the interpreter lock for a scope on a thread of our own, unless the interpreter is not
-// there or exits or has no memory for another thread: then the visit is refused and false. A thread
-// that holds the lock already is never refused. To the compiler a refused visit holds it too:
-// whoever visits asks first.
+// Holds the interpreter lock for a scope in which an interpreter is current, unless that is not
+// there or ends or Python exits or there is no memory for another thread: then the visit is refused
+// and false. A thread that is in the interpreter already is never refused, and none is that holds
+// the lock because the door is closed. To the compiler a refused visit holds the lock too: whoever
+// visits asks first.
 class SCOPED_CAPABILITY InterpreterVisit {
   public:
+    // Says where to, once the lock is held; none means that there is nothing to visit. What it does
+    // must need no current state.
+    using Choice = std::function<std::shared_ptr<Interpreter>()>;
+
+    // The interpreter that the thread is in, else the one that was opened to threads.
     InterpreterVisit() ACQUIRE(interpreter_lock);
+    explicit InterpreterVisit(const Choice& choose) ACQUIRE(interpreter_lock);
     InterpreterVisit(const InterpreterVisit&) = delete;
     InterpreterVisit& operator=(const InterpreterVisit&) = delete;
     ~InterpreterVisit() RELEASE();
-    explicit operator bool() const { return lock_.has_value() || own_state_ != nullptr; }
+    explicit operator bool() const { return is_inside_; }
 
   private:
-    void Leave();
+    // False when Python is not there or exits.
+    bool TakeLock();
+    void Enter(Interpreter* interpreter) REQUIRES(interpreter_lock);
 
     bool counted_ = false;
-    std::optional<PyAutoLock2> lock_;     // of a thread that the interpreter knows
-    PyThreadState* own_state_ = nullptr;  // of one that it does not
+    bool took_lock_ = false;
+    bool is_inside_ = false;
+    bool has_swapped_ = false;
+    PyThreadState* own_state_ = nullptr;  // made for the visit
+    PyThreadState* outer_state_ = nullptr;
+    std::optional<EntryFromInterpreter> entry_;
 };
 
 #endif

@@ -1,4 +1,5 @@
 #include "binding/interpreter/testing/embedded_interpreter.h"
+#include "binding/interpreter/testing/further_interpreter.h"
 
 #include "binding/interpreter/interpreter_lock.h"
 
@@ -77,28 +78,6 @@ TEST(InterpreterLock, UnlockOnANativeThreadDoesNothing) {
     EXPECT_FALSE(held);
 }
 
-// A further interpreter that is current on the thread, as a function finds it that a script calls.
-class FurtherInterpreter : public testing::Test {
-  protected:
-    ~FurtherInterpreter() override {
-        Py_EndInterpreter(state_);
-        PyThreadState_Swap(first_);
-    }
-
-    PyThreadState* const first_ = PyThreadState_Get();
-    PyThreadState* const state_ = Py_NewInterpreter();
-    const EntryFromInterpreter entry_;
-};
-
-TEST_F(FurtherInterpreter, HoldsTheLockOnTheFirstOnesThread) {
-    EXPECT_TRUE(IsCurrentThreadHoldPythonGIL2());
-    {
-        const EntryFromInterpreter inner;
-        EXPECT_TRUE(IsCurrentThreadHoldPythonGIL2());
-    }
-    EXPECT_TRUE(IsCurrentThreadHoldPythonGIL2());
-}
-
 TEST_F(FurtherInterpreter, IsWhatAnUnlockReleasesAndTakesBack) {
     {
         PyAutoUnlock2 unlocked;
@@ -111,8 +90,10 @@ TEST_F(FurtherInterpreter, IsWhatAnUnlockReleasesAndTakesBack) {
 TEST_F(FurtherInterpreter, StaysCurrentInTheScopeOfALock) {
     {
         PyAutoLock2 outer;
-        PyAutoLock2 inner;
-        EXPECT_EQ(PyThreadState_Get(), state_);
+        [this] {
+            PyAutoLock2 inner;
+            EXPECT_EQ(PyThreadState_Get(), state_);
+        }();
     }
     EXPECT_EQ(PyThreadState_Get(), state_);
 }
@@ -128,12 +109,6 @@ TEST_F(FurtherInterpreter, MayEndALockOfTheFirst) {
 TEST_F(FurtherInterpreter, IsVisitedByTheThreadThatIsInIt) {
     EXPECT_TRUE(InterpreterVisit());
     EXPECT_EQ(PyThreadState_Get(), state_);
-}
-
-TEST_F(FurtherInterpreter, IsNotTakenForThatOfAnotherThread) {
-    bool held = true;
-    std::thread([&held] { held = IsCurrentThreadHoldPythonGIL2(); }).join();
-    EXPECT_FALSE(held);
 }
 
 class DictionaryInsert : public testing::Test {

@@ -1,0 +1,179 @@
+#include <Python.h>
+
+#include "binding/interpreter/interpreter.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <new>
+#include <utility>
+
+#include "binding/interpreter/pending_exception.h"
+
+namespace {
+
+using Interpreters = std::vector<std::shared_ptr<Interpreter>>;
+
+// Those that have not ended. Never destroyed: threads may look while the process exits.
+Interpreters& LivingInterpreters() REQUIRES(interpreter_lock) {
+    static auto& living = *new Interpreters;
+    return living;
+}
+
+// What Python had when it ended and left behind. The next one's first interpreter has it behind
+// itself in Python's list, which begins with the youngest.
+PyInterpreterState* left_behind GUARDED_BY(interpreter_lock) = nullptr;
+bool is_end_awaited GUARDED_BY(interpreter_lock) = false;
+
+// The end of an interpreter begins with taking some of sys's attributes, of which this dictionary
+// is the one that other things can be put in: Python looks up paths in it, and nothing else.
+char early_place[] = "path_importer_cache";
+
+// Under which name the watches lie; each copy of the module has its own. Since it begins with no
+// underscore it is among the last that go from sys.
+const char* WatchName() {
+    static char name[40];
+    if (!*name) std::snprintf(name, sizeof name, "vireon at %p", static_cast<void*>(name));
+    return name;
+}
+
+}  // namespace
+
+// What lies in an interpreter to go with it.
+struct Interpreter::Watch {
+    static constexpr const char* kKind = "vireon watch";
+
+    // Steals nothing; false, and no exception, without memory.
+    static bool Put(const std::shared_ptr<Interpreter>& interpreter, PyObject* place,
+                    PyCapsule_Destructor go) REQUIRES(interpreter_lock) {
+        if (!place || !PyDict_Check(place)) return false;
+        auto owned = std::make_unique<std::shared_ptr<Interpreter>>(interpreter);
+        PyObject* const watch = PyCapsule_New(owned.get(), kKind, go);
+        bool is_put = false;
+        if (watch) {
+            owned.release();  // the watch's now
+            is_put = PyDict_SetItemString(place, WatchName(), watch) == 0;
+            Py_DECREF(watch);
+        }
+        if (!is_put) PyErr_Clear();
+        return is_put;
+    }
+    static std::shared_ptr<Interpreter> Take(PyObject* watch) {
+        const std::unique_ptr<std::shared_ptr<Interpreter>> owned(
+            static_cast<std::shared_ptr<Interpreter>*>(PyCapsule_GetPointer(watch, kKind)));
+        return *owned;
+    }
+    static void PutEarly(const std::shared_ptr<Interpreter>& interpreter)
+        REQUIRES(interpreter_lock) {
+        interpreter->has_early_watch_ = Put(interpreter, PySys_GetObject(early_place), GoEarly);
+    }
+    static void PutLate(const std::shared_ptr<Interpreter>& interpreter)
+        REQUIRES(interpreter_lock) {
+        interpreter->has_late_watch_ = Put(interpreter, interpreter->state_->sysdict, GoLate);
+    }
+
+    static void GoEarly(PyObject* watch) REQUIRES(interpreter_lock) {
+        const EntryFromInterpreter entry;
+        const binding::PendingException pending;
+        const std::shared_ptr<Interpreter> interpreter = Take(watch);
+        interpreter->has_early_watch_ = false;
+        // A script has cleared the cache. The next use puts another watch in: a script that takes
+        // out entries until there are none would never end if this did.
+        if (interpreter->HasEnded() || interpreter->IsCurrentAndWhole()) return;
+        interpreter->BeginToEnd();
+    }
+    static void GoLate(PyObject* watch) REQUIRES(interpreter_lock) {
+        const EntryFromInterpreter entry;
+        const binding::PendingException pending;
+        const std::shared_ptr<Interpreter> interpreter = Take(watch);
+        interpreter->has_late_watch_ = false;
+        if (interpreter->HasEnded()) return;
+        if (!interpreter->IsCurrentAndWhole()) return interpreter->End();
+        try {
+            PutLate(interpreter);
+        } catch (const std::bad_alloc&) {
+            // The next use tries again.
+        }
+    }
+};
+
+std::shared_ptr<Interpreter> Interpreter::GetCurrent() {
+    PyInterpreterState* const state = PyThreadState_GET()->interp;
+    Interpreters& living = LivingInterpreters();
+    const auto found = std::find_if(
+        living.begin(), living.end(),
+        [state](const auto& each) REQUIRES(interpreter_lock) { return each->state_ == state; });
+    std::shared_ptr<Interpreter> current;
+    if (found != living.end()) {
+        current = *found;
+    } else {
+        current.reset(new Interpreter(state));
+        living.push_back(current);
+    }
+    if (!current->is_ending_) {
+        const binding::PendingException pending;
+        if (!current->has_early_watch_) Watch::PutEarly(current);
+        if (!current->has_late_watch_) Watch::PutLate(current);
+    }
+    if (!is_end_awaited) is_end_awaited = Py_AtExit(EndAll) == 0;
+    return current;
+}
+
+bool Interpreter::IsFirst() const {
+    return state_ && PyInterpreterState_Next(state_) == left_behind;
+}
+
+// When an interpreter ends, what the cache was gives way to nothing.
+bool Interpreter::IsCurrentAndWhole() const {
+    if (PyThreadState_GET()->interp != state_) return false;
+    PyObject* const cache = PySys_GetObject(early_place);
+    return cache && cache != Py_None;
+}
+
+void Interpreter::Add(const std::shared_ptr<InterpreterGuest>& guest) {
+    const auto is_over = [&guest](const std::weak_ptr<InterpreterGuest>& each) {
+        const std::shared_ptr<InterpreterGuest> other = each.lock();
+        return !other || other == guest;
+    };
+    guests_.erase(std::remove_if(guests_.begin(), guests_.end(), is_over), guests_.end());
+    guests_.push_back(guest);
+}
+
+std::vector<std::shared_ptr<InterpreterGuest>> Interpreter::TakeGuests() {
+    std::vector<std::shared_ptr<InterpreterGuest>> guests;
+    for (const auto& each : std::exchange(guests_, {})) {
+        if (auto guest = each.lock()) guests.push_back(std::move(guest));
+    }
+    return guests;
+}
+
+void Interpreter::BeginToEnd() {
+    is_ending_ = true;
+    // The one that ends with Python itself is no host's script: a host that starts Python again may
+    // go on with its engines.
+    if (!Py_IsInitialized()) {
+        guests_.clear();
+        return;
+    }
+    for (const auto& guest : TakeGuests())
+        guest->LeaveInterpreter(*this);
+}
+
+void Interpreter::End() {
+    BeginToEnd();
+    state_ = nullptr;
+    Interpreters& living = LivingInterpreters();
+    const auto is_this = [this](const auto& each) { return each.get() == this; };
+    living.erase(std::remove_if(living.begin(), living.end(), is_this), living.end());
+}
+
+// Python calls this last of all: it ends its first interpreter and leaves the others behind.
+void Interpreter::EndAll() {
+    is_end_awaited = false;
+    left_behind = PyInterpreterState_Head();
+    for (const auto& each : std::exchange(LivingInterpreters(), {})) {
+        each->is_ending_ = true;
+        each->state_ = nullptr;
+        for (const auto& guest : each->TakeGuests())
+            guest->LoseInterpreter(*each);
+    }
+}
