@@ -54,6 +54,26 @@ void ClearClassRecord(ClassRecord& record) {
     const auto destructor = ScriptObject::Steal(std::exchange(record.destructor, nullptr));
 }
 
+std::vector<RegisteredClass>& RegisteredClasses() {
+    static auto& classes = *new std::vector<RegisteredClass>;
+    return classes;
+}
+
+ClassRecord* ClassOf(const TypeDescriptor& type) {
+    ClassRecord* const shown = type.client_data;
+    const PyThreadState* const state = _PyThreadState_Current;
+    if (!shown || !state) return shown;
+    bool is_ours = false;
+    ClassRecord* of_current = nullptr;
+    for (const RegisteredClass& each : RegisteredClasses()) {
+        const bool is_of_current = each.interpreter == state->interp;
+        if (each.record == shown && is_of_current) return shown;
+        is_ours = is_ours || each.record == shown;
+        if (each.type == &type && is_of_current) of_current = each.record;
+    }
+    return is_ours ? of_current : shown;
+}
+
 std::forward_list<ClassRecord>& OwnClassRecords() {
     static auto& records = *new std::forward_list<ClassRecord>;
     return records;

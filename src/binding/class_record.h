@@ -4,6 +4,9 @@
 #include <Python.h>
 
 #include <forward_list>
+#include <vector>
+
+#include "binding/type_descriptor.h"
 
 namespace binding {
 
@@ -35,6 +38,18 @@ static_assert(sizeof(ClassRecord) == 40);
 ClassRecord* NewClassRecord(PyObject* script_class);
 // Drops all its references, after which it is empty.
 void ClearClassRecord(ClassRecord& record);
+// A registration with this module. A type's descriptor shows the record of the latest one only,
+// whichever interpreter of the process that was made in: each has its own classes.
+struct RegisteredClass {
+    PyInterpreterState* interpreter;
+    TypeDescriptor* type;
+    ClassRecord* record;
+};
+// The latest behind the others, one for a type in an interpreter.
+std::vector<RegisteredClass>& RegisteredClasses();
+// What dresses, converts to and destroys objects of the type in the current interpreter: its own
+// class or one of a sibling module's, which does not say where it was registered. Null for none.
+ClassRecord* ClassOf(const TypeDescriptor& type);
 // Every record that NewClassRecord ever made, empty ones as well. None is taken out.
 std::forward_list<ClassRecord>& OwnClassRecords();
 

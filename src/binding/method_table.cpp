@@ -224,7 +224,7 @@ static_assert(kFunctionCount == 80);
 
 // What the interpreter calls for one row. No C++ exception reaches it.
 template <std::size_t row>
-PyObject* Entry(PyObject*, PyObject* arguments) {
+PyObject* Entry(PyObject*, PyObject* arguments) REQUIRES(interpreter_lock) {
     const EntryFromInterpreter entry;
     try {
         return std::get<row>(kFunctions).Call(arguments);

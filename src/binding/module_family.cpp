@@ -4,7 +4,9 @@
 #include <cstring>
 #include <string_view>
 #include <utility>
+#include <vector>
 
+#include "binding/interpreter/interpreter.h"
 #include "binding/interpreter/pending_exception.h"
 #include "binding/pointer_conversion.h"
 
@@ -107,32 +109,64 @@ void SettleTypes(ModuleRecord& module) {
     module.cast_initial[module.count] = nullptr;
 }
 
+// The latest registration that there is for the type, in whichever interpreter.
+ClassRecord* LatestOf(const TypeDescriptor& type) {
+    ClassRecord* latest = nullptr;
+    for (const RegisteredClass& each : RegisteredClasses()) {
+        if (each.type == &type) latest = each.record;
+    }
+    return latest;
+}
+
+// The types that show it show what another interpreter has for them.
 void DropClass(ModuleRecord& module, ClassRecord& record) {
+    std::vector<RegisteredClass>& classes = RegisteredClasses();
+    const auto is_of_it = [&record](const RegisteredClass& each) { return each.record == &record; };
+    classes.erase(std::remove_if(classes.begin(), classes.end(), is_of_it), classes.end());
     ForEachType(module, [&record](TypeDescriptor& type) {
         if (type.client_data != &record) return;
-        type.client_data = nullptr;
-        type.owns_client_data = 0;
+        type.client_data = LatestOf(type);
+        if (!type.client_data) type.owns_client_data = 0;
     });
     ClearClassRecord(record);
 }
 
-// No class dresses or destroys anything of the module's types any more.
-void DropClasses(ModuleRecord& module) {
-    for (std::size_t i = 0; i < module.count; ++i) {
-        const TypeDescriptor& type = *module.types[i];
-        if (type.owns_client_data && type.client_data) DropClass(module, *type.client_data);
+// No class of the interpreter dresses or destroys anything any more.
+void DropClassesOf(PyInterpreterState* interpreter, ModuleRecord& module) {
+    const std::vector<RegisteredClass> classes = RegisteredClasses();
+    for (const RegisteredClass& each : classes) {
+        if (each.interpreter == interpreter) DropClass(module, *each.record);
     }
-    // What was left to a linked type of a sibling's.
-    for (ClassRecord& own : OwnClassRecords())
-        DropClass(module, own);
 }
 
-// The runtime module goes. When it goes with the interpreter, which drops modules in any order, the
-// classes stay: what others still hold wants its destructor.
-void CleanUp(PyObject* capsule) {
+bool IsRegistered(const ClassRecord& record) {
+    const std::vector<RegisteredClass>& classes = RegisteredClasses();
+    return std::any_of(classes.begin(), classes.end(),
+                       [&record](const RegisteredClass& each) { return each.record == &record; });
+}
+
+// No class dresses or destroys anything of the module's types any more, except those that other
+// interpreters have registered here. A sibling's does not say where it was registered.
+void DropClasses(ModuleRecord& module) {
+    DropClassesOf(PyThreadState_GET()->interp, module);
+    for (std::size_t i = 0; i < module.count; ++i) {
+        const TypeDescriptor& type = *module.types[i];
+        if (type.owns_client_data && type.client_data && !IsRegistered(*type.client_data))
+            DropClass(module, *type.client_data);
+    }
+    // What was left to a linked type of a sibling's.
+    for (ClassRecord& own : OwnClassRecords()) {
+        if (!IsRegistered(own)) DropClass(module, own);
+    }
+}
+
+// The runtime module goes, by a script or with its interpreter, which drops modules in any order.
+// The classes of one that ends stay for a while: what others still hold wants its destructor.
+void CleanUp(PyObject* capsule) REQUIRES(interpreter_lock) {
     const PendingException pending;
-    if (Py_IsInitialized())
-        DropClasses(*static_cast<ModuleRecord*>(PyCapsule_GetPointer(capsule, kCapsuleName)));
+    const EntryFromInterpreter entry;
+    auto& module = *static_cast<ModuleRecord*>(PyCapsule_GetPointer(capsule, kCapsuleName));
+    if (Py_IsInitialized() && !Interpreter::IsCurrentEnding()) DropClasses(module);
     ForgetThisName();
 }
 
@@ -160,13 +194,48 @@ void ShareClass(TypeDescriptor& type, ClassRecord& record) {
     }
 }
 
-// A type that still has the record, or null.
+bool HasClass(const TypeDescriptor& type, PyInterpreterState* interpreter) {
+    const std::vector<RegisteredClass>& classes = RegisteredClasses();
+    return std::any_of(classes.begin(), classes.end(), [&](const RegisteredClass& each) {
+        return each.type == &type && each.interpreter == interpreter;
+    });
+}
+
+// The same in one interpreter alone.
+void ShareClassIn(PyInterpreterState* interpreter, TypeDescriptor& type, ClassRecord& record) {
+    RegisteredClasses().push_back({interpreter, &type, &record});
+    for (const CastLink* link = type.casts; link; link = link->next) {
+        if (!link->convert && !HasClass(*link->from, interpreter))
+            ShareClassIn(interpreter, *link->from, record);
+    }
+}
+
+// What the interpreter had for the type, and what nothing leads to since a sibling has replaced it.
+void ForgetReplacedClasses(PyInterpreterState* interpreter, const TypeDescriptor& type) {
+    std::vector<RegisteredClass>& classes = RegisteredClasses();
+    std::vector<RegisteredClass> kept;
+    for (const RegisteredClass& each : classes) {
+        const bool is_replaced = each.interpreter == interpreter &&
+                                 (each.type == &type || ClassOf(*each.type) != each.record);
+        if (!is_replaced) kept.push_back(each);
+    }
+    classes.swap(kept);
+}
+
+// A type that still shows the record, or null.
 TypeDescriptor* FindUser(ModuleRecord& module, const ClassRecord& record) {
     TypeDescriptor* user = nullptr;
     ForEachType(module, [&](TypeDescriptor& type) {
         if (type.client_data == &record) user = &type;
     });
     return user;
+}
+
+bool HasAnyClass(PyInterpreterState* interpreter) {
+    const std::vector<RegisteredClass>& classes = RegisteredClasses();
+    return std::any_of(classes.begin(), classes.end(), [interpreter](const RegisteredClass& each) {
+        return each.interpreter == interpreter;
+    });
 }
 
 }  // namespace
@@ -200,8 +269,15 @@ TypeDescriptor* QueryType(ModuleRecord& module, const char* name, const char* hu
 }
 
 bool RegisterClass(ModuleRecord& module, TypeDescriptor& type, PyObject* script_class) {
+    PyInterpreterState* const interpreter = PyThreadState_GET()->interp;
+    if (!HasAnyClass(interpreter)) {
+        Interpreter::GetCurrent()->CallAtEnd(
+            [interpreter, &module] { DropClassesOf(interpreter, module); });
+    }
     ClassRecord* record = NewClassRecord(script_class);
     if (!record) return false;
+    ForgetReplacedClasses(interpreter, type);
+    ShareClassIn(interpreter, type, *record);
     const bool owned = std::exchange(type.owns_client_data, 1) != 0;
     ClassRecord* left = std::exchange(type.client_data, nullptr);
     ShareClass(type, *record);
@@ -211,7 +287,7 @@ bool RegisterClass(ModuleRecord& module, TypeDescriptor& type, PyObject* script_
     // What nobody has ends, also what a sibling's registration left behind. A sibling's records are
     // the sibling's.
     for (ClassRecord& own : OwnClassRecords()) {
-        if (!FindUser(module, own)) ClearClassRecord(own);
+        if (!FindUser(module, own) && !IsRegistered(own)) ClearClassRecord(own);
     }
     return true;
 }
@@ -221,6 +297,7 @@ void ForgetClasses(ModuleRecord& module) {
         type.client_data = nullptr;
         type.owns_client_data = 0;
     });
+    RegisteredClasses().clear();
     for (ClassRecord& own : OwnClassRecords())
         own = ClassRecord();
 }

@@ -6,6 +6,7 @@
 #include <cstddef>
 
 #include "binding/class_record.h"
+#include "binding/interpreter/held_lock.h"
 #include "binding/type_descriptor.h"
 
 namespace binding {
@@ -38,9 +39,11 @@ void JoinFamily(ModuleRecord& module);
 TypeDescriptor* QueryType(ModuleRecord& module, const char* name, const char* human_name);
 
 // Dresses the pointers of this type, and of the types linked to it that have no class yet, with
-// script_class. Linked types that have one keep it. False with an exception set; throws
-// std::bad_alloc.
-bool RegisterClass(ModuleRecord& module, TypeDescriptor& type, PyObject* script_class);
+// script_class. Linked types that have one keep it. In other interpreters of the process than the
+// current one nothing changes but what the descriptors show. The class goes with its interpreter.
+// False with an exception set; throws std::bad_alloc.
+bool RegisterClass(ModuleRecord& module, TypeDescriptor& type, PyObject* script_class)
+    REQUIRES(interpreter_lock);
 
 // Takes the classes from all types of the ring when the interpreter that they lived in has ended:
 // the next one that the process starts finds none. Calls nothing of the interpreter.

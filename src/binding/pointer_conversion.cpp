@@ -144,7 +144,7 @@ WrappedPointer* FindEntry(WrappedPointer& first, TypeDescriptor* wanted, void*& 
 }
 
 int ConvertByClass(PyObject* object, TypeDescriptor& wanted, ConvertedPointer& result) {
-    ClassRecord* record = wanted.client_data;
+    ClassRecord* record = ClassOf(wanted);
     if (!record || record->implicit_conversion_running || !record->script_class) {
         return kConversionFailed;
     }
@@ -166,8 +166,9 @@ PyObject* NewPointerObject(void* address, TypeDescriptor* type, int flags, Nativ
     if (!address) return NewNone();
     auto wrapped =
         ScriptObject::Steal(NewWrappedPointer(address, type, (flags & kOwned) != 0, release));
-    if (wrapped && type && type->client_data && !(flags & kBare)) {
-        ScriptObject instance = Dress(*type->client_data, wrapped.Get());
+    const ClassRecord* record = wrapped && type && !(flags & kBare) ? ClassOf(*type) : nullptr;
+    if (record) {
+        ScriptObject instance = Dress(*record, wrapped.Get());
         if (instance) return instance.Release();
     }
     return wrapped.Release();

@@ -204,7 +204,7 @@ template <typename Type>
 struct ClassRegistration {
     const char* name;
 
-    PyObject* Call(PyObject* arguments) const {
+    PyObject* Call(PyObject* arguments) const REQUIRES(interpreter_lock) {
         PyObject* script_class = nullptr;
         // All registrations complain under the one short name.
         if (!PyArg_UnpackTuple(arguments, "swigregister", 1, 1, &script_class)) return nullptr;

@@ -79,7 +79,7 @@ void CallWithTemporary(PyObject* destructor, const WrappedPointer& self) {
 bool DestroyNative(WrappedPointer& self) {
     const PendingException pending;
     self.own = 0;
-    const ClassRecord* record = self.type ? self.type->client_data : nullptr;
+    const ClassRecord* record = self.type ? ClassOf(*self.type) : nullptr;
     const auto destructor = ScriptObject::Borrow(record ? record->destructor : nullptr);
     bool revived = false;
     if (!record || !destructor) {

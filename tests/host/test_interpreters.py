@@ -175,6 +175,61 @@ if NUMBER == 1:
         )
 
 
+# A class of the script's own that dresses what the engine's worker gives, and destroys it.
+CLASSES = '''
+import _vireon
+from host_script import *
+class Device(object):
+    @staticmethod
+    def __swig_destroy__(device, delete=_vireon.delete_ZoSsdpDeviceInfo, say=say, number=NUMBER):
+        say(number, 'destroyed')
+        delete(device)
+    def number(self):
+        return NUMBER
+    def __init__(self):
+        self.this = _vireon.new_ZoSsdpDeviceInfo()
+_vireon.ZoSsdpDeviceInfo_swigregister(Device)
+ready = [False]
+def waiting():
+    # Once more, when the others have registered theirs.
+    before, ready[0] = ready[0], True
+    return not before
+def result():
+    worker = _vireon.new_CallbackTaskWorkerThread(engine)
+    record = _vireon.new_ZoSsdpDeviceInfo()
+    record.disown()
+    _vireon.CallbackTaskWorkerThread_addTask(worker, record)
+    found = _vireon.CallbackTaskWorkerThread_getTask(worker)
+    _vireon.delete_CallbackTaskWorkerThread(worker)
+    return found
+engine = _vireon.new_Vireon()
+def finish():
+    found = result()
+    say(NUMBER, type(found) is Device and found.number())
+    found.this.acquire()
+    global kept
+    kept = Device()
+    _vireon.delete_Vireon(engine)
+'''
+
+
+class Classes(HostCase):
+    def test_they_belong_to_the_interpreter_that_registered_them(self):
+        said = []
+        for number in '0123':
+            said += 2 * ['%s destroyed' % number] + ['%s %s' % (number, number)]
+        self.expect_both_ways(said, CLASSES, '--count', '4')
+
+    def test_they_go_with_it(self):
+        said = []
+        for number in '01':
+            said += 3 * (2 * ['%s destroyed' % number] + ['%s %s' % (number, number)])
+        self.expect_both_ways(said, CLASSES, '--count', '2', '--rounds', '3')
+
+    def test_they_go_with_python(self):
+        self.expect_both_ways(3 * (2 * ['0 destroyed'] + ['0 0']), CLASSES, '--lives', '3')
+
+
 class Exit(HostCase):
     def test_python_ends_around_interpreters_that_search(self):
         self.expect_both_ways([], LEFT.replace("say('let go')", 'pass'), '--count', '3', '--leave')

@@ -96,18 +96,24 @@ struct Interpreter::Watch {
     }
 };
 
+std::shared_ptr<Interpreter> Interpreter::Find(PyInterpreterState* state) {
+    for (const std::shared_ptr<Interpreter>& each : LivingInterpreters()) {
+        if (each->state_ == state) return each;
+    }
+    return nullptr;
+}
+
+bool Interpreter::IsCurrentEnding() {
+    const std::shared_ptr<Interpreter> current = Find(PyThreadState_GET()->interp);
+    return current && current->is_ending_;
+}
+
 std::shared_ptr<Interpreter> Interpreter::GetCurrent() {
     PyInterpreterState* const state = PyThreadState_GET()->interp;
-    Interpreters& living = LivingInterpreters();
-    const auto found = std::find_if(
-        living.begin(), living.end(),
-        [state](const auto& each) REQUIRES(interpreter_lock) { return each->state_ == state; });
-    std::shared_ptr<Interpreter> current;
-    if (found != living.end()) {
-        current = *found;
-    } else {
+    std::shared_ptr<Interpreter> current = Find(state);
+    if (!current) {
         current.reset(new Interpreter(state));
-        living.push_back(current);
+        LivingInterpreters().push_back(current);
     }
     if (!current->is_ending_) {
         const binding::PendingException pending;
@@ -158,8 +164,15 @@ void Interpreter::BeginToEnd() {
         guest->LeaveInterpreter(*this);
 }
 
+void Interpreter::CallAtEnd(std::function<void()> function) {
+    end_functions_.push_back(std::move(function));
+}
+
 void Interpreter::End() {
     BeginToEnd();
+    for (const auto& function : std::exchange(end_functions_, {})) {
+        if (Py_IsInitialized()) function();
+    }
     state_ = nullptr;
     Interpreters& living = LivingInterpreters();
     const auto is_this = [this](const auto& each) { return each.get() == this; };

@@ -1,6 +1,7 @@
 #ifndef VIREON_BINDING_INTERPRETER_INTERPRETER_H
 #define VIREON_BINDING_INTERPRETER_INTERPRETER_H
 
+#include <functional>
 #include <memory>
 #include <vector>
 
@@ -38,6 +39,9 @@ class Interpreter {
     // The current state's. Throws std::bad_alloc.
     static std::shared_ptr<Interpreter> GetCurrent() REQUIRES(interpreter_lock);
 
+    // Whether that one is known and begins to end.
+    static bool IsCurrentEnding() REQUIRES(interpreter_lock);
+
     Interpreter(const Interpreter&) = delete;
     Interpreter& operator=(const Interpreter&) = delete;
 
@@ -56,6 +60,10 @@ class Interpreter {
     // Sends the guests away, while it is still whole. A second call finds none.
     void BeginToEnd() REQUIRES(interpreter_lock);
 
+    // Has the function called when its modules have gone, with the interpreter current; not when
+    // Python itself ends. Throws std::bad_alloc.
+    void CallAtEnd(std::function<void()> function) REQUIRES(interpreter_lock);
+
     // How many exit handlers of ours it has.
     int GetExitHandlers() const REQUIRES(interpreter_lock) { return exit_handlers_; }
     void SetExitHandlers(int count) REQUIRES(interpreter_lock) { exit_handlers_ = count; }
@@ -64,6 +72,8 @@ class Interpreter {
     struct Watch;
 
     explicit Interpreter(PyInterpreterState* state) : state_(state) {}
+    // The living one of that state, or null.
+    static std::shared_ptr<Interpreter> Find(PyInterpreterState* state) REQUIRES(interpreter_lock);
     static void EndAll() REQUIRES(interpreter_lock);
     bool IsCurrentAndWhole() const REQUIRES(interpreter_lock);
     std::vector<std::shared_ptr<InterpreterGuest>> TakeGuests() REQUIRES(interpreter_lock);
@@ -71,6 +81,7 @@ class Interpreter {
 
     PyInterpreterState* state_ GUARDED_BY(interpreter_lock);
     std::vector<std::weak_ptr<InterpreterGuest>> guests_ GUARDED_BY(interpreter_lock);
+    std::vector<std::function<void()>> end_functions_ GUARDED_BY(interpreter_lock);
     bool is_ending_ GUARDED_BY(interpreter_lock) = false;
     bool has_early_watch_ GUARDED_BY(interpreter_lock) = false;
     bool has_late_watch_ GUARDED_BY(interpreter_lock) = false;

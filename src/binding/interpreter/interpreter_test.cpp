@@ -90,6 +90,16 @@ TEST_F(InterpreterRecord, NoticesTheEndLateWhenAScriptHasClearedWhatShowsItsBegi
     EXPECT_TRUE(record_->HasEnded());
 }
 
+TEST_F(InterpreterRecord, CallsWhatWaitsForItsEndWhenTheModulesHaveGone) {
+    script::ExpectLocked();
+    std::string told;
+    record_->CallAtEnd([this, &told] { told = guest_->told + "ended"; });
+    PyThreadState* const state = state_;
+    record_->CallAtEnd([state] { EXPECT_EQ(PyThreadState_Get(), state); });
+    End();
+    EXPECT_EQ(told, "left whole ended");
+}
+
 TEST_F(InterpreterRecord, SpeaksOfNoOtherInterpreter) {
     script::ExpectLocked();
     PyThreadState_Swap(first_);
