@@ -148,11 +148,10 @@ del callback, engine
 
 
 class End(HostCase):
+    leaves_engines = True
+
     def test_an_interpreter_takes_its_engines_out_of_service(self):
         self.expect_both_ways(['let go'] * 8, LEFT, '--count', '4', '--rounds', '2')
-
-    def test_an_interpreter_may_destroy_an_engine_that_still_searches(self):
-        self.expect_both_ways(['let go'] * 8, DESTROYED, '--count', '4', '--rounds', '2')
 
     def test_the_others_go_on(self):
         self.expect(
@@ -231,6 +230,8 @@ class Classes(HostCase):
 
 
 class Exit(HostCase):
+    leaves_engines = True
+
     def test_python_ends_around_interpreters_that_search(self):
         self.expect_both_ways([], LEFT.replace("say('let go')", 'pass'), '--count', '3', '--leave')
 
@@ -238,6 +239,11 @@ class Exit(HostCase):
         self.expect_both_ways(
             [], LEFT.replace("say('let go')", 'pass'), '--count', '3', '--leave', '--lives', '5'
         )
+
+
+class Destruction(HostCase):
+    def test_an_interpreter_may_destroy_an_engine_that_still_searches(self):
+        self.expect_both_ways(['let go'] * 8, DESTROYED, '--count', '4', '--rounds', '2')
 
     def test_python_starts_again_after_interpreters_that_have_ended(self):
         self.expect_both_ways(['let go'] * 15, DESTROYED, '--count', '3', '--lives', '5')
