@@ -1,6 +1,7 @@
 // A host that gives each script an interpreter of its own, as media hosts do:
 //
-//   vireon_host --same|--own [--count N] [--rounds N] [--lives N] [--leave] SCRIPT [ARGUMENT ...]
+//   vireon_host --same|--own [--count N] [--rounds N] [--lives N] [--leave] [--executable FILE]
+//       SCRIPT [ARGUMENT ...]
 //   vireon_host --same|--own ... -c TEXT [ARGUMENT ...]
 //
 //   --same, --own  whether the thread that made the first interpreter makes all others too and runs
@@ -9,6 +10,7 @@
 //   --rounds       how often all of them are made and ended (1)
 //   --lives        how often all of this is done between starting and ending Python (1)
 //   --leave        they are not ended: that is left to the end of Python
+//   --executable   what scripts are told that they are run by
 //
 // A script finds its number behind its name in sys.argv, if there are several interpreters, and may
 // define two functions: the host calls waiting() until it is false, with the interpreter lock
@@ -45,6 +47,7 @@ struct Options {
     int count = 1;
     int rounds = 1;
     int lives = 1;
+    std::string executable;
     std::string name;
     std::string text;
     std::vector<std::string> arguments;
@@ -63,6 +66,9 @@ void Report(int code) {
     std::fflush(stderr);
     std::_Exit(kTooLate);
 }
+
+// Not constant, since the interpreter's functions take it that way.
+char sys_executable[] = "executable";
 
 class Reference {
   public:
@@ -141,8 +147,14 @@ class Script {
         std::vector<char*> arguments;
         for (std::string& each : texts)
             arguments.push_back(each.data());
-        PySys_SetArgvEx(static_cast<int>(arguments.size()), arguments.data(), 0);
-        if (options.name != "-c") {
+        if (!options.executable.empty()) {
+            const Reference executable(PyString_FromString(options.executable.c_str()));
+            PySys_SetObject(sys_executable, executable.Get());
+        }
+        const bool is_file = options.name != "-c";
+        // As the interpreter does: a script may import what lies beside it.
+        PySys_SetArgvEx(static_cast<int>(arguments.size()), arguments.data(), is_file);
+        if (is_file) {
             const Reference name(PyString_FromString(options.name.c_str()));
             PyDict_SetItemString(Globals(), "__file__", name.Get());
         }
@@ -270,6 +282,8 @@ Options ReadOptions(std::vector<std::string> words) {
             options.own_threads = true;
         } else if (name == "--leave") {
             options.leaves = true;
+        } else if (name == "--executable") {
+            options.executable = next();
         } else if (name == "--count") {
             options.count = std::atoi(next().c_str());
         } else if (name == "--rounds") {

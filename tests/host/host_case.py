@@ -54,8 +54,11 @@ class HostCase(unittest.TestCase):
 
     def run_host(self, way, script, *options):
         """(exit code, lines of the standard output in order, standard error)."""
+        return self.run_words(way, *options, '-c', script)
+
+    def run_words(self, *arguments):
         process = subprocess.Popen(
-            command(way, *options, '-c', script),
+            command(*arguments),
             env=environment(self.leaves_engines),
             stdout=subprocess.PIPE,
             stderr=subprocess.PIPE,
