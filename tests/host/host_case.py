@@ -30,7 +30,8 @@ def command(*arguments):
 def environment(leaves_engines):
     changes = {'VIREON_SCRIPT_PATH' if ON_WINDOWS else 'PYTHONPATH': ':'.join(PATH)}
     if leaves_engines:
-        changes['ASAN_OPTIONS'] = os.environ.get('ASAN_OPTIONS', '') + ':detect_leaks=0'
+        for name, option in ('ASAN_OPTIONS', 'detect_leaks=0'), ('TSAN_OPTIONS', 'report_thread_leaks=0'):
+            changes[name] = os.environ.get(name, '') + ':' + option
     return dict(os.environ, **changes)
 
 
@@ -41,7 +42,8 @@ def missing_namespaces():
 
 
 class HostCase(unittest.TestCase):
-    # Whether the scripts leave their engines behind, which a leak check would tell.
+    maxDiff = None
+    # Whether the scripts leave their engines behind, which a check for leaks would tell.
     leaves_engines = False
 
     @classmethod

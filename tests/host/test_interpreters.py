@@ -173,6 +173,28 @@ if NUMBER == 1:
             '2',
         )
 
+    def test_one_whose_exit_handlers_the_host_runs_takes_its_engines_out_of_service(self):
+        self.expect(
+            ['let go', 'closed True', 'went on'],
+            OWN_THREADS,
+            LEFT
+            + '''
+if NUMBER == 0:
+    def finish():
+        sys.exitfunc()
+        say('closed', _vireon.Vireon_isClosed_get(engine))
+else:
+    Callback.__del__ = lambda self: None
+    def waiting():
+        return len(names) < 20
+    def finish():
+        say('went on')
+        _vireon.Vireon_Stop(engine)
+''',
+            '--count',
+            '2',
+        )
+
 
 # A class of the script's own that dresses what the engine's worker gives, and destroys it.
 CLASSES = '''
