@@ -13,7 +13,6 @@ MODULE_DIR = os.environ['VIREON_MODULE_DIR']
 HOST = os.environ['VIREON_HOST']
 ON_WINDOWS = HOST.endswith('.exe')
 PATH = [MODULE_DIR, os.path.join(MODULE_DIR, 'script_test_modules'), str(HERE)]
-TIME_LIMIT_SECONDS = 120
 
 SAME_THREAD = '--same'
 OWN_THREADS = '--own'
@@ -43,6 +42,7 @@ def missing_namespaces():
 
 class HostCase(unittest.TestCase):
     maxDiff = None
+    time_limit_seconds = 120
     # Whether the scripts leave their engines behind, which a check for leaks would tell.
     leaves_engines = False
 
@@ -67,7 +67,7 @@ class HostCase(unittest.TestCase):
             start_new_session=True,
         )
         try:
-            output, errors = process.communicate(timeout=TIME_LIMIT_SECONDS)
+            output, errors = process.communicate(timeout=self.time_limit_seconds)
         except subprocess.TimeoutExpired:
             os.killpg(process.pid, signal.SIGKILL)
             output, errors = process.communicate()
