@@ -144,24 +144,15 @@ void Interpreter::Add(const std::shared_ptr<InterpreterGuest>& guest) {
     guests_.push_back(guest);
 }
 
-std::vector<std::shared_ptr<InterpreterGuest>> Interpreter::TakeGuests() {
-    std::vector<std::shared_ptr<InterpreterGuest>> guests;
-    for (const auto& each : std::exchange(guests_, {})) {
-        if (auto guest = each.lock()) guests.push_back(std::move(guest));
-    }
-    return guests;
-}
-
 void Interpreter::BeginToEnd() {
     is_ending_ = true;
+    const auto guests = std::exchange(guests_, {});
     // The one that ends with Python itself is no host's script: a host that starts Python again may
     // go on with its engines.
-    if (!Py_IsInitialized()) {
-        guests_.clear();
-        return;
+    if (!Py_IsInitialized()) return;
+    for (const std::weak_ptr<InterpreterGuest>& each : guests) {
+        if (const auto guest = each.lock()) guest->LeaveInterpreter(*this);
     }
-    for (const auto& guest : TakeGuests())
-        guest->LeaveInterpreter(*this);
 }
 
 void Interpreter::CallAtEnd(std::function<void()> function) {
@@ -186,7 +177,8 @@ void Interpreter::EndAll() {
     for (const auto& each : std::exchange(LivingInterpreters(), {})) {
         each->is_ending_ = true;
         each->state_ = nullptr;
-        for (const auto& guest : each->TakeGuests())
-            guest->LoseInterpreter(*each);
+        for (const std::weak_ptr<InterpreterGuest>& lost : std::exchange(each->guests_, {})) {
+            if (const auto guest = lost.lock()) guest->LoseInterpreter(*each);
+        }
     }
 }

@@ -76,7 +76,6 @@ class Interpreter {
     static std::shared_ptr<Interpreter> Find(PyInterpreterState* state) REQUIRES(interpreter_lock);
     static void EndAll() REQUIRES(interpreter_lock);
     bool IsCurrentAndWhole() const REQUIRES(interpreter_lock);
-    std::vector<std::shared_ptr<InterpreterGuest>> TakeGuests() REQUIRES(interpreter_lock);
     void End() REQUIRES(interpreter_lock);
 
     PyInterpreterState* state_ GUARDED_BY(interpreter_lock);
