@@ -146,9 +146,26 @@ del callback, engine
 '''
 )
 
+# What Python takes first when the interpreter ends lets other threads run.
+SLOW_END = (
+    LEFT.replace("say('let go')", 'pass')
+    + '''
+import time
+class Last(object):
+    def __del__(self, names=names, sleep=time.sleep, say=say):
+        before = len(names)
+        sleep(1)
+        say(len(names) - before)
+sys.last_value = Last()
+'''
+)
+
 
 class End(HostCase):
     leaves_engines = True
+
+    def test_nothing_is_delivered_to_one_from_which_python_takes_the_first_things(self):
+        self.expect_both_ways(['0'], SLOW_END)
 
     def test_an_interpreter_takes_its_engines_out_of_service(self):
         self.expect_both_ways(['let go'] * 8, LEFT, '--count', '4', '--rounds', '2')

@@ -24,8 +24,10 @@ Interpreters& LivingInterpreters() REQUIRES(interpreter_lock) {
 PyInterpreterState* left_behind GUARDED_BY(interpreter_lock) = nullptr;
 bool is_end_awaited GUARDED_BY(interpreter_lock) = false;
 
-// The end of an interpreter begins with taking some of sys's attributes, of which this dictionary
-// is the one that other things can be put in: Python looks up paths in it, and nothing else.
+// The end of an interpreter begins with taking some of sys's attributes: this one is the first.
+char first_taken[] = "path";
+// And this dictionary is the one that other things can be put in: Python looks up paths in it, and
+// nothing else.
 char early_place[] = "path_importer_cache";
 
 // Under which name the watches lie; each copy of the module has its own. Since it begins with no
@@ -128,11 +130,11 @@ bool Interpreter::IsFirst() const {
     return state_ && PyInterpreterState_Next(state_) == left_behind;
 }
 
-// When an interpreter ends, what the cache was gives way to nothing.
+// When an interpreter ends, what the attribute was gives way to nothing.
 bool Interpreter::IsCurrentAndWhole() const {
     if (PyThreadState_GET()->interp != state_) return false;
-    PyObject* const cache = PySys_GetObject(early_place);
-    return cache && cache != Py_None;
+    PyObject* const value = PySys_GetObject(first_taken);
+    return value && value != Py_None;
 }
 
 void Interpreter::Add(const std::shared_ptr<InterpreterGuest>& guest) {

@@ -51,6 +51,9 @@ class Interpreter {
     bool IsFirst() const REQUIRES(interpreter_lock);
     // No other thread may enter it any more.
     bool IsEnding() const REQUIRES(interpreter_lock) { return is_ending_; }
+    // Whether it is the current state's and Python has taken nothing of it yet: before the end that
+    // is noticed, what Python takes first may run scripts, which let other threads run.
+    bool IsCurrentAndWhole() const REQUIRES(interpreter_lock);
     // Nothing of it may be touched any more.
     bool HasEnded() const REQUIRES(interpreter_lock) { return !state_; }
 
@@ -75,7 +78,6 @@ class Interpreter {
     // The living one of that state, or null.
     static std::shared_ptr<Interpreter> Find(PyInterpreterState* state) REQUIRES(interpreter_lock);
     static void EndAll() REQUIRES(interpreter_lock);
-    bool IsCurrentAndWhole() const REQUIRES(interpreter_lock);
     void End() REQUIRES(interpreter_lock);
 
     PyInterpreterState* state_ GUARDED_BY(interpreter_lock);

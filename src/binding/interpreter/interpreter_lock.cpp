@@ -211,7 +211,7 @@ void InterpreterVisit::Enter(Interpreter* interpreter) {
     outer_state_ = PyThreadState_Swap(state);
     has_swapped_ = true;
     entry_.emplace();
-    is_inside_ = true;
+    is_inside_ = interpreter->IsCurrentAndWhole();
 }
 
 InterpreterVisit::~InterpreterVisit() {
