@@ -269,11 +269,11 @@ TypeDescriptor* QueryType(ModuleRecord& module, const char* name, const char* hu
 }
 
 bool RegisterClass(ModuleRecord& module, TypeDescriptor& type, PyObject* script_class) {
-    PyInterpreterState* const interpreter = PyThreadState_GET()->interp;
-    if (!HasAnyClass(interpreter)) {
-        Interpreter::GetCurrent()->CallAtEnd(
-            [interpreter, &module] { DropClassesOf(interpreter, module); });
-    }
+    // First, since it takes away what one that has ended may have left under the same address.
+    const std::shared_ptr<Interpreter> current = Interpreter::GetCurrent();
+    PyInterpreterState* const interpreter = current->GetState();
+    if (!HasAnyClass(interpreter))
+        current->CallAtEnd([interpreter, &module] { DropClassesOf(interpreter, module); });
     ClassRecord* record = NewClassRecord(script_class);
     if (!record) return false;
     ForgetReplacedClasses(interpreter, type);

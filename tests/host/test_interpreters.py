@@ -146,6 +146,21 @@ del callback, engine
 '''
 )
 
+# The class outlives its interpreter until garbage is collected, and with it all that was in sys.
+KEPT = (
+    LEFT.replace("say('let go')", 'pass')
+    + '''
+import time
+class Kept(object):
+    copy = dict(vars(sys))
+end = time.time() + 0.5
+def waiting():
+    return not names or time.time() < end
+def finish():
+    say('answered')
+'''
+)
+
 # What Python takes first when the interpreter ends lets other threads run.
 SLOW_END = (
     LEFT.replace("say('let go')", 'pass')
@@ -211,6 +226,9 @@ else:
             '--count',
             '2',
         )
+
+    def test_one_whose_script_keeps_what_it_was_made_of_takes_its_engines_out_of_service(self):
+        self.expect_both_ways(['answered'] * 6, KEPT, '--count', '2', '--rounds', '3')
 
 
 # A class of the script's own that dresses what the engine's worker gives, and destroys it.

@@ -88,7 +88,7 @@ struct Interpreter::Watch {
         const binding::PendingException pending;
         const std::shared_ptr<Interpreter> interpreter = Take(watch);
         interpreter->has_late_watch_ = false;
-        if (interpreter->HasEnded()) return;
+        if (!interpreter->state_) return;
         if (!interpreter->IsCurrentAndWhole()) return interpreter->End();
         try {
             PutLate(interpreter);
@@ -98,9 +98,13 @@ struct Interpreter::Watch {
     }
 };
 
+Interpreter::Interpreter(PyInterpreterState* state) : state_(state), modules_(state->modules) {
+    Py_XINCREF(modules_);
+}
+
 std::shared_ptr<Interpreter> Interpreter::Find(PyInterpreterState* state) {
     for (const std::shared_ptr<Interpreter>& each : LivingInterpreters()) {
-        if (each->state_ == state) return each;
+        if (each->state_ == state && !each->HasEnded()) return each;
     }
     return nullptr;
 }
@@ -114,6 +118,7 @@ std::shared_ptr<Interpreter> Interpreter::GetCurrent() {
     PyInterpreterState* const state = PyThreadState_GET()->interp;
     std::shared_ptr<Interpreter> current = Find(state);
     if (!current) {
+        EndUnnoticed();
         current.reset(new Interpreter(state));
         LivingInterpreters().push_back(current);
     }
@@ -124,6 +129,14 @@ std::shared_ptr<Interpreter> Interpreter::GetCurrent() {
     }
     if (!is_end_awaited) is_end_awaited = Py_AtExit(EndAll) == 0;
     return current;
+}
+
+// Python's list and its table of modules tell whether a state is still the same interpreter's.
+bool Interpreter::HasEnded() const {
+    PyInterpreterState* each = state_ ? PyInterpreterState_Head() : nullptr;
+    while (each && each != state_)
+        each = PyInterpreterState_Next(each);
+    return !each || each->modules != modules_;
 }
 
 bool Interpreter::IsFirst() const {
@@ -146,15 +159,21 @@ void Interpreter::Add(const std::shared_ptr<InterpreterGuest>& guest) {
     guests_.push_back(guest);
 }
 
+void Interpreter::SendGuestsAway(bool is_whole) {
+    is_ending_ = true;
+    for (const std::weak_ptr<InterpreterGuest>& each : std::exchange(guests_, {})) {
+        const auto guest = each.lock();
+        if (guest && is_whole) guest->LeaveInterpreter(*this);
+        if (guest && !is_whole) guest->LoseInterpreter(*this);
+    }
+}
+
 void Interpreter::BeginToEnd() {
     is_ending_ = true;
-    const auto guests = std::exchange(guests_, {});
     // The one that ends with Python itself is no host's script: a host that starts Python again may
     // go on with its engines.
-    if (!Py_IsInitialized()) return;
-    for (const std::weak_ptr<InterpreterGuest>& each : guests) {
-        if (const auto guest = each.lock()) guest->LeaveInterpreter(*this);
-    }
+    if (Py_IsInitialized()) SendGuestsAway(!HasEnded());
+    guests_.clear();
 }
 
 void Interpreter::CallAtEnd(std::function<void()> function) {
@@ -166,10 +185,25 @@ void Interpreter::End() {
     for (const auto& function : std::exchange(end_functions_, {})) {
         if (Py_IsInitialized()) function();
     }
-    state_ = nullptr;
+    // A function's scripts may have come here before.
+    if (!std::exchange(state_, nullptr)) return;
+    Py_XDECREF(modules_);
     Interpreters& living = LivingInterpreters();
     const auto is_this = [this](const auto& each) { return each.get() == this; };
     living.erase(std::remove_if(living.begin(), living.end(), is_this), living.end());
+}
+
+// Those whose watches a script keeps.
+void Interpreter::EndUnnoticed() {
+    for (;;) {
+        const Interpreters& living = LivingInterpreters();
+        const auto has_ended = [](const auto& each)
+                                   REQUIRES(interpreter_lock) { return each->HasEnded(); };
+        const auto found = std::find_if(living.begin(), living.end(), has_ended);
+        if (found == living.end()) return;
+        const std::shared_ptr<Interpreter> ended = *found;
+        ended->End();
+    }
 }
 
 // Python calls this last of all: it ends its first interpreter and leaves the others behind.
@@ -177,10 +211,7 @@ void Interpreter::EndAll() {
     is_end_awaited = false;
     left_behind = PyInterpreterState_Head();
     for (const auto& each : std::exchange(LivingInterpreters(), {})) {
-        each->is_ending_ = true;
         each->state_ = nullptr;
-        for (const std::weak_ptr<InterpreterGuest>& lost : std::exchange(each->guests_, {})) {
-            if (const auto guest = lost.lock()) guest->LoseInterpreter(*each);
-        }
+        each->SendGuestsAway(false);
     }
 }

@@ -23,15 +23,16 @@ class InterpreterGuest {
     // The interpreter begins to end and is still whole, and current: its objects can be let go. It
     // waits for whoever is here, so nothing is waited for.
     virtual void LeaveInterpreter(const Interpreter& interpreter) REQUIRES(interpreter_lock) = 0;
-    // Python has ended around the interpreter: nothing of it may be touched any more.
+    // The interpreter has ended unnoticed, or Python around it: nothing of it may be touched.
     virtual void LoseInterpreter(const Interpreter& interpreter) REQUIRES(interpreter_lock) = 0;
 };
 
 // One of the interpreters of this process, from the first thing of ours in it on. A host may have
 // several and end each when it likes, which Python tells nobody: so two small objects are left in
 // it. One goes first of all when it ends, while everything else is still there, the other one when
-// its modules have gone. Scripts that take them out have them put in again; neither is ever lost
-// for good.
+// its modules have gone. Scripts that take them out have them put in again. One that keeps both for
+// longer than the interpreter lives hides the end: the guests are told later then, by the next
+// interpreter's first use, and until then nobody enters.
 //
 // The interpreter lock guards all of it. Nobody keeps an interpreter alive by referring to one.
 class Interpreter {
@@ -54,8 +55,8 @@ class Interpreter {
     // Whether it is the current state's and Python has taken nothing of it yet: before the end that
     // is noticed, what Python takes first may run scripts, which let other threads run.
     bool IsCurrentAndWhole() const REQUIRES(interpreter_lock);
-    // Nothing of it may be touched any more.
-    bool HasEnded() const REQUIRES(interpreter_lock) { return !state_; }
+    // Nothing of it may be touched any more. Needs no current state.
+    bool HasEnded() const REQUIRES(interpreter_lock);
 
     // Tells the guest of the end, unless it is gone then. Once, however often it is added. Throws
     // std::bad_alloc.
@@ -74,13 +75,17 @@ class Interpreter {
   private:
     struct Watch;
 
-    explicit Interpreter(PyInterpreterState* state) : state_(state) {}
+    explicit Interpreter(PyInterpreterState* state);
     // The living one of that state, or null.
     static std::shared_ptr<Interpreter> Find(PyInterpreterState* state) REQUIRES(interpreter_lock);
+    static void EndUnnoticed() REQUIRES(interpreter_lock);
     static void EndAll() REQUIRES(interpreter_lock);
+    void SendGuestsAway(bool is_whole) REQUIRES(interpreter_lock);
     void End() REQUIRES(interpreter_lock);
 
     PyInterpreterState* state_ GUARDED_BY(interpreter_lock);
+    // A reference, so that no other interpreter's has its address; Python empties it at the end.
+    PyObject* const modules_;
     std::vector<std::weak_ptr<InterpreterGuest>> guests_ GUARDED_BY(interpreter_lock);
     std::vector<std::function<void()>> end_functions_ GUARDED_BY(interpreter_lock);
     bool is_ending_ GUARDED_BY(interpreter_lock) = false;

@@ -111,6 +111,17 @@ TEST_F(InterpreterRecord, SpeaksOfNoOtherInterpreter) {
     EXPECT_FALSE(first->HasEnded());
 }
 
+TEST_F(InterpreterRecord, EndsUnnoticedWhenAScriptKeepsWhatShowsTheEnd) {
+    script::ExpectLocked();
+    // A class outlives its interpreter until garbage is collected.
+    PyRun_SimpleString("import sys\nclass Kept(object): copy = dict(vars(sys))");
+    End();
+    EXPECT_TRUE(record_->HasEnded());
+    state_ = Py_NewInterpreter();
+    EXPECT_NE(Interpreter::GetCurrent(), record_);
+    EXPECT_EQ(guest_->told, "lost ");
+}
+
 // In a process of its own.
 void EndPythonAroundIt() {
     script::ExpectLocked();
