@@ -133,9 +133,14 @@ void DropClass(ModuleRecord& module, ClassRecord& record) {
 
 // No class of the interpreter dresses or destroys anything any more.
 void DropClassesOf(PyInterpreterState* interpreter, ModuleRecord& module) {
-    const std::vector<RegisteredClass> classes = RegisteredClasses();
-    for (const RegisteredClass& each : classes) {
-        if (each.interpreter == interpreter) DropClass(module, *each.record);
+    const std::vector<RegisteredClass>& classes = RegisteredClasses();
+    for (;;) {
+        // Anew each time: what a class leaves to its end may run scripts that register others.
+        const auto found = std::find_if(classes.begin(), classes.end(), [&](const auto& each) {
+            return each.interpreter == interpreter;
+        });
+        if (found == classes.end()) return;
+        DropClass(module, *found->record);
     }
 }
 

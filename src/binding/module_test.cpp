@@ -1,4 +1,5 @@
 #include "binding/interpreter/testing/embedded_interpreter.h"
+#include "core/testing/failing_allocation.h"
 
 PyMODINIT_FUNC init_vireon();
 
@@ -45,6 +46,29 @@ TEST(ModuleDeathTest, DressesResultsInTheNextInterpreter) {
 
 TEST(ModuleDeathTest, DestroysInTheNextInterpreter) {
     EXPECT_EXIT(ImportAgain("destroyed", "[1]"), testing::ExitedWithCode(0), "");
+}
+
+// Each allocation fails once at the end of an interpreter that has a class.
+void EndWithoutMemory() {
+    PyThreadState* const first = PyThreadState_Get();
+    RefuseEachAllocation(
+        [] {
+            PyThreadState* const state = Py_NewInterpreter();
+            PyRun_SimpleString(
+                "import _vireon\n"
+                "class Engine(object): pass\n"
+                "_vireon.Vireon_swigregister(Engine)\n");
+            return state;
+        },
+        // Python knows no C++ exceptions.
+        [](PyThreadState* state) noexcept { Py_EndInterpreter(state); },
+        [](PyThreadState*, bool) {});
+    PyThreadState_Swap(first);
+    Py_Exit(0);
+}
+
+TEST(ModuleDeathTest, LetsClassesGoWithTheirInterpreterWithoutMemory) {
+    EXPECT_EXIT(EndWithoutMemory(), testing::ExitedWithCode(0), "");
 }
 
 }  // namespace
