@@ -1,4 +1,5 @@
 #include <Python.h>
+#include <pythread.h>
 
 #include "binding/interpreter/interpreter_lock.h"
 
@@ -22,6 +23,18 @@ std::atomic<Door> door{Door::kNeverOpened};
 bool IsHeldByFurtherState() {
     return IsCurrentThreadHoldPythonGIL2() &&
            PyThreadState_GET() != PyGILState_GetThisThreadState();
+}
+
+// The thread's registered state, or null when that is not one of the interpreter's. An interpreter
+// that another thread has ended leaves the registration of its state behind: where that was there
+// may be another thread's by now, or nothing.
+PyThreadState* RegisteredStateIn(PyInterpreterState* interpreter) REQUIRES(interpreter_lock) {
+    const PyThreadState* const registered = PyGILState_GetThisThreadState();
+    if (!registered) return nullptr;
+    PyThreadState* each = PyInterpreterState_ThreadHead(interpreter);
+    while (each && each != registered)
+        each = PyThreadState_Next(each);
+    return each && each->thread_id == PyThread_get_thread_ident() ? each : nullptr;
 }
 
 // How many threads of a process are on a visit. A forked child inherits none of them, so it begins
@@ -169,7 +182,7 @@ bool IsInterpreterEnding() {
 
 InterpreterVisit::InterpreterVisit()
     : InterpreterVisit([]() REQUIRES(interpreter_lock) {
-          return _PyThreadState_Current ? Interpreter::GetCurrent() : OpenedInterpreter();
+          return IsCurrentThreadHoldPythonGIL2() ? Interpreter::GetCurrent() : OpenedInterpreter();
       }) {}
 
 InterpreterVisit::InterpreterVisit(const Choice& choose) {
@@ -194,15 +207,16 @@ bool InterpreterVisit::TakeLock() {
 void InterpreterVisit::Enter(Interpreter* interpreter) {
     if (!interpreter || interpreter->HasEnded()) return;
     PyInterpreterState* const wanted = interpreter->GetState();
-    // The macro for it would not have it that there may be none.
-    const PyThreadState* const current = _PyThreadState_Current;
+    // The macro for it would not have it that there may be none. Who had the lock before may have
+    // left a state current, which is not this thread's.
+    const PyThreadState* const current = took_lock_ ? nullptr : _PyThreadState_Current;
     if (current && current->interp == wanted) {
         is_inside_ = true;
         return;
     }
     if (interpreter->IsEnding()) return;
-    PyThreadState* state = PyGILState_GetThisThreadState();
-    if (!state || state->interp != wanted) {
+    PyThreadState* state = RegisteredStateIn(wanted);
+    if (!state) {
         // PyGILState_Ensure would end the process when there is no memory for a state.
         own_state_ = PyThreadState_New(wanted);
         if (!own_state_) return;

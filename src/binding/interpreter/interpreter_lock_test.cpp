@@ -5,6 +5,7 @@
 
 #include <atomic>
 #include <chrono>
+#include <future>
 #include <memory>
 #include <thread>
 
@@ -109,6 +110,62 @@ TEST_F(FurtherInterpreter, MayEndALockOfTheFirst) {
 TEST_F(FurtherInterpreter, IsVisitedByTheThreadThatIsInIt) {
     EXPECT_TRUE(InterpreterVisit());
     EXPECT_EQ(PyThreadState_Get(), state_);
+}
+
+TEST(InterpreterVisits, UsesNoStateThatAnotherThreadHasLeftCurrent) {
+    OpenInterpreterToThreads();
+    PyThreadState* const own = PyThreadState_Get();
+    const std::shared_ptr<Interpreter> interpreter = Interpreter::GetCurrent();
+    PyThreadState* visiting = nullptr;
+    // As some hosts let go of the lock: it leaves the thread's state behind as the current one.
+    PyEval_ReleaseLock();
+    std::thread([&] {
+        const InterpreterVisit visit([&interpreter] { return interpreter; });
+        if (visit) visiting = PyThreadState_Get();
+    }).join();
+    PyEval_AcquireLock();
+    PyThreadState_Swap(own);
+    EXPECT_NE(visiting, nullptr);
+    EXPECT_NE(visiting, own);
+}
+
+// Whose registered state has gone with an interpreter that another thread ended.
+TEST_F(FurtherInterpreter, IsNotVisitedByTheStateOfAnotherThread) {
+    PyThreadState* registered = nullptr;
+    PyThreadState* visiting = nullptr;
+    std::promise<void> is_ready, is_ended;
+    OpenInterpreterToThreads();
+    std::shared_ptr<Interpreter> visited;
+    PyThreadState_Swap(nullptr);
+    PyEval_ReleaseLock();
+    std::thread visitor([&] {
+        PyEval_AcquireLock();
+        registered = Py_NewInterpreter();
+        PyThreadState_Swap(nullptr);
+        PyEval_ReleaseLock();
+        is_ready.set_value();
+        is_ended.get_future().wait();
+        const InterpreterVisit visit([&visited] { return visited; });
+        if (visit) visiting = PyThreadState_Get();
+    });
+    is_ready.get_future().wait();
+    PyEval_AcquireLock();
+    PyThreadState_Swap(registered);
+    Py_EndInterpreter(registered);
+    // Where the other one was.
+    PyThreadState* const other = PyThreadState_New(state_->interp);
+    PyThreadState_Swap(state_);
+    visited = Interpreter::GetCurrent();
+    PyThreadState_Swap(nullptr);
+    PyEval_ReleaseLock();
+    is_ended.set_value();
+    visitor.join();
+    PyEval_AcquireLock();
+    PyThreadState_Swap(state_);
+    PyThreadState_Clear(other);
+    PyThreadState_Delete(other);
+    EXPECT_NE(visiting, nullptr);
+    EXPECT_NE(visiting, other);
 }
 
 class DictionaryInsert : public testing::Test {
