@@ -7,11 +7,15 @@ here=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
 prefix=$(mktemp -d "${TMPDIR:-/tmp}/vireon-wine.XXXXXX")
 "$here/wine-prefix.sh" clone "$prefix"
 export WINEPREFIX=$prefix
+# Wine puts its server's socket there, in a new folder for each server, and leaves that behind.
+export TMPDIR=$prefix
 program=$$
 (
     # However the program ends, by a kill as well, what it leaves behind ends here.
-    tail "--pid=$program" -f /dev/null
+    tail "--pid=$program" --sleep-interval=0.2 -f /dev/null
     wineserver -k
+    # It writes its registry last of all, which would make the folder anew.
+    wineserver -w
     rm -rf "$prefix"
 ) </dev/null >/dev/null 2>&1 &
 # Wine's own background programs start with the first one; their errors are not this program's.

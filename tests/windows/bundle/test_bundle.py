@@ -130,6 +130,7 @@ class Machine:
         self.environment = {
             "PATH": os.environ["PATH"],
             "HOME": str(self.prefix),
+            "TMPDIR": str(self.prefix),  # of the sockets of Wine's server
             "WINEDEBUG": "-all",
             "WINEPREFIX": str(self.prefix),
         }
