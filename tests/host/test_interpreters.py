@@ -285,12 +285,31 @@ class Classes(HostCase):
     def test_they_go_with_python(self):
         self.expect_both_ways(3 * (2 * ['0 destroyed'] + ['0 0']), CLASSES, '--lives', '3')
 
+# Is in its callable when Python ends.
+SLOW = '''
+import time, _vireon
+from host_script import *
+calls = []
+def callback(event, device):
+    calls.append(event)
+    if len(calls) == 1:
+        time.sleep(0.2)
+        say('done')
+engine = search(callback)
+engine.disown()
+def waiting():
+    return not calls
+'''
+
 
 class Exit(HostCase):
     leaves_engines = True
 
     def test_python_ends_around_interpreters_that_search(self):
         self.expect_both_ways([], LEFT.replace("say('let go')", 'pass'), '--count', '3', '--leave')
+
+    def test_python_ends_when_a_callable_that_runs_has_ended(self):
+        self.expect_both_ways(['done'], SLOW, '--leave')
 
     def test_python_starts_again_after_interpreters_that_search(self):
         self.expect_both_ways(

@@ -114,14 +114,24 @@ bool Interpreter::IsCurrentEnding() {
     return current && current->is_ending_;
 }
 
+std::shared_ptr<Interpreter> Interpreter::Get(PyInterpreterState* state) {
+    std::shared_ptr<Interpreter> known = Find(state);
+    if (known) return known;
+    EndUnnoticed();
+    known.reset(new Interpreter(state));
+    LivingInterpreters().push_back(known);
+    return known;
+}
+
+std::shared_ptr<Interpreter> Interpreter::GetFirst() {
+    PyInterpreterState* first = PyInterpreterState_Head();
+    while (PyInterpreterState_Next(first) && PyInterpreterState_Next(first) != left_behind)
+        first = PyInterpreterState_Next(first);
+    return Get(first);
+}
+
 std::shared_ptr<Interpreter> Interpreter::GetCurrent() {
-    PyInterpreterState* const state = PyThreadState_GET()->interp;
-    std::shared_ptr<Interpreter> current = Find(state);
-    if (!current) {
-        EndUnnoticed();
-        current.reset(new Interpreter(state));
-        LivingInterpreters().push_back(current);
-    }
+    const std::shared_ptr<Interpreter> current = Get(PyThreadState_GET()->interp);
     if (!current->is_ending_) {
         const binding::PendingException pending;
         if (!current->has_early_watch_) Watch::PutEarly(current);

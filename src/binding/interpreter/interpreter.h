@@ -40,7 +40,11 @@ class Interpreter {
     // The current state's. Throws std::bad_alloc.
     static std::shared_ptr<Interpreter> GetCurrent() REQUIRES(interpreter_lock);
 
-    // Whether that one is known and begins to end.
+    // The one that Python started with, whether or not anything of ours is in it. Throws
+    // std::bad_alloc.
+    static std::shared_ptr<Interpreter> GetFirst() REQUIRES(interpreter_lock);
+
+    // Whether the current state's is known and begins to end.
     static bool IsCurrentEnding() REQUIRES(interpreter_lock);
 
     Interpreter(const Interpreter&) = delete;
@@ -76,6 +80,7 @@ class Interpreter {
     struct Watch;
 
     explicit Interpreter(PyInterpreterState* state);
+    static std::shared_ptr<Interpreter> Get(PyInterpreterState* state) REQUIRES(interpreter_lock);
     // The living one of that state, or null.
     static std::shared_ptr<Interpreter> Find(PyInterpreterState* state) REQUIRES(interpreter_lock);
     static void EndUnnoticed() REQUIRES(interpreter_lock);

@@ -129,6 +129,12 @@ void RegisterExitHandler() {
     Py_XDECREF(handler);
 }
 
+void AwaitExitOf(Interpreter& current) REQUIRES(interpreter_lock) {
+    if (current.GetExitHandlers() == kExitHandlers) return;
+    current.SetExitHandlers(current.GetExitHandlers() + 1);
+    RegisterExitHandler();
+}
+
 }  // namespace
 
 PyAutoLock2::PyAutoLock2() {
@@ -166,9 +172,11 @@ void OpenInterpreterToThreads() {
     PyEval_InitThreads();
     PyAutoLock2 lock;
     const std::shared_ptr<Interpreter> current = Interpreter::GetCurrent();
-    if (current->GetExitHandlers() < kExitHandlers) {
-        current->SetExitHandlers(current->GetExitHandlers() + 1);
-        RegisterExitHandler();
+    AwaitExitOf(*current);
+    // Python's exit begins in the first, where nobody may have imported the module.
+    if (!current->IsFirst()) {
+        const InterpreterVisit first(Interpreter::GetFirst);
+        if (first) AwaitExitOf(*Interpreter::GetCurrent());
     }
     std::shared_ptr<Interpreter>& opened = OpenedInterpreter();
     if (!opened || opened->HasEnded()) opened = current;

@@ -40,11 +40,11 @@ class PyAutoUnlock2 {
 // failure), whether the insert succeeded or not. 0, or -1 with the interpreter's error set.
 int PyDict_SetItem2(PyObject* dict, PyObject* key, PyObject* value) REQUIRES(interpreter_lock);
 
-// Lets native threads visit the interpreters from now on and has the current one call back when it
-// exits: the door is closed then, before anything of it is torn down. To be called when the module
-// is imported and when a search starts: so it is closed as well before the exit handlers that
-// scripts registered in between. Does nothing without an interpreter. Any thread; one that does not
-// hold the lock opens the first interpreter.
+// Lets native threads visit the interpreters from now on and has the current one and the first call
+// back when they exit: the door is closed then, before anything is torn down. To be called when the
+// module is imported and when a search starts: so it is closed as well before the exit handlers
+// that scripts registered in between. Does nothing without an interpreter. Any thread; one that
+// does not hold the lock opens the first interpreter.
 void OpenInterpreterToThreads();
 
 // True from the moment when the interpreter, opened to threads, begins to exit. Never true in a
