@@ -1,7 +1,7 @@
 """Scripts that have an interpreter each, in one process."""
 import unittest
 
-from host_case import OWN_THREADS, SAME_THREAD, HostCase
+from host_case import BOTH_WAYS, OWN_THREADS, SAME_THREAD, HostCase
 
 
 class Host(HostCase):
@@ -285,6 +285,7 @@ class Classes(HostCase):
     def test_they_go_with_python(self):
         self.expect_both_ways(3 * (2 * ['0 destroyed'] + ['0 0']), CLASSES, '--lives', '3')
 
+
 # Is in its callable when Python ends.
 SLOW = '''
 import time, _vireon
@@ -301,20 +302,47 @@ def waiting():
     return not calls
 '''
 
+# Each life opens one descriptor more, by which those that should be over notice that they are called.
+LIVES = '''
+import _vireon
+from host_script import *
+def is_open(number, fstat=os.fstat):
+    try:
+        fstat(number)
+        return True
+    except OSError:
+        return False
+life = 100
+while is_open(life):
+    life += 1
+os.dup2(0, life)
+names = set()
+def callback(event, device, following=life + 1):
+    if is_open(following):
+        say('called in a later life')
+    names.add(device['friendlyName'])
+engine = search(callback)
+engine.disown()
+def waiting():
+    return len(names) < 20
+def finish():
+    say('threads', 0 if sys.platform == 'win32' else len(os.listdir('/proc/self/task')))
+'''
+
 
 class Exit(HostCase):
     leaves_engines = True
-
-    def test_python_ends_around_interpreters_that_search(self):
-        self.expect_both_ways([], LEFT.replace("say('let go')", 'pass'), '--count', '3', '--leave')
 
     def test_python_ends_when_a_callable_that_runs_has_ended(self):
         self.expect_both_ways(['done'], SLOW, '--leave')
 
     def test_python_starts_again_after_interpreters_that_search(self):
-        self.expect_both_ways(
-            [], LEFT.replace("say('let go')", 'pass'), '--count', '3', '--leave', '--lives', '5'
-        )
+        for way in BOTH_WAYS:
+            with self.subTest(way):
+                code, said, errors = self.run_host(way, LIVES, '--leave', '--lives', '5')
+                self.assertEqual((0, 5, ''), (code, len(said), errors))
+                # The threads of the lives before have ended.
+                self.assertEqual(1, len(set(said)), said)
 
 
 class Destruction(HostCase):
