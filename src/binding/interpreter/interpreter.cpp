@@ -44,57 +44,47 @@ const char* WatchName() {
 struct Interpreter::Watch {
     static constexpr const char* kKind = "vireon watch";
 
-    // Steals nothing; false, and no exception, without memory.
-    static bool Put(const std::shared_ptr<Interpreter>& interpreter, PyObject* place,
-                    PyCapsule_Destructor go) REQUIRES(interpreter_lock) {
-        if (!place || !PyDict_Check(place)) return false;
-        auto owned = std::make_unique<std::shared_ptr<Interpreter>>(interpreter);
-        PyObject* const watch = PyCapsule_New(owned.get(), kKind, go);
-        bool is_put = false;
-        if (watch) {
-            owned.release();  // the watch's now
-            is_put = PyDict_SetItemString(place, WatchName(), watch) == 0;
-            Py_DECREF(watch);
-        }
-        if (!is_put) PyErr_Clear();
-        return is_put;
+    // Without memory there is no watch, and no exception.
+    static void Put(const std::shared_ptr<Interpreter>& interpreter, PyObject* place,
+                    PyCapsule_Destructor go, std::shared_ptr<Interpreter>& owned)
+        REQUIRES(interpreter_lock) {
+        if (!place || !PyDict_Check(place)) return;
+        PyObject* const watch = PyCapsule_New(interpreter.get(), kKind, go);
+        if (watch && PyDict_SetItemString(place, WatchName(), watch) == 0)
+            owned = interpreter;
+        else
+            PyErr_Clear();
+        Py_XDECREF(watch);
     }
-    static std::shared_ptr<Interpreter> Take(PyObject* watch) {
-        const std::unique_ptr<std::shared_ptr<Interpreter>> owned(
-            static_cast<std::shared_ptr<Interpreter>*>(PyCapsule_GetPointer(watch, kKind)));
-        return *owned;
+    static Interpreter& Of(PyObject* watch) {
+        return *static_cast<Interpreter*>(PyCapsule_GetPointer(watch, kKind));
     }
     static void PutEarly(const std::shared_ptr<Interpreter>& interpreter)
         REQUIRES(interpreter_lock) {
-        interpreter->has_early_watch_ = Put(interpreter, PySys_GetObject(early_place), GoEarly);
+        Put(interpreter, PySys_GetObject(early_place), GoEarly, interpreter->held_by_early_watch_);
     }
     static void PutLate(const std::shared_ptr<Interpreter>& interpreter)
         REQUIRES(interpreter_lock) {
-        interpreter->has_late_watch_ = Put(interpreter, interpreter->state_->sysdict, GoLate);
+        Put(interpreter, interpreter->state_->sysdict, GoLate, interpreter->held_by_late_watch_);
     }
 
     static void GoEarly(PyObject* watch) REQUIRES(interpreter_lock) {
         const EntryFromInterpreter entry;
         const binding::PendingException pending;
-        const std::shared_ptr<Interpreter> interpreter = Take(watch);
-        interpreter->has_early_watch_ = false;
-        // A script has cleared the cache. The next use puts another watch in: a script that takes
-        // out entries until there are none would never end if this did.
-        if (interpreter->HasEnded() || interpreter->IsCurrentAndWhole()) return;
+        const auto interpreter = std::exchange(Of(watch).held_by_early_watch_, nullptr);
+        // One that could not be put in. Or a script has cleared the cache: the next use puts
+        // another watch in. A script that takes out entries until there are none would never end if
+        // this did.
+        if (!interpreter || interpreter->HasEnded() || interpreter->IsCurrentAndWhole()) return;
         interpreter->BeginToEnd();
     }
     static void GoLate(PyObject* watch) REQUIRES(interpreter_lock) {
         const EntryFromInterpreter entry;
         const binding::PendingException pending;
-        const std::shared_ptr<Interpreter> interpreter = Take(watch);
-        interpreter->has_late_watch_ = false;
-        if (!interpreter->state_) return;
+        const auto interpreter = std::exchange(Of(watch).held_by_late_watch_, nullptr);
+        if (!interpreter || !interpreter->state_) return;
         if (!interpreter->IsCurrentAndWhole()) return interpreter->End();
-        try {
-            PutLate(interpreter);
-        } catch (const std::bad_alloc&) {
-            // The next use tries again.
-        }
+        PutLate(interpreter);
     }
 };
 
@@ -134,8 +124,8 @@ std::shared_ptr<Interpreter> Interpreter::GetCurrent() {
     const std::shared_ptr<Interpreter> current = Get(PyThreadState_GET()->interp);
     if (!current->is_ending_) {
         const binding::PendingException pending;
-        if (!current->has_early_watch_) Watch::PutEarly(current);
-        if (!current->has_late_watch_) Watch::PutLate(current);
+        if (!current->held_by_early_watch_) Watch::PutEarly(current);
+        if (!current->held_by_late_watch_) Watch::PutLate(current);
     }
     if (!is_end_awaited) is_end_awaited = Py_AtExit(EndAll) == 0;
     return current;

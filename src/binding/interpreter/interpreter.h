@@ -94,8 +94,9 @@ class Interpreter {
     std::vector<std::weak_ptr<InterpreterGuest>> guests_ GUARDED_BY(interpreter_lock);
     std::vector<std::function<void()>> end_functions_ GUARDED_BY(interpreter_lock);
     bool is_ending_ GUARDED_BY(interpreter_lock) = false;
-    bool has_early_watch_ GUARDED_BY(interpreter_lock) = false;
-    bool has_late_watch_ GUARDED_BY(interpreter_lock) = false;
+    // Itself, as long as the object in question is there, which refers to it.
+    std::shared_ptr<Interpreter> held_by_early_watch_ GUARDED_BY(interpreter_lock);
+    std::shared_ptr<Interpreter> held_by_late_watch_ GUARDED_BY(interpreter_lock);
     int exit_handlers_ GUARDED_BY(interpreter_lock) = 0;
 };
 
