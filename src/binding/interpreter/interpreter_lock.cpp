@@ -135,6 +135,13 @@ void AwaitExitOf(Interpreter& current) REQUIRES(interpreter_lock) {
     RegisterExitHandler();
 }
 
+// Python's exit begins there, where nobody may have imported the module. The lock is held, which a
+// visit does not ask of the compiler.
+void AwaitExitOfTheFirst() {
+    const InterpreterVisit first(Interpreter::GetFirst);
+    if (first) AwaitExitOf(*Interpreter::GetCurrent());
+}
+
 }  // namespace
 
 PyAutoLock2::PyAutoLock2() {
@@ -173,11 +180,7 @@ void OpenInterpreterToThreads() {
     PyAutoLock2 lock;
     const std::shared_ptr<Interpreter> current = Interpreter::GetCurrent();
     AwaitExitOf(*current);
-    // Python's exit begins in the first, where nobody may have imported the module.
-    if (!current->IsFirst()) {
-        const InterpreterVisit first(Interpreter::GetFirst);
-        if (first) AwaitExitOf(*Interpreter::GetCurrent());
-    }
+    if (!current->IsFirst()) AwaitExitOfTheFirst();
     std::shared_ptr<Interpreter>& opened = OpenedInterpreter();
     if (!opened || opened->HasEnded()) opened = current;
     door = Door::kOpen;
