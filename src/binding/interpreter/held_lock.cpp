@@ -8,6 +8,7 @@ namespace {
 
 // Of the thread's innermost EntryFromInterpreter.
 thread_local PyThreadState* entry_state = nullptr;
+thread_local bool has_let_go = false;
 
 // Another thread may be switching the current state, but never from or to one of this thread's own.
 PyThreadState* CurrentState() {
@@ -21,8 +22,13 @@ bool IsCurrentThreadHoldPythonGIL2() {
     return current && (current == entry_state || current == PyGILState_GetThisThreadState());
 }
 
-EntryFromInterpreter::EntryFromInterpreter() : outer_(std::exchange(entry_state, CurrentState())) {}
+EntryFromInterpreter::EntryFromInterpreter()
+    : outer_(std::exchange(entry_state, has_let_go ? nullptr : CurrentState())) {}
 
 EntryFromInterpreter::~EntryFromInterpreter() {
     entry_state = outer_;
+}
+
+bool SetHasLetGo(bool now) {
+    return std::exchange(has_let_go, now);
 }

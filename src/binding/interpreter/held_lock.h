@@ -25,6 +25,9 @@ bool IsCurrentThreadHoldPythonGIL2();
 // read what its owner may be about to free. So each function that the interpreter calls, with the
 // lock held, begins with this, except those that neither ask for the lock nor release it. Destroyed
 // on the thread that made it, in reverse order of creation.
+//
+// A script that has made itself a PyAutoUnlock2 calls without the lock: nothing is noted then,
+// since the current state is another thread's.
 class EntryFromInterpreter {
   public:
     EntryFromInterpreter();
@@ -35,5 +38,9 @@ class EntryFromInterpreter {
   private:
     PyThreadState* outer_;
 };
+
+// Says whether the thread has let go of the lock that it was called in with. Gives what it said
+// before.
+bool SetHasLetGo(bool has_let_go);
 
 #endif

@@ -121,7 +121,7 @@ std::shared_ptr<Interpreter> Interpreter::GetFirst() {
 }
 
 std::shared_ptr<Interpreter> Interpreter::GetCurrent() {
-    const std::shared_ptr<Interpreter> current = Get(PyThreadState_GET()->interp);
+    std::shared_ptr<Interpreter> current = Get(PyThreadState_GET()->interp);
     if (!current->is_ending_) {
         const binding::PendingException pending;
         if (!current->held_by_early_watch_) Watch::PutEarly(current);
@@ -196,7 +196,7 @@ void Interpreter::End() {
 // Those whose watches a script keeps.
 void Interpreter::EndUnnoticed() {
     for (;;) {
-        const Interpreters& living = LivingInterpreters();
+        Interpreters& living = LivingInterpreters();
         const auto has_ended = [](const auto& each)
                                    REQUIRES(interpreter_lock) { return each->HasEnded(); };
         const auto found = std::find_if(living.begin(), living.end(), has_ended);

@@ -156,10 +156,14 @@ PyAutoLock2::~PyAutoLock2() {
 }
 
 PyAutoUnlock2::PyAutoUnlock2()
-    : saved_(IsCurrentThreadHoldPythonGIL2() ? PyEval_SaveThread() : nullptr) {}
+    : saved_(IsCurrentThreadHoldPythonGIL2() ? PyEval_SaveThread() : nullptr) {
+    if (saved_) had_let_go_ = SetHasLetGo(true);
+}
 
 PyAutoUnlock2::~PyAutoUnlock2() {
-    if (saved_) PyEval_RestoreThread(saved_);
+    if (!saved_) return;
+    PyEval_RestoreThread(saved_);
+    SetHasLetGo(had_let_go_);
 }
 
 int PyDict_SetItem2(PyObject* dict, PyObject* key, PyObject* value) {
@@ -235,6 +239,7 @@ void InterpreterVisit::Enter(Interpreter* interpreter) {
     }
     outer_state_ = PyThreadState_Swap(state);
     has_swapped_ = true;
+    had_let_go_ = SetHasLetGo(false);
     entry_.emplace();
     is_inside_ = interpreter->IsCurrentAndWhole();
 }
@@ -242,6 +247,7 @@ void InterpreterVisit::Enter(Interpreter* interpreter) {
 InterpreterVisit::~InterpreterVisit() {
     if (own_state_) PyThreadState_Clear(own_state_);
     entry_.reset();
+    if (has_swapped_) SetHasLetGo(had_let_go_);
     if (own_state_ && took_lock_) {
         PyThreadState_DeleteCurrent();  // and lets go of the lock
     } else {

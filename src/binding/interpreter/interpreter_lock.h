@@ -34,6 +34,7 @@ class PyAutoUnlock2 {
 
   private:
     PyThreadState* saved_;
+    bool had_let_go_ = false;
 };
 
 // Inserts and takes the caller's references to key and value (either may be null, which is a
@@ -79,6 +80,7 @@ class SCOPED_CAPABILITY InterpreterVisit {
     bool took_lock_ = false;
     bool is_inside_ = false;
     bool has_swapped_ = false;
+    bool had_let_go_ = false;
     PyThreadState* own_state_ = nullptr;  // made for the visit
     PyThreadState* outer_state_ = nullptr;
     std::optional<EntryFromInterpreter> entry_;

@@ -4,9 +4,18 @@
 #include <Python.h>
 #include <gtest/gtest.h>
 
+#include <memory>
 #include <utility>
 
 #include "binding/interpreter/held_lock.h"
+#include "binding/interpreter/interpreter.h"
+#include "binding/interpreter/testing/embedded_interpreter.h"
+
+// Of the thread, which holds the lock. To the compiler only in here, so that visits may follow.
+inline std::shared_ptr<Interpreter> GetCurrentInterpreter() {
+    script::ExpectLocked();
+    return Interpreter::GetCurrent();
+}
 
 // A further interpreter that is current on the thread, as a function finds it that a script calls.
 class FurtherInterpreter : public testing::Test {
