@@ -48,6 +48,11 @@ constexpr NPT_UInt32 kSearchBufferSize = 4096;  // bytes
 // Bytes; above one Ethernet frame, so that every answer that was not fragmented fits.
 constexpr NPT_UInt32 kAnswerBufferSize = 2000;
 
+// Bytes of answers that have arrived but were not received. All servers of a network answer at
+// once, and systems count up to 4 KiB for an answer, however short: this is room for a thousand.
+// Memory is taken only as they arrive. Systems may give less (docs/datagram.md).
+constexpr int kReceiveBufferSize = 4 * 1024 * 1024;
+
 constexpr float kDefaultIntervalSeconds = 3;
 // Stands in for an interval of exactly 0.
 constexpr NPT_Int64 kFallbackIntervalSeconds = 30;

@@ -32,6 +32,7 @@ SsdpSearchWorkerThread::SsdpSearchWorkerThread(Vireon* vireon,
       waker_(std::move(waker)) {
     if (!m_socket) return;
     m_socket->SetWaker(waker_);
+    m_socket->AskForReceiveBuffer(protocol::kReceiveBufferSize);
     m_socket->SetReadTimeout(TimeoutFromInterval(m_interval));
     m_socket->SetWriteTimeout(protocol::kSendTimeout);
 }

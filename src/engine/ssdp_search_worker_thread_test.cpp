@@ -17,6 +17,7 @@
 #include "engine/testing/scripted_udp_socket.h"
 #include "engine/testing/search_answers.h"
 #include "engine/vireon.h"
+#include "net/testing/loopback.h"
 
 namespace {
 
@@ -49,6 +50,7 @@ class Server {
         searcher_ = source;
         return std::string(reinterpret_cast<const char*>(packet.GetData()), packet.GetDataSize());
     }
+    void SetSearcher(const NPT_SocketAddress& searcher) { searcher_ = searcher; }
     void Send(const std::string& text) {
         NPT_DataBuffer packet;
         packet.SetData(reinterpret_cast<const NPT_UInt8*>(text.data()),
@@ -229,6 +231,37 @@ TEST_F(SsdpSearchWorker, TakesAnAnswerThatFillsTheBuffer) {
     ASSERT_EQ(Answer(name).size(), 2000u);
     server_.Send(Answer(name));
     WaitForNames("['" + name + "']");
+    CloseAndWake();
+}
+
+// How many answers a socket has room for that asks for nothing.
+int CountWhatASocketHolds(Server& server, int sent, const std::string& answer) {
+    NPT_UdpSocket socket;
+    server.SetSearcher(BindToLoopback(socket));
+    for (int count = 0; count < sent; ++count)
+        server.Send(answer);
+    NPT_DataBuffer packet(2000);
+    socket.SetReadTimeout(0);
+    int held = 0;
+    while (NPT_Succeeded(socket.Receive(packet)))
+        ++held;
+    return held;
+}
+
+TEST_F(SsdpSearchWorker, HasRoomForMoreAnswersThanASocketHasByItself) {
+    constexpr int kSent = 1500;
+    const int usual = CountWhatASocketHolds(server_, kSent, Answer("Den"));
+    ASSERT_LT(usual, kSent);
+    auto socket = std::make_unique<NPT_UdpSocket>();
+    server_.SetSearcher(BindToLoopback(*socket));
+    auto* const request = new NPT_HttpRequest(NPT_HttpUrl("127.0.0.1", server_.GetPort(), "*"),
+                                              "M-SEARCH", "HTTP/1.1");
+    worker_ = std::make_shared<SsdpSearchWorkerThread>(vireon_.get(), socket.release(), request,
+                                                       NPT_TimeInterval(30.0));
+    for (int count = 0; count < kSent; ++count)
+        server_.Send(Answer("Den"));
+    worker_->Start();
+    EXPECT_TRUE(script::BecomesTrue("len(devices) > " + std::to_string(usual)));
     CloseAndWake();
 }
 

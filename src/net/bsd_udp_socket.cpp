@@ -19,6 +19,18 @@ NPT_BsdUdpSocket::NPT_BsdUdpSocket(NPT_UInt32 flags) : NPT_BsdSocket(OpenDatagra
                                sizeof on);
 }
 
+void NPT_BsdUdpSocket::AskForReceiveBuffer(int bytes) {
+    const socket_platform::Handle handle = descriptor_->GetHandle();
+    int present = 0;
+    NPT_UInt32 size = sizeof present;
+    const auto option = socket_platform::Option::kReceiveBuffer;
+    if (NPT_Failed(socket_platform::GetOption(handle, option, &present, size))) return;
+    // Some systems cut what is too much for them, others refuse it.
+    for (; bytes > present; bytes /= 2) {
+        if (NPT_Succeeded(socket_platform::SetOption(handle, option, &bytes, sizeof bytes))) return;
+    }
+}
+
 NPT_Result NPT_BsdUdpSocket::Connect(const NPT_SocketAddress& address, NPT_Timeout) {
     const NPT_Result result = socket_platform::Connect(descriptor_->GetHandle(), address);
     return NPT_Failed(result) ? result : RefreshInfo();

@@ -8,6 +8,9 @@ class NPT_BsdUdpSocket : public NPT_UdpSocketInterface, public NPT_BsdSocket {
   public:
     explicit NPT_BsdUdpSocket(NPT_UInt32 flags = 0);
 
+    // See NPT_UdpSocket::AskForReceiveBuffer.
+    void AskForReceiveBuffer(int bytes);
+
     // Fixes the peer; this does not block, so that the timeout has no meaning.
     NPT_Result Connect(const NPT_SocketAddress& address, NPT_Timeout timeout) override;
     NPT_Result Send(const NPT_DataBuffer& packet,

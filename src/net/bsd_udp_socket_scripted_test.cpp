@@ -39,6 +39,45 @@ TEST(UdpSocketScriptedTest, WantsNoReportsAboutWhatItSent) {
     EXPECT_EQ(platform.CountOf("IgnoreDeliveryReports"), 1);
 }
 
+TEST(UdpSocketScriptedTest, AsksForTheReceiveBufferThatIsWanted) {
+    ScriptedPlatform platform;
+    NPT_BsdUdpSocket socket;
+    platform.option_values[Option::kReceiveBuffer] = 65536;
+    socket.AskForReceiveBuffer(1 << 22);
+    const auto* buffer = platform.FindOption(Option::kReceiveBuffer);
+    ASSERT_NE(buffer, nullptr);
+    EXPECT_EQ(AsInt(*buffer), 1 << 22);
+}
+
+TEST(UdpSocketScriptedTest, AsksForLessOfTheReceiveBufferWhereThatIsRefused) {
+    ScriptedPlatform platform;
+    NPT_BsdUdpSocket socket;
+    platform.option_values[Option::kReceiveBuffer] = 65536;
+    platform.failing_call = static_cast<int>(platform.calls.size()) + 1;  // the first SetOption
+    socket.AskForReceiveBuffer(1 << 22);
+    const auto* buffer = platform.FindOption(Option::kReceiveBuffer);
+    ASSERT_NE(buffer, nullptr);
+    EXPECT_EQ(AsInt(*buffer), 1 << 21);
+}
+
+TEST(UdpSocketScriptedTest, LeavesAReceiveBufferThatIsLargeEnough) {
+    ScriptedPlatform platform;
+    NPT_BsdUdpSocket socket;
+    platform.option_values[Option::kReceiveBuffer] = 1 << 23;
+    socket.AskForReceiveBuffer(1 << 22);
+    EXPECT_EQ(platform.FindOption(Option::kReceiveBuffer), nullptr);
+}
+
+TEST(UdpSocketScriptedTest, GivesUpOnAReceiveBufferThatIsAlwaysRefused) {
+    ScriptedPlatform platform;
+    NPT_BsdUdpSocket socket;
+    platform.option_values[Option::kReceiveBuffer] = 65536;
+    platform.failing_name = "SetOption";
+    platform.calls.clear();
+    socket.AskForReceiveBuffer(1 << 22);
+    EXPECT_EQ(platform.CountOf("SetOption"), 6);
+}
+
 TEST(UdpSocketScriptedTest, WorksWhereReportsCannotBeSwitchedOff) {
     ScriptedPlatform platform;
     platform.failing_name = "IgnoreDeliveryReports";

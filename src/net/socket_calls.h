@@ -77,6 +77,8 @@ inline OptionName NameOf(Option option) {
             return {SOL_SOCKET, SO_BROADCAST};
         case Option::kPendingError:
             return {SOL_SOCKET, SO_ERROR};
+        case Option::kReceiveBuffer:
+            return {SOL_SOCKET, SO_RCVBUF};
         case Option::kNoDelay:
             return {IPPROTO_TCP, TCP_NODELAY};
         case Option::kMulticastLoop:

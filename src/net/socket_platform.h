@@ -84,6 +84,7 @@ enum class Option {
     kReuseAddress,          // int
     kBroadcast,             // int
     kPendingError,          // int, read only; reading clears it
+    kReceiveBuffer,         // int: bytes for what has arrived but was not received
     kNoDelay,               // int
     kMulticastLoop,         // int
     kMulticastTimeToLive,   // one byte

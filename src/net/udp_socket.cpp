@@ -13,6 +13,10 @@ void NPT_UdpSocket::SetWaker(std::shared_ptr<SocketWaker> waker) {
     udp_delegate_.SetWaker(std::move(waker));
 }
 
+void NPT_UdpSocket::AskForReceiveBuffer(int bytes) {
+    udp_delegate_.AskForReceiveBuffer(bytes);
+}
+
 NPT_Result NPT_UdpSocket::Send(const NPT_DataBuffer& packet, const NPT_SocketAddress* address) {
     return udp_delegate_.Send(packet, address);
 }

@@ -19,6 +19,10 @@ class NPT_UdpSocket : public NPT_Socket, public NPT_UdpSocketInterface {
     // Before the first wait.
     void SetWaker(std::shared_ptr<SocketWaker> waker);
 
+    // Has the system keep so many bytes of what has arrived but was not received, or as many as it
+    // gives; never fewer than before. What arrives beyond that is lost.
+    void AskForReceiveBuffer(int bytes);
+
     NPT_Result Send(const NPT_DataBuffer& packet,
                     const NPT_SocketAddress* address = nullptr) override;
     NPT_Result Receive(NPT_DataBuffer& packet, NPT_SocketAddress* address = nullptr) override;
