@@ -253,7 +253,7 @@ INSTANTIATE_TEST_SUITE_P(
                          const NPT_Reference<NPT_String> reference(new NPT_String(kLong));
                          const NPT_Reference<NPT_String> copy(reference);
                      },
-                     4},
+                     3},
         Construction{"StringOutputStream", [] { const NPT_StringOutputStream stream(100); }, 2},
         Construction{"Thread",
                      [] {

@@ -99,11 +99,11 @@ TEST(Reference, CountsAcrossThreads) {
     EXPECT_EQ(deleted, 1);
 }
 
-// One that nothing guards would be counted by several threads at once.
-TEST(Reference, WithoutAMutexThereIsNone) {
+// What it was to own is deleted all the same.
+TEST(Reference, WithoutACounterThereIsNone) {
     int deleted = 0;
     auto* object = new Base(deleted);
-    const FailingAllocation failing;
+    const FailingAllocation failing(1);
     EXPECT_THROW(const NPT_Reference<Base> reference(object), std::bad_alloc);
     EXPECT_EQ(deleted, 1);
 }
