@@ -19,16 +19,25 @@ namespace {
 
 using std::chrono::milliseconds;
 
-// How long this thread takes before each lock.
-thread_local milliseconds pace_of_locks{0};
+// How long this thread takes before each lock, and before each wait for an event.
+thread_local milliseconds pace{0};
+
+void TakeTime() {
+    if (pace.count() > 0) std::this_thread::sleep_for(pace);
+}
 
 }  // namespace
 
-// In the place of CriticalSection::lock, which the linker knows by these names.
+// In the place of CriticalSection::lock and Event::Wait, which the linker knows by these names.
 extern "C" void __real__ZN15CriticalSection4lockEv(CriticalSection* lock);
 extern "C" void __wrap__ZN15CriticalSection4lockEv(CriticalSection* lock) {
-    if (pace_of_locks.count() > 0) std::this_thread::sleep_for(pace_of_locks);
+    TakeTime();
     __real__ZN15CriticalSection4lockEv(lock);
+}
+extern "C" void __real__ZN5Event4WaitEv(Event* event);
+extern "C" void __wrap__ZN5Event4WaitEv(Event* event) {
+    TakeTime();
+    __real__ZN5Event4WaitEv(event);
 }
 
 namespace {
@@ -212,13 +221,13 @@ TEST_F(CallbackTaskWorker, IsNotDestroyedUnderAThreadThatTakes) {
 // A taker that finds nothing resets the event. When the worker is closed between another one's last
 // look and its wait, that must not undo the signal of the end.
 TEST_F(CallbackTaskWorker, EndsTheWaitOfATakerBehindTheBackOfAnother) {
-    // Each taker takes its time before each lock: two for a look, one for the queue, two for a
-    // look. So the first one waits from 1000 ms on and has looked at its engine at 800; it is
-    // closed in between, and then the second one, which has looked before, finds the queue empty.
-    constexpr milliseconds kPace(200);
+    // Each taker takes its time before it looks into the queue, and before it waits. So the first
+    // one waits from 600 ms on and has looked at its engine at 300; it is closed in between, and
+    // then the second one, which has looked before, finds the queue empty at 450.
+    constexpr milliseconds kPace(300);
     std::atomic<bool> has_left{false};
     const auto take = [this, kPace] {
-        pace_of_locks = kPace;
+        pace = kPace;
         EXPECT_EQ(worker_->getTask(), nullptr);
     };
     PyAutoUnlock2 unlocked;
@@ -226,9 +235,9 @@ TEST_F(CallbackTaskWorker, EndsTheWaitOfATakerBehindTheBackOfAnother) {
         take();
         has_left = true;
     });
-    std::this_thread::sleep_for(milliseconds(330));
+    std::this_thread::sleep_for(milliseconds(150));
     std::thread second(take);
-    std::this_thread::sleep_for(milliseconds(530));
+    std::this_thread::sleep_for(milliseconds(225));
     worker_->SignalEnd();
     second.join();
     EXPECT_TRUE(BecomesTrue([&] { return has_left.load(); }));
@@ -245,20 +254,20 @@ class WatchedDevice : public ZoSsdpDeviceInfo {
     std::atomic<bool>& is_destroyed_;
 };
 
-// The engine goes between the dispatch thread's taking and delivering, and waits for nobody since
-// another thread does.
+// The engine goes while the dispatch thread takes, and waits for nobody since another thread does.
 TEST_F(CallbackTaskWorker, LeavesNothingBehindThatItsThreadTookBeforeTheEnd) {
-    constexpr milliseconds kPace(60);
+    constexpr milliseconds kPace(200);
     std::atomic<bool> is_destroyed{false};
     worker_->addTask(new WatchedDevice(is_destroyed));
     PyAutoUnlock2 unlocked;
     std::thread dispatch([this, kPace] {
-        // Two locks for each of three looks, then the queue's, then a look again.
-        pace_of_locks = kPace;
+        // Takes the record at 200 ms, sees the end, and would put the record back at 400.
+        pace = kPace;
         worker_->Run();
     });
-    std::this_thread::sleep_for(7 * kPace + kPace / 2);
+    std::this_thread::sleep_for(kPace / 2);
     worker_->SignalEnd();
+    std::this_thread::sleep_for(kPace);
     worker_->DestroyTasks();
     dispatch.join();
     EXPECT_TRUE(is_destroyed);

@@ -41,7 +41,7 @@ std::unique_ptr<NPT_UdpSocket> OpenMulticastSocket(const NPT_IpAddress& outgoing
 Vireon::Vireon()
     : m_interval(protocol::kDefaultIntervalSeconds),
       turn_(std::make_shared<CallbackTaskWorkerThread::DeliveryTurn>(false)),
-      life_(std::make_shared<VireonLife>(this)) {
+      life_(std::make_shared<VireonLife>(this, is_closed_)) {
     // No engine without its lock: std::bad_alloc.
     const NPT_AutoLock usable(m_lock);
     DiagnosticsLog::Get().Wide(kLifecycleLogLevel,
@@ -83,7 +83,7 @@ void Vireon::LeaveTheParentsThreads() {
         std::shared_ptr<VireonLife> life;
     };
     auto turn = std::make_shared<CallbackTaskWorkerThread::DeliveryTurn>(false);
-    auto life = std::make_shared<VireonLife>(this);
+    auto life = std::make_shared<VireonLife>(this, is_closed_);
     auto inherited = std::make_unique<Inherited>();
     new (&m_lock) NPT_Mutex;
     // Throws where it could not be made, before the engine has lost anything: the next call tries
@@ -389,12 +389,6 @@ ScriptObject VireonLife::Leave(const Interpreter& interpreter) {
 
 std::shared_ptr<VireonLife> VireonLink::LifeOf(Vireon* vireon) {
     return vireon ? vireon->GetLife() : nullptr;
-}
-
-bool VireonLink::IsStopped() const {
-    bool is_closed = true;
-    Use([&is_closed](const Vireon& vireon) { is_closed = vireon.isClosed; });
-    return is_closed;
 }
 
 void VireonLink::TakeIn(const NPT_HttpRequest& request, const NPT_HttpRequestContext& context,

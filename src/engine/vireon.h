@@ -38,6 +38,10 @@
 // A forked child may stop, destroy and search with the engine that it inherited: it waits for none
 // of its parent's threads, and leaves to them what they may hold locked.
 class Vireon {
+    // Of isClosed; workers read it also when the engine is gone.
+    const std::shared_ptr<std::atomic<bool>> is_closed_ =
+        std::make_shared<std::atomic<bool>>(false);
+
   public:
     // What SearchDevices reports unless a multicast sender found no port.
     static constexpr zorvane::Int32 kSearchStarted = SsdpSearchWorkerThread::kSearched;
@@ -117,7 +121,7 @@ class Vireon {
 
     // Every worker polls it, at least once per interval; Stop sets it and nothing resets it but the
     // script.
-    std::atomic<bool> isClosed{false};
+    std::atomic<bool>& isClosed = *is_closed_;
 
   private:
     using DispatchThread = std::shared_ptr<CallbackTaskWorkerThread>;

@@ -1,9 +1,6 @@
 #include "engine/vireon_link.h"
 
-Vireon* VireonLife::Get() {
-    const CriticalSectionLock guard(lock_);
-    return vireon_;
-}
+#include <algorithm>
 
 void VireonLife::End() {
     const CriticalSectionLock guard(lock_);
@@ -11,17 +8,18 @@ void VireonLife::End() {
 }
 
 void VireonLink::store(Vireon* vireon) {
-    std::shared_ptr<VireonLife> life = LifeOf(vireon);
+    const std::shared_ptr<VireonLife> life = LifeOf(vireon);
     const CriticalSectionLock guard(lock_);
-    life_.swap(life);
+    if (life && std::find(kept_.begin(), kept_.end(), life) == kept_.end()) kept_.push_back(life);
+    life_ = life.get();
 }
 
 Vireon* VireonLink::load() const {
-    const std::shared_ptr<VireonLife> life = GetLife();
+    const VireonLife* const life = life_;
     return life ? life->Get() : nullptr;
 }
 
-std::shared_ptr<VireonLife> VireonLink::GetLife() const {
-    const CriticalSectionLock guard(lock_);
-    return life_;
+bool VireonLink::IsStopped() const {
+    const VireonLife* const life = life_;
+    return !life || life->IsStopped();
 }

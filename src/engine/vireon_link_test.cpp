@@ -5,6 +5,7 @@
 #include <atomic>
 #include <thread>
 
+#include "core/testing/becomes_true.h"
 #include "engine/vireon.h"
 
 namespace {
@@ -24,6 +25,42 @@ TEST(VireonLinkTest, IsStoppedWhileItsEngineIsClosed) {
     EXPECT_TRUE(link.IsStopped());
     vireon.isClosed = false;
     EXPECT_FALSE(link.IsStopped());
+}
+
+TEST(VireonLinkTest, TellsWhetherItIsStoppedWhileItsEngineIsUsed) {
+    Vireon vireon;
+    const VireonLink link(&vireon);
+    std::atomic<bool> is_told{false};
+    std::thread asker;
+    link.Use([&](Vireon&) {
+        asker = std::thread([&] {
+            EXPECT_FALSE(link.IsStopped());
+            is_told = true;
+        });
+        EXPECT_TRUE(BecomesTrue([&] { return is_told.load(); }));
+    });
+    asker.join();
+}
+
+// What the checkers of memory and of data races look at.
+TEST(VireonLinkTest, IsReadWhileItChangesAndItsEnginesGo) {
+    VireonLink link;
+    std::atomic<bool> is_done{false};
+    std::thread reader([&] {
+        while (!is_done) {
+            link.IsStopped();
+            link.Use([](Vireon& vireon) { vireon.SetInterVal(1); });
+        }
+    });
+    for (int round = 0; round < 1000; ++round) {
+        auto vireon = std::make_unique<Vireon>();
+        link.store(vireon.get());
+        vireon->isClosed = round % 2 == 0;
+        if (round % 3 == 0) link.store(nullptr);
+    }
+    is_done = true;
+    reader.join();
+    EXPECT_TRUE(link.IsStopped());
 }
 
 TEST(VireonLinkTest, UsesItsEngine) {
