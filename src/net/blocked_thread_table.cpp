@@ -29,12 +29,10 @@ BlockedThreadTable& BlockedThreadTable::Shared() {
     return own.release()->table;
 }
 
-BlockedThreadTable::BlockedThreadTable() : slots_(kInitialSlots) {
-    const NPT_AutoLock usable(mutex_);
-}
+BlockedThreadTable::BlockedThreadTable() : slots_(kInitialSlots) {}
 
 void BlockedThreadTable::Put(NPT_Thread::ThreadId thread, const NPT_BsdSocketFd* descriptor) {
-    NPT_AutoLock lock(mutex_);
+    const CriticalSectionLock guard(lock_);
     std::size_t index = SlotOf(thread);
     if (!slots_[index].descriptor) {
         if ((entry_count_ + 1) * 2 >= slots_.size()) {
@@ -47,7 +45,7 @@ void BlockedThreadTable::Put(NPT_Thread::ThreadId thread, const NPT_BsdSocketFd*
 }
 
 NPT_Result BlockedThreadTable::Remove(NPT_Thread::ThreadId thread) {
-    NPT_AutoLock lock(mutex_);
+    const CriticalSectionLock guard(lock_);
     const std::size_t index = SlotOf(thread);
     if (!slots_[index].descriptor) return NPT_ERROR_NOT_FOUND;
     CloseGap(index);

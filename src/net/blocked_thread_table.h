@@ -3,7 +3,7 @@
 
 #include <vector>
 
-#include "core/mutex.h"
+#include "core/critical_section.h"
 #include "core/result.h"
 #include "core/system_thread.h"
 #include "core/thread_annotations.h"
@@ -21,7 +21,7 @@ class BlockedThreadTable {
     // may outlive the static objects.
     static BlockedThreadTable& Shared();
 
-    // Throws std::bad_alloc, when the mutex cannot be made too.
+    // Throws std::bad_alloc, when the lock cannot be made too.
     BlockedThreadTable();
     BlockedThreadTable(const BlockedThreadTable&) = delete;
     BlockedThreadTable& operator=(const BlockedThreadTable&) = delete;
@@ -38,16 +38,16 @@ class BlockedThreadTable {
         const NPT_BsdSocketFd* descriptor = nullptr;  // null: the slot is free
     };
 
-    std::size_t HomeOf(NPT_Thread::ThreadId thread) const REQUIRES(mutex_);
-    std::size_t Next(std::size_t index) const REQUIRES(mutex_);
+    std::size_t HomeOf(NPT_Thread::ThreadId thread) const REQUIRES(lock_);
+    std::size_t Next(std::size_t index) const REQUIRES(lock_);
     // The thread's slot, or the free one where it belongs.
-    std::size_t SlotOf(NPT_Thread::ThreadId thread) const REQUIRES(mutex_);
-    void Grow() REQUIRES(mutex_);
-    void CloseGap(std::size_t gap) REQUIRES(mutex_);
+    std::size_t SlotOf(NPT_Thread::ThreadId thread) const REQUIRES(lock_);
+    void Grow() REQUIRES(lock_);
+    void CloseGap(std::size_t gap) REQUIRES(lock_);
 
-    NPT_Mutex mutex_;
-    std::vector<Slot> slots_ GUARDED_BY(mutex_);
-    std::size_t entry_count_ GUARDED_BY(mutex_) = 0;
+    CriticalSection lock_;
+    std::vector<Slot> slots_ GUARDED_BY(lock_);
+    std::size_t entry_count_ GUARDED_BY(lock_) = 0;
 };
 
 // The calling thread's entry in the shared table for a scope.

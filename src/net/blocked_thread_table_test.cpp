@@ -92,8 +92,8 @@ TEST(BlockedThreadTableTest, AgreesWithASetOverRandomOperations) {
         EXPECT_EQ(table.Remove(thread), NPT_SUCCESS);
 }
 
-TEST(BlockedThreadTableTest, WithoutAMutexThereIsNone) {
-    const FailingAllocation failing;
+TEST(BlockedThreadTableTest, WithoutALockThereIsNone) {
+    const FailingAllocation failing(1);
     EXPECT_THROW(BlockedThreadTable table, std::bad_alloc);
 }
 

@@ -35,6 +35,14 @@ TEST(Process, IsAnotherOneInAForkedChild) {
     EXPECT_EQ(CurrentProcess(), parent);
 }
 
+TEST(ThreadIdInAForkedChild, IsTheChildsOwn) {
+    const NPT_Thread::ThreadId parents = NPT_Thread::GetCurrentThreadId();
+    EXPECT_EQ(parents, static_cast<NPT_Thread::ThreadId>(gettid()));
+    EXPECT_TRUE(IsTrueInChild([] {
+        return NPT_Thread::GetCurrentThreadId() == static_cast<NPT_Thread::ThreadId>(gettid());
+    }));
+}
+
 // The child has no such thread: to wait for it would be for ever, or worse.
 TEST(SystemThreadInAForkedChild, IsNotWaitedFor) {
     static std::unique_ptr<SystemThread> joined, dropped;

@@ -31,8 +31,16 @@ void* Run(void* packet) {
 
 }  // namespace
 
+// Kept per thread, since the system would be asked each time. The thread that forks has another one
+// in the child.
 NPT_Thread::ThreadId NPT_Thread::GetCurrentThreadId() {
-    return static_cast<ThreadId>(gettid());
+    thread_local ThreadId id = 0;
+    thread_local ProcessId process = 0;
+    if (process != CurrentProcess()) {
+        id = static_cast<ThreadId>(gettid());
+        process = CurrentProcess();
+    }
+    return id;
 }
 
 std::unique_ptr<SystemThread> SystemThread::Start(Entry entry, void* argument) {
