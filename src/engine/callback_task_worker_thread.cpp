@@ -55,13 +55,18 @@ CallbackTaskWorkerThread::~CallbackTaskWorkerThread() {
 }
 
 void CallbackTaskWorkerThread::addTask(ZoSsdpDeviceInfo* device) {
+    QueueTask(device);
+    WakeTakers();
+}
+
+void CallbackTaskWorkerThread::WakeTakers() {
+    if (is_awaited_.exchange(false)) m_taskEvent.Set();
+}
+
+void CallbackTaskWorkerThread::QueueTask(ZoSsdpDeviceInfo* device) {
     {
         const CriticalSectionLock guard(m_taskLock);
-        if (m_tasks->size() < limit_) {
-            m_tasks->push_back(device);
-            m_taskEvent.Set();
-            return;
-        }
+        if (m_tasks->size() < limit_) return m_tasks->push_back(device);
     }
     if (dropped_count_++ == 0) {
         DiagnosticsLog::Get().Wide(
@@ -119,6 +124,7 @@ bool CallbackTaskWorkerThread::PopTask(ZoSsdpDeviceInfo*& device) {
     device = nullptr;
     if (m_tasks->empty()) {
         if (has_engine_) m_taskEvent.Reset();
+        is_awaited_ = true;
         return false;
     }
     device = m_tasks->front();

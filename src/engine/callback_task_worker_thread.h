@@ -41,6 +41,9 @@ class CallbackTaskWorkerThread : public ZOWorkerThreadEX {
     // as well; getTask gives it on, the dispatch thread passes over it. A record beyond the limit
     // is destroyed and counted; the first one of a worker is said in the diagnostics, at level 3.
     void addTask(ZoSsdpDeviceInfo* device);
+    // addTask in two steps, of which the second one is due once for any number of records.
+    void QueueTask(ZoSsdpDeviceInfo* device);
+    void WakeTakers();
     // The oldest record, which then belongs to the caller; null also when null was queued. Waits
     // without a time limit while there is none, with the interpreter lock released; null once
     // IsStopped.
@@ -77,9 +80,11 @@ class CallbackTaskWorkerThread : public ZOWorkerThreadEX {
 
     VireonLink m_pVireon;
     std::shared_ptr<TaskQueue> m_tasks GUARDED_BY(m_taskLock);
-    // Set while there may be something to take or the worker has no engine. Reset and set under the
-    // lock only, so that whoever resets it because the queue is empty misses no end.
+    // What a taker waits for who found nothing to take. He resets it under the lock, unless the
+    // worker has no engine, so that he misses no end.
     Event m_taskEvent;
+    // Whether there may be such takers, so that the event has to be set.
+    std::atomic<bool> is_awaited_{false};
     CriticalSection m_taskLock ACQUIRED_AFTER(lock_order::queue) ACQUIRED_BEFORE(lock_order::link);
     bool has_engine_ GUARDED_BY(m_taskLock);
     bool is_discarded_ GUARDED_BY(m_taskLock) = false;  // DestroyTasks was called

@@ -13,34 +13,12 @@
 
 #include "binding/interpreter/interpreter_lock.h"
 #include "core/testing/failing_allocation.h"
+#include "engine/testing/watched_calls.h"
 #include "engine/vireon.h"
 
 namespace {
 
 using std::chrono::milliseconds;
-
-// How long this thread takes before each lock, and before each wait for an event.
-thread_local milliseconds pace{0};
-
-void TakeTime() {
-    if (pace.count() > 0) std::this_thread::sleep_for(pace);
-}
-
-}  // namespace
-
-// In the place of CriticalSection::lock and Event::Wait, which the linker knows by these names.
-extern "C" void __real__ZN15CriticalSection4lockEv(CriticalSection* lock);
-extern "C" void __wrap__ZN15CriticalSection4lockEv(CriticalSection* lock) {
-    TakeTime();
-    __real__ZN15CriticalSection4lockEv(lock);
-}
-extern "C" void __real__ZN5Event4WaitEv(Event* event);
-extern "C" void __wrap__ZN5Event4WaitEv(Event* event) {
-    TakeTime();
-    __real__ZN5Event4WaitEv(event);
-}
-
-namespace {
 
 std::unique_ptr<ZoSsdpDeviceInfo> MakeDevice(const std::string& name) {
     return std::make_unique<ZoSsdpDeviceInfo>(NPT_HttpUrl("http://10.0.0.1:80/"), "abc",
@@ -152,6 +130,22 @@ TEST_F(CallbackTaskWorker, GivesNothingOnceStopped) {
     EXPECT_EQ(Take(), "first");
 }
 
+TEST_F(CallbackTaskWorker, WakesNobodyWhereNobodyWaits) {
+    const int before = watched_calls::event_sets;
+    Add("first");
+    Add("second");
+    EXPECT_EQ(watched_calls::event_sets, before);
+}
+
+TEST_F(CallbackTaskWorker, WakesWhoWaitsForWhatWasQueuedBefore) {
+    std::future<std::string> taken = std::async(std::launch::async, [this] { return Take(); });
+    std::this_thread::sleep_for(milliseconds(50));
+    worker_->QueueTask(MakeDevice("first").release());
+    worker_->WakeTakers();
+    PyAutoUnlock2 unlocked;
+    EXPECT_EQ(taken.get(), "first");
+}
+
 TEST_F(CallbackTaskWorker, WaitsForARecordWithTheInterpreterLockReleased) {
     std::thread adder([this] {
         PyAutoLock2 lock;  // deadlocks when the waiting thread keeps the lock
@@ -227,7 +221,7 @@ TEST_F(CallbackTaskWorker, EndsTheWaitOfATakerBehindTheBackOfAnother) {
     constexpr milliseconds kPace(300);
     std::atomic<bool> has_left{false};
     const auto take = [this, kPace] {
-        pace = kPace;
+        watched_calls::pace = kPace;
         EXPECT_EQ(worker_->getTask(), nullptr);
     };
     PyAutoUnlock2 unlocked;
@@ -262,7 +256,7 @@ TEST_F(CallbackTaskWorker, LeavesNothingBehindThatItsThreadTookBeforeTheEnd) {
     PyAutoUnlock2 unlocked;
     std::thread dispatch([this, kPace] {
         // Takes the record at 200 ms, sees the end, and would put the record back at 400.
-        pace = kPace;
+        watched_calls::pace = kPace;
         worker_->Run();
     });
     std::this_thread::sleep_for(kPace / 2);

@@ -65,6 +65,10 @@ constexpr NPT_Timeout kResolveTimeout = 300000000;  // milliseconds
 // that sends nonsense delays answers, but loses none.
 constexpr NPT_Timeout kPauseAfterError = 150;  // milliseconds
 
+// How many answers that arrive together a sender takes in before it wakes the dispatch thread: some
+// tenths of a millisecond of work. Waking it for each would cost more than all else of an answer.
+constexpr int kAnswersAtOneGo = 32;
+
 // Records that wait for the script's callable, about 1 KB each: beyond that a flood of answers
 // would take the host's memory while the callable is busy.
 constexpr std::size_t kQueueLimit = 65536;

@@ -55,6 +55,7 @@ void SsdpSearchWorkerThread::SearchUntilStopped() {
     do {
         if (!SendSearch()) return;
         ListenUntil(Deadline::After(m_interval));
+        HandOn();
     } while (!MustEnd());
 }
 
@@ -76,14 +77,18 @@ void SsdpSearchWorkerThread::ListenUntil(const Deadline& resend) {
     const NPT_Timeout longest_wait = TimeoutFromInterval(m_interval);
     while (!MustEnd()) {
         const bool catches_up = catches_up_until_ && !catches_up_until_->HasPassed();
-        const NPT_Timeout limit = catches_up ? 0 : std::min(resend.GetMillisLeft(), longest_wait);
+        // Answers seldom come alone: behind one it is first looked whether there is another.
+        const bool waits = !catches_up && taken_in_ == 0;
+        const NPT_Timeout limit = waits ? std::min(resend.GetMillisLeft(), longest_wait) : 0;
         const Deadline waited = Deadline::AfterMillis(limit);
         const Reception reception = Receive(limit);
+        if (reception == Reception::kAnswer) ++taken_in_;
+        if (reception != Reception::kAnswer || taken_in_ == protocol::kAnswersAtOneGo) HandOn();
         if (reception == Reception::kFailure) {
             Pause();
         } else if (reception == Reception::kNothing) {
             // Nothing before the time is over, for whatever reason, would spin the processor too.
-            if (!catches_up && (limit == 0 || !waited.HasPassed())) Pause();
+            if (waits && (limit == 0 || !waited.HasPassed())) Pause();
             catches_up_until_.reset();
         } else if (reception == Reception::kBadDatagram && !catches_up) {
             Pause();
@@ -120,8 +125,12 @@ SsdpSearchWorkerThread::Reception SsdpSearchWorkerThread::TakeIn(
     NPT_HttpRequestContext context;
     context.SetLocalAddress(datagrams.GetInfo().local_address);
     context.SetRemoteAddress(datagrams.GetInfo().remote_address);
-    m_pVireon.TakeIn(*m_request, context, *response);
+    m_pVireon.TakeIn(*response, context);
     return Reception::kAnswer;
+}
+
+void SsdpSearchWorkerThread::HandOn() {
+    if (std::exchange(taken_in_, 0) > 0) m_pVireon.HandOn();
 }
 
 void SsdpSearchWorkerThread::Pause() const {

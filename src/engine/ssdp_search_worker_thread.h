@@ -59,6 +59,8 @@ class SsdpSearchWorkerThread : public ZOWorkerThreadEX {
     Reception Receive(NPT_Timeout limit);
     // Hands the answer that the datagram at hand is to the engine.
     Reception TakeIn(zorvane::ZoInputStream& datagrams);
+    // Has the engine deliver what was taken in.
+    void HandOn();
     void Pause() const;
 
     VireonLink m_pVireon;
@@ -66,6 +68,7 @@ class SsdpSearchWorkerThread : public ZOWorkerThreadEX {
     const NPT_TimeInterval m_interval;
     std::unique_ptr<NPT_UdpSocket> m_socket;
     const std::shared_ptr<SocketWaker> waker_;
+    int taken_in_ = 0;  // answers that are not handed on yet
     // Until when bad datagrams cost nothing, after one that did.
     std::optional<Deadline> catches_up_until_;
 };

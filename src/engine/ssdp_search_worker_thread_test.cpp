@@ -16,6 +16,7 @@
 #include "core/testing/failing_allocation.h"
 #include "engine/testing/scripted_udp_socket.h"
 #include "engine/testing/search_answers.h"
+#include "engine/testing/watched_calls.h"
 #include "engine/vireon.h"
 #include "net/testing/loopback.h"
 
@@ -448,6 +449,11 @@ class ScriptedSearchWorker : public SsdpSearchWorker {
         worker_->Run();
         return Clock::now() - start;
     }
+    // It begins to wait soon after it was started, and nothing shows that.
+    static void LetTheDispatchThreadWait() {
+        PyAutoUnlock2 unlocked;
+        std::this_thread::sleep_for(milliseconds(200));
+    }
     // Ends the worker when it comes to receive this.
     void LineUpTheEnd() {
         socket_->LineUp("", [this] { waker_->Wake(); });
@@ -486,6 +492,48 @@ TEST_F(ScriptedSearchWorker, IsWokenFromItsPause) {
     for (int round = 1; round < 5 && quickest >= milliseconds(100); ++round)
         quickest = std::min(quickest, TimeToEndInAPause());
     EXPECT_LT(quickest, milliseconds(100));
+}
+
+TEST_F(ScriptedSearchWorker, WakesTheDispatchThreadOnceForAnswersThatArriveTogether) {
+    Make();
+    LetTheDispatchThreadWait();
+    const int before = watched_calls::event_sets;
+    int in_the_middle = 0;
+    for (int count = 0; count < 20; ++count)
+        socket_->LineUp(Answer("Den"));
+    socket_->LineUp(Answer("Den"), [&] { in_the_middle = watched_calls::event_sets - before; });
+    LineUpTheEnd();
+    Run();
+    EXPECT_EQ(in_the_middle, 0);
+    EXPECT_EQ(watched_calls::event_sets - before, 1);
+    WaitForCount(21);
+}
+
+TEST_F(ScriptedSearchWorker, WakesTheDispatchThreadInTheMiddleOfAFlood) {
+    Make();
+    LetTheDispatchThreadWait();
+    const int before = watched_calls::event_sets;
+    int in_the_middle = 0;
+    for (int count = 0; count < 40; ++count)
+        socket_->LineUp(Answer("Den"));
+    socket_->LineUp(Answer("Den"), [&] { in_the_middle = watched_calls::event_sets - before; });
+    LineUpTheEnd();
+    Run();
+    EXPECT_EQ(in_the_middle, 1);
+    WaitForCount(41);
+}
+
+TEST_F(ScriptedSearchWorker, WakesTheDispatchThreadBeforeItPauses) {
+    Make();
+    LetTheDispatchThreadWait();
+    Clock::duration since_the_wake{};
+    socket_->LineUp(Answer("Den"));
+    socket_->LineUp("garbage");
+    socket_->LineUp("",
+                    [&] { since_the_wake = Clock::now() - watched_calls::last_event_set.load(); });
+    LineUpTheEnd();
+    Run();
+    EXPECT_GE(since_the_wake, milliseconds(140));
 }
 
 TEST_F(ScriptedSearchWorker, PausesOnceForBadDatagramsThatArriveTogether) {

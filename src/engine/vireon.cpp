@@ -287,15 +287,40 @@ NPT_Result Vireon::ProcessSsdpSearchResponse(NPT_Result response_result, const N
                                              NPT_HttpResponse* response) {
     if (NPT_Failed(response_result)) return response_result;
     if (!response) return NPT_ERROR_INVALID_ARGUMENT;
-    if (response->GetStatusCode() / 100 != 2) return NPT_FAILURE;
-    NPT_String uuid;
-    const NPT_Result result = ReadUuid(*response, uuid);
-    if (NPT_Failed(result)) return result;
-    return ProcessSsdpMessage(*response, context, uuid);
+    const NPT_Result result = TakeIn(*response, context);
+    HandOn();
+    return result;
 }
 
 NPT_Result Vireon::ProcessSsdpMessage(const NPT_HttpMessage& message,
                                       const NPT_HttpRequestContext& context, NPT_String& uuid) {
+    const NPT_Result result = TakeInMessage(message, context, uuid);
+    HandOn();
+    return result;
+}
+
+NPT_Result Vireon::InspectDevice(const NPT_HttpMessage& message, const NPT_HttpUrl& location,
+                                 const char* uuid, const NPT_String* usn,
+                                 NPT_TimeInterval lease_time) {
+    NPT_Result result;
+    {
+        NPT_AutoLock lock(m_lock);
+        result = TakeInDevice(message, location, uuid, usn, lease_time);
+    }
+    HandOn();
+    return result;
+}
+
+NPT_Result Vireon::TakeIn(const NPT_HttpResponse& response, const NPT_HttpRequestContext& context) {
+    if (response.GetStatusCode() / 100 != 2) return NPT_FAILURE;
+    NPT_String uuid;
+    const NPT_Result result = ReadUuid(response, uuid);
+    if (NPT_Failed(result)) return result;
+    return TakeInMessage(response, context, uuid);
+}
+
+NPT_Result Vireon::TakeInMessage(const NPT_HttpMessage& message,
+                                 const NPT_HttpRequestContext& context, const NPT_String& uuid) {
     NPT_AutoLock lock(m_lock);
     const NPT_String* const location =
         message.GetHeaders().GetHeaderValue(protocol::header::kLocation);
@@ -303,22 +328,25 @@ NPT_Result Vireon::ProcessSsdpMessage(const NPT_HttpMessage& message,
     if (!location || !usn) return NPT_ERROR_INVALID_ARGUMENT;
     if (!IsMediaServer(*usn)) return NPT_SUCCESS;
     const NPT_HttpUrl url = ReadLocation(*location, context.GetRemoteAddress().GetIpAddress());
-    return InspectDevice(message, url, uuid.GetChars(), usn, ReadLeaseTime(message));
+    return TakeInDevice(message, url, uuid.GetChars(), usn, ReadLeaseTime(message));
 }
 
-NPT_Result Vireon::InspectDevice(const NPT_HttpMessage& message, const NPT_HttpUrl& location,
-                                 const char* uuid, const NPT_String* usn,
-                                 NPT_TimeInterval lease_time) {
-    NPT_AutoLock lock(m_lock);
+NPT_Result Vireon::TakeInDevice(const NPT_HttpMessage& message, const NPT_HttpUrl& location,
+                                const char* uuid, const NPT_String* usn,
+                                NPT_TimeInterval lease_time) {
     if (!location.IsValid()) return NPT_FAILURE;
     if (!usn) return NPT_ERROR_INVALID_ARGUMENT;
     std::unique_ptr<ZoSsdpDeviceInfo> device =
         MakeDeviceRecord(message, location, uuid, *usn, lease_time);
     if (!device) return NPT_FAILURE;
     if (!m_callbackThread) return NPT_ERROR_INVALID_STATE;
-    m_callbackThread->addTask(device.get());
+    m_callbackThread->QueueTask(device.get());
     device.release();  // the queue's now
     return NPT_SUCCESS;
+}
+
+void Vireon::HandOn() {
+    if (const DispatchThread dispatch = GetCallbackThread()) dispatch->WakeTakers();
 }
 
 void Vireon::CallbacktoClient(ZoSsdpDeviceInfo* device) {
@@ -391,11 +419,13 @@ std::shared_ptr<VireonLife> VireonLink::LifeOf(Vireon* vireon) {
     return vireon ? vireon->GetLife() : nullptr;
 }
 
-void VireonLink::TakeIn(const NPT_HttpRequest& request, const NPT_HttpRequestContext& context,
-                        NPT_HttpResponse& response) const {
-    Use([&](Vireon& vireon) {
-        vireon.ProcessSsdpSearchResponse(NPT_SUCCESS, request, context, &response);
-    });
+void VireonLink::TakeIn(const NPT_HttpResponse& response,
+                        const NPT_HttpRequestContext& context) const {
+    Use([&](Vireon& vireon) { vireon.TakeIn(response, context); });
+}
+
+void VireonLink::HandOn() const {
+    Use([](Vireon& vireon) { vireon.HandOn(); });
 }
 
 std::shared_ptr<Interpreter> VireonLink::GetInterpreter() const {

@@ -86,11 +86,20 @@ class Vireon {
     //                               records are waiting, or the answer is another device's
     NPT_Result ProcessSsdpSearchResponse(NPT_Result response_result, const NPT_HttpRequest& request,
                                          const NPT_HttpRequestContext& context,
-                                         NPT_HttpResponse* response);
+                                         NPT_HttpResponse* response) EXCLUDES(m_lock);
     NPT_Result ProcessSsdpMessage(const NPT_HttpMessage& message,
-                                  const NPT_HttpRequestContext& context, NPT_String& uuid);
+                                  const NPT_HttpRequestContext& context, NPT_String& uuid)
+        EXCLUDES(m_lock);
     NPT_Result InspectDevice(const NPT_HttpMessage& message, const NPT_HttpUrl& location,
-                             const char* uuid, const NPT_String* usn, NPT_TimeInterval lease_time);
+                             const char* uuid, const NPT_String* usn, NPT_TimeInterval lease_time)
+        EXCLUDES(m_lock);
+
+    // What a search thread does with an answer: ProcessSsdpSearchResponse in two steps, of which
+    // the second one is due once for all that was taken in at one go. The record of the first one
+    // is delivered behind the second, or earlier.
+    NPT_Result TakeIn(const NPT_HttpResponse& response, const NPT_HttpRequestContext& context)
+        EXCLUDES(m_lock);
+    void HandOn() EXCLUDES(m_lock);
 
     // Calls the callable with ("Update Service", the device's dictionary) in its interpreter. Takes
     // the interpreter lock itself; does nothing without a device, a callable or a living
@@ -136,6 +145,12 @@ class Vireon {
     bool StartSenders(const NPT_List<NPT_NetworkInterface*>& interfaces);
     void StartSearchThread(std::unique_ptr<NPT_UdpSocket> socket,
                            std::unique_ptr<NPT_HttpRequest> request);
+    // The steps of TakeIn behind its first.
+    NPT_Result TakeInMessage(const NPT_HttpMessage& message, const NPT_HttpRequestContext& context,
+                             const NPT_String& uuid) EXCLUDES(m_lock);
+    NPT_Result TakeInDevice(const NPT_HttpMessage& message, const NPT_HttpUrl& location,
+                            const char* uuid, const NPT_String* usn, NPT_TimeInterval lease_time)
+        REQUIRES(m_lock);
     // In a forked child: replaces what the parent's threads share with the engine.
     void LeaveTheParentsThreads();
     // A snapshot, whose thread stays alive whatever happens to the engine.

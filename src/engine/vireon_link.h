@@ -13,7 +13,6 @@
 #include "core/thread_annotations.h"
 #include "engine/lock_order.h"
 
-class NPT_HttpRequest;
 class NPT_HttpRequestContext;
 class NPT_HttpResponse;
 class Vireon;
@@ -73,9 +72,10 @@ class VireonLink {
     Vireon* load() const;
     // No engine, or a closed one. Takes no lock.
     bool IsStopped() const;
-    // Hands an answer to the engine, which may want it or not; without an engine it is lost.
-    void TakeIn(const NPT_HttpRequest& request, const NPT_HttpRequestContext& context,
-                NPT_HttpResponse& response) const;
+    // Hands an answer to the engine, which may want it or not; without an engine it is lost. HandOn
+    // is due behind the last of those that came at one go.
+    void TakeIn(const NPT_HttpResponse& response, const NPT_HttpRequestContext& context) const;
+    void HandOn() const;
     // Where the engine's callable runs; none without an engine or a callable. No state need be
     // current.
     std::shared_ptr<Interpreter> GetInterpreter() const REQUIRES(interpreter_lock);
