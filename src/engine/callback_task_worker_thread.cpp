@@ -4,7 +4,6 @@
 #include <limits>
 #include <utility>
 
-#include "binding/interpreter/interpreter_lock.h"
 #include "core/system.h"
 #include "engine/diagnostics_log.h"
 
@@ -132,6 +131,11 @@ bool CallbackTaskWorkerThread::PopTask(ZoSsdpDeviceInfo*& device) {
     return true;
 }
 
+bool CallbackTaskWorkerThread::HasTasks() {
+    const CriticalSectionLock guard(m_taskLock);
+    return !m_tasks->empty();
+}
+
 void CallbackTaskWorkerThread::ReturnTask(std::unique_ptr<ZoSsdpDeviceInfo> device) {
     const CriticalSectionLock guard(m_taskLock);
     if (is_discarded_) return;
@@ -158,21 +162,31 @@ void CallbackTaskWorkerThread::DeliverUntilStopped() {
     // A script that forks in its callable and returns from it brings this thread, and no other,
     // into the child. What waits is the parent's to deliver, and what the child has of it may be
     // locked.
-    while (process_ == CurrentProcess() && !IsStopped()) {
-        std::unique_ptr<ZoSsdpDeviceInfo> device(getTask());
+    VisitorState state;
+    while (GoesOn()) {
+        std::unique_ptr<ZoSsdpDeviceInfo> device(GetNextTask(state));
         if (!device) continue;
         try {
             // Stopped between taking and delivering: left over like the ones behind it.
             if (IsStopped()) return ReturnTask(std::move(device));
-            Deliver(*device);
+            Deliver(*device, state);
         } catch (const std::exception&) {
             // Out of memory, which costs this record.
         }
     }
 }
 
-void CallbackTaskWorkerThread::Deliver(ZoSsdpDeviceInfo& device) {
-    const InterpreterVisit visit(
-        [this]() REQUIRES(interpreter_lock) { return m_pVireon.GetInterpreter(); });
-    if (visit) m_pVireon.Deliver(device);
+ZoSsdpDeviceInfo* CallbackTaskWorkerThread::GetNextTask(VisitorState& state) {
+    ZoSsdpDeviceInfo* device = nullptr;
+    if (PopTask(device)) return device;
+    state.Drop();
+    return getTask();
+}
+
+void CallbackTaskWorkerThread::Deliver(ZoSsdpDeviceInfo& device, VisitorState& state) {
+    InterpreterVisit visit(
+        [this]() REQUIRES(interpreter_lock) { return m_pVireon.GetInterpreter(); }, &state);
+    if (!visit) return;
+    m_pVireon.Deliver(device);
+    if (GoesOn() && HasTasks()) visit.KeepState();
 }

@@ -6,6 +6,7 @@
 #include <deque>
 #include <memory>
 
+#include "binding/interpreter/interpreter_lock.h"
 #include "core/critical_section.h"
 #include "core/event.h"
 #include "core/process.h"
@@ -75,8 +76,13 @@ class CallbackTaskWorkerThread : public ZOWorkerThreadEX {
     void ReturnTask(std::unique_ptr<ZoSsdpDeviceInfo> device);
     // False when the worker was stopped meanwhile.
     bool WaitForTurn() const EXCLUDES(m_taskLock);
+    bool HasTasks() EXCLUDES(m_taskLock);
     void DeliverUntilStopped() EXCLUDES(m_taskLock);
-    void Deliver(ZoSsdpDeviceInfo& device) EXCLUDES(m_taskLock);
+    // What getTask gives. The dispatch thread has no state in the interpreter while it waits.
+    ZoSsdpDeviceInfo* GetNextTask(VisitorState& state) EXCLUDES(m_taskLock);
+    void Deliver(ZoSsdpDeviceInfo& device, VisitorState& state) EXCLUDES(m_taskLock);
+    // A search goes on, in the process where it began.
+    bool GoesOn() const { return process_ == CurrentProcess() && !IsStopped(); }
 
     VireonLink m_pVireon;
     std::shared_ptr<TaskQueue> m_tasks GUARDED_BY(m_taskLock);

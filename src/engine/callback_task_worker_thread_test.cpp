@@ -380,6 +380,27 @@ TEST_F(CallbackTaskWorker, DeliversRecordsInOrder) {
     EXPECT_EQ(script::Evaluate("names"), "['first', 'second', 'third']");
 }
 
+TEST_F(CallbackTaskWorker, HasOneThreadStateForWhatWaitsAndNoneBehind) {
+    script::Run(
+        "local = threading.local()\n"
+        "def remember(event, device):\n"
+        "    names.append(getattr(local, 'name', None))\n"
+        "    local.name = device['friendlyName']\n");
+    vireon_->SetCallback(script::Get("remember"));
+    Add("first");
+    Add("second");
+    worker_->Start();
+    WaitUntil("len(names) == 2");
+    Add("third");
+    WaitUntil("len(names) == 3");
+    EXPECT_EQ(script::Evaluate("names"), "[None, 'first', None]");
+    EXPECT_TRUE(BecomesTrue([] { return !PyThreadState_Next(PyThreadState_Get()); }, kPatience,
+                            [] {
+                                PyAutoUnlock2 unlocked;
+                                std::this_thread::sleep_for(milliseconds(5));
+                            }));
+}
+
 TEST_F(CallbackTaskWorker, DeliversWhatWasQueuedDuringACallback) {
     script::Run(
         "is_inside, may_leave = threading.Event(), threading.Event()\n"

@@ -7,6 +7,7 @@
 #include <chrono>
 #include <new>
 #include <thread>
+#include <utility>
 
 #include "core/deadline.h"
 #include "core/process.h"
@@ -195,14 +196,60 @@ bool IsInterpreterEnding() {
     return now == Door::kClosed || (now == Door::kOpen && !Py_IsInitialized());
 }
 
+void VisitorState::Drop() {
+    if (!state_) return;
+    // Python that has ended took it along, and may never give the lock back.
+    if (!Py_IsInitialized()) {
+        LetGo();
+        return;
+    }
+    PyEval_AcquireLock();
+    Delete();
+    PyEval_ReleaseLock();
+}
+
+void VisitorState::Keep(PyThreadState* state, const std::shared_ptr<Interpreter>& interpreter) {
+    state_ = state;
+    interpreter_ = interpreter;
+    visitors.Enter();
+}
+
+PyThreadState* VisitorState::Take(const std::shared_ptr<Interpreter>& interpreter) {
+    if (state_ && interpreter_ != interpreter) Delete();
+    return LetGo();
+}
+
+void VisitorState::Delete() {
+    // It went with an interpreter that ended around it.
+    const bool is_there = Py_IsInitialized() && !interpreter_->HasEnded();
+    PyThreadState* const state = LetGo();
+    if (!is_there) return;
+    PyThreadState* const outer = PyThreadState_Swap(state);
+    {
+        const EntryFromInterpreter entry;
+        PyThreadState_Clear(state);
+    }
+    PyThreadState_Swap(outer);
+    PyThreadState_Delete(state);
+}
+
+PyThreadState* VisitorState::LetGo() {
+    if (state_) visitors.Leave();
+    interpreter_.reset();
+    return std::exchange(state_, nullptr);
+}
+
 InterpreterVisit::InterpreterVisit()
     : InterpreterVisit([]() REQUIRES(interpreter_lock) {
           return IsCurrentThreadHoldPythonGIL2() ? Interpreter::GetCurrent() : OpenedInterpreter();
       }) {}
 
-InterpreterVisit::InterpreterVisit(const Choice& choose) {
-    if (!IsCurrentThreadHoldPythonGIL2() && !TakeLock()) return;
-    Enter(choose().get());
+InterpreterVisit::InterpreterVisit(const Choice& choose, VisitorState* kept) : kept_(kept) {
+    if (IsCurrentThreadHoldPythonGIL2() || TakeLock()) {
+        Enter(choose());
+    } else if (kept_) {
+        kept_->Drop();
+    }
 }
 
 bool InterpreterVisit::TakeLock() {
@@ -219,9 +266,9 @@ bool InterpreterVisit::TakeLock() {
     return Py_IsInitialized();
 }
 
-void InterpreterVisit::Enter(Interpreter* interpreter) {
-    if (!interpreter || interpreter->HasEnded()) return;
-    PyInterpreterState* const wanted = interpreter->GetState();
+void InterpreterVisit::Enter(const std::shared_ptr<Interpreter>& interpreter) {
+    const bool is_there = interpreter && !interpreter->HasEnded();
+    PyInterpreterState* const wanted = is_there ? interpreter->GetState() : nullptr;
     // The macro for it would not have it that there may be none. Who had the lock before may have
     // left a state current, which is not this thread's.
     const PyThreadState* const current = took_lock_ ? nullptr : _PyThreadState_Current;
@@ -229,8 +276,10 @@ void InterpreterVisit::Enter(Interpreter* interpreter) {
         is_inside_ = true;
         return;
     }
-    if (interpreter->IsEnding()) return;
-    PyThreadState* state = RegisteredStateIn(wanted);
+    const bool is_open = is_there && !interpreter->IsEnding();
+    if (kept_) own_state_ = kept_->Take(is_open ? interpreter : nullptr);
+    if (!is_open) return;
+    PyThreadState* state = own_state_ ? own_state_ : RegisteredStateIn(wanted);
     if (!state) {
         // PyGILState_Ensure would end the process when there is no memory for a state.
         own_state_ = PyThreadState_New(wanted);
@@ -240,11 +289,15 @@ void InterpreterVisit::Enter(Interpreter* interpreter) {
     outer_state_ = PyThreadState_Swap(state);
     has_swapped_ = true;
     had_let_go_ = SetHasLetGo(false);
+    interpreter_ = interpreter;
     entry_.emplace();
     is_inside_ = interpreter->IsCurrentAndWhole();
 }
 
 InterpreterVisit::~InterpreterVisit() {
+    // Where Python exits it waits for whatever is kept.
+    if (keeps_state_ && kept_ && own_state_ && door == Door::kOpen)
+        kept_->Keep(std::exchange(own_state_, nullptr), interpreter_);
     if (own_state_) PyThreadState_Clear(own_state_);
     entry_.reset();
     if (has_swapped_) SetHasLetGo(had_let_go_);

@@ -52,6 +52,33 @@ void OpenInterpreterToThreads();
 // process that has opened none.
 bool IsInterpreterEnding();
 
+// The state of a native thread in an interpreter, kept from one of its visits to the next, since
+// making one costs as much as all else of a visit. No interpreter can end while there is one, and
+// Python's exit waits for it as for a visitor: so it goes as soon as no further visit is due, and
+// with the next one that is refused or leads elsewhere. Used by one thread.
+class VisitorState {
+  public:
+    VisitorState() = default;
+    VisitorState(const VisitorState&) = delete;
+    VisitorState& operator=(const VisitorState&) = delete;
+    ~VisitorState() { Drop(); }
+    // Lets the state go, for which it takes the interpreter lock; does nothing without one. Not
+    // checked itself, since the interpreter's functions say nothing to the compiler.
+    void Drop() EXCLUDES(interpreter_lock) NO_THREAD_SAFETY_ANALYSIS;
+
+  private:
+    friend class InterpreterVisit;
+
+    void Keep(PyThreadState* state, const std::shared_ptr<Interpreter>& interpreter);
+    // The state in that interpreter, or none. One in another goes.
+    PyThreadState* Take(const std::shared_ptr<Interpreter>& interpreter) REQUIRES(interpreter_lock);
+    void Delete() REQUIRES(interpreter_lock);
+    PyThreadState* LetGo();
+
+    PyThreadState* state_ = nullptr;
+    std::shared_ptr<Interpreter> interpreter_;
+};
+
 // Holds the interpreter lock for a scope in which an interpreter is current, unless that is not
 // there or ends or Python exits or there is no memory for another thread: then the visit is refused
 // and false. A thread that is in the interpreter already is never refused, and none is that holds
@@ -65,23 +92,30 @@ class SCOPED_CAPABILITY InterpreterVisit {
 
     // The interpreter that the thread is in, else the one that was opened to threads.
     InterpreterVisit() ACQUIRE(interpreter_lock);
-    explicit InterpreterVisit(const Choice& choose) ACQUIRE(interpreter_lock);
+    // kept, where there is one, outlives the visit.
+    explicit InterpreterVisit(const Choice& choose, VisitorState* kept = nullptr)
+        ACQUIRE(interpreter_lock);
     InterpreterVisit(const InterpreterVisit&) = delete;
     InterpreterVisit& operator=(const InterpreterVisit&) = delete;
     ~InterpreterVisit() RELEASE();
     explicit operator bool() const { return is_inside_; }
+    // Leaves the state that the thread has here for its next visit, which is due.
+    void KeepState() { keeps_state_ = true; }
 
   private:
     // False when Python is not there or exits.
     bool TakeLock();
-    void Enter(Interpreter* interpreter) REQUIRES(interpreter_lock);
+    void Enter(const std::shared_ptr<Interpreter>& interpreter) REQUIRES(interpreter_lock);
 
+    VisitorState* const kept_;
+    bool keeps_state_ = false;
     bool counted_ = false;
     bool took_lock_ = false;
     bool is_inside_ = false;
     bool has_swapped_ = false;
     bool had_let_go_ = false;
-    PyThreadState* own_state_ = nullptr;  // made for the visit
+    std::shared_ptr<Interpreter> interpreter_;  // where it is
+    PyThreadState* own_state_ = nullptr;        // made for the visit, or one before
     PyThreadState* outer_state_ = nullptr;
     std::optional<EntryFromInterpreter> entry_;
 };

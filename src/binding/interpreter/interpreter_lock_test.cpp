@@ -170,6 +170,96 @@ TEST(InterpreterVisitsDeathTest, UsesNoStateThatHasGoneWithItsInterpreter) {
     EXPECT_EXIT(VisitWithTheStateOfAnEndedInterpreter(), testing::ExitedWithCode(0), "");
 }
 
+// How many threads have a state in the first interpreter.
+int CountStates() {
+    int count = 0;
+    for (PyThreadState* state = PyInterpreterState_ThreadHead(PyThreadState_Get()->interp); state;
+         state = PyThreadState_Next(state))
+        ++count;
+    return count;
+}
+
+class KeptState : public testing::Test {
+  protected:
+    KeptState() { OpenInterpreterToThreads(); }
+
+    // What a visit asks for that begins without a state.
+    const std::shared_ptr<Interpreter> first_ = GetCurrentInterpreter();
+};
+
+TEST_F(KeptState, ServesTheNextVisit) {
+    RunOnNativeThread([this] {
+        VisitorState kept;
+        PyThreadState* states[2] = {};
+        for (PyThreadState*& state : states) {
+            InterpreterVisit visit([this] { return first_; }, &kept);
+            state = PyThreadState_Get();
+            EXPECT_EQ(CountStates(), 2);
+            visit.KeepState();
+        }
+        EXPECT_EQ(states[0], states[1]);
+    });
+    EXPECT_EQ(CountStates(), 1);
+}
+
+TEST_F(KeptState, IsNotCurrentBetweenTheVisits) {
+    RunOnNativeThread([this] {
+        VisitorState kept;
+        {
+            InterpreterVisit([this] { return first_; }, &kept).KeepState();
+        }
+        EXPECT_FALSE(IsCurrentThreadHoldPythonGIL2());
+        const PyAutoUnlock2 unlocked;
+        kept.Drop();
+        kept.Drop();
+        const InterpreterVisit visit;
+        EXPECT_EQ(CountStates(), 2);
+    });
+}
+
+TEST_F(KeptState, GoesWithAVisitThatDoesNotKeepIt) {
+    VisitorState kept;
+    RunOnNativeThread([&] {
+        {
+            InterpreterVisit([this] { return first_; }, &kept).KeepState();
+        }
+        {
+            InterpreterVisit([this] { return first_; }, &kept);
+        }
+    });
+    EXPECT_EQ(CountStates(), 1);
+}
+
+TEST_F(KeptState, GoesWhenThereIsNothingToVisitAnyMore) {
+    VisitorState kept;
+    RunOnNativeThread([&] {
+        {
+            InterpreterVisit([this] { return first_; }, &kept).KeepState();
+        }
+        {
+            EXPECT_FALSE(InterpreterVisit([] { return nullptr; }, &kept));
+        }
+    });
+    EXPECT_EQ(CountStates(), 1);
+}
+
+TEST_F(FurtherInterpreter, CanEndAsSoonAsTheThreadVisitsAnotherOne) {
+    const std::shared_ptr<Interpreter> further = GetCurrentInterpreter();
+    PyThreadState_Swap(first_);
+    OpenInterpreterToThreads();
+    const std::shared_ptr<Interpreter> first = GetCurrentInterpreter();
+    RunOnNativeThread([&] {
+        VisitorState kept;
+        {
+            InterpreterVisit([&] { return further; }, &kept).KeepState();
+        }
+        InterpreterVisit visit([&] { return first; }, &kept);
+        EXPECT_EQ(PyThreadState_Get()->interp, first_->interp);
+        EXPECT_EQ(PyInterpreterState_ThreadHead(state_->interp), state_);
+        EXPECT_EQ(PyThreadState_Next(state_), nullptr);
+    });
+}
+
 class DictionaryInsert : public testing::Test {
   protected:
     ~DictionaryInsert() override {
@@ -323,6 +413,44 @@ TEST(InterpreterDoorDeathTest, ExitWaitsForAVisitorWhoLeaves) {
 
 TEST(InterpreterDoorDeathTest, ExitDoesNotWaitForAVisitorWhoStays) {
     EXPECT_EXIT(ExitWhileVisitorStays(milliseconds(60000), false), testing::ExitedWithCode(0), "");
+}
+
+// A visitor who has left and kept his state, and comes again or lets it go after a while.
+void ExitWhileAStateIsKept(bool comes_again) {
+    static std::atomic<bool> is_kept{false};
+    static std::atomic<bool> has_gone{false};
+    OpenInterpreterToThreads();
+    const std::shared_ptr<Interpreter> first = GetCurrentInterpreter();
+    std::thread([comes_again, first] {
+        VisitorState kept;
+        {
+            InterpreterVisit([&first] { return first; }, &kept).KeepState();
+        }
+        is_kept = true;
+        std::this_thread::sleep_for(milliseconds(100));
+        if (comes_again) {
+            const InterpreterVisit refused([&first] { return first; }, &kept);
+            has_gone = !refused;
+        } else {
+            kept.Drop();
+            has_gone = true;
+        }
+    }).detach();
+    {
+        PyAutoUnlock2 unlocked;
+        while (!is_kept)
+            std::this_thread::yield();
+    }
+    Py_Finalize();
+    std::exit(has_gone ? 0 : 2);
+}
+
+TEST(InterpreterDoorDeathTest, ExitWaitsForAStateThatIsKept) {
+    EXPECT_EXIT(ExitWhileAStateIsKept(false), testing::ExitedWithCode(0), "");
+}
+
+TEST(InterpreterDoorDeathTest, AStateThatIsKeptGoesWithTheVisitThatExitRefuses) {
+    EXPECT_EXIT(ExitWhileAStateIsKept(true), testing::ExitedWithCode(0), "");
 }
 
 // Threads that come and go all the time neither crash nor hold the exit.
