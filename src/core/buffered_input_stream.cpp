@@ -8,8 +8,10 @@
 
 namespace {
 
-bool IsLineBreak(NPT_UInt8 byte) {
-    return byte == '\n' || byte == '\r';
+// Where the byte stands between begin and end; end when it does not.
+const NPT_UInt8* FindByte(NPT_UInt8 byte, const NPT_UInt8* begin, const NPT_UInt8* end) {
+    const void* const found = std::memchr(begin, byte, static_cast<std::size_t>(end - begin));
+    return found ? static_cast<const NPT_UInt8*>(found) : end;
 }
 
 // A line while it is put together in the caller's buffer.
@@ -28,26 +30,23 @@ struct LineInProgress {
         const NPT_UInt8* next = bytes;
         const NPT_UInt8* const end = bytes + count;
         if (std::exchange(skip_newline, false) && next != end && *next == '\n') ++next;
-        while (next != end && state == State::kOpen) {
-            if (IsLineBreak(*next)) {
-                TakeLineBreak(*next++);
-            } else {
-                const NPT_UInt8* const run_end = std::find_if(next, end, IsLineBreak);
-                next += TakeRun(next, static_cast<NPT_UInt32>(run_end - next));
+        const NPT_UInt8* const line_feed = FindByte('\n', next, end);
+        while (next != line_feed && state == State::kOpen) {
+            const NPT_UInt8* const run_end = FindByte('\r', next, line_feed);
+            next += TakeRun(next, static_cast<NPT_UInt32>(run_end - next));
+            if (state == State::kOpen && next != line_feed) {
+                ++next;  // a CR
+                if (break_on_cr) state = State::kEndedByCr;
             }
+        }
+        if (state == State::kOpen && next != end) {
+            ++next;  // the LF
+            state = State::kEndedByLf;
         }
         return static_cast<NPT_UInt32>(next - bytes);
     }
 
   private:
-    void TakeLineBreak(NPT_UInt8 byte) {
-        if (byte == '\n') {
-            state = State::kEndedByLf;
-        } else if (break_on_cr) {
-            state = State::kEndedByCr;
-        }
-    }
-
     // The first character without room is taken too, and dropped.
     NPT_UInt32 TakeRun(const NPT_UInt8* run, NPT_UInt32 count) {
         const NPT_UInt32 stored = std::min(count, max_length - length);

@@ -5,26 +5,16 @@
 #include <cstdio>
 #include <cstring>
 #include <new>
+#include <string_view>
 #include <utility>
 
 #include "core/parse_integer.h"
 
 namespace {
 
-// What stands in front of the characters. The layout is part of the class's contract.
-struct BlockHeader {
-    NPT_UInt32 length;
-    NPT_UInt32 capacity;
-};
-
 constexpr NPT_UInt32 kMaxLength = 0x7FFFFFFF;  // the searches return an index as int
 constexpr NPT_UInt32 kFirstFormatSize = 256;
 constexpr NPT_UInt32 kLargestFormatSize = 0x80000;
-constexpr char kTrimmed[] = "\r\n\t ";
-
-BlockHeader* HeaderOf(char* chars) {
-    return reinterpret_cast<BlockHeader*>(chars) - 1;
-}
 
 NPT_UInt32 CheckedLength(NPT_UInt64 length) {
     if (length > kMaxLength) throw std::bad_alloc();
@@ -33,18 +23,6 @@ NPT_UInt32 CheckedLength(NPT_UInt64 length) {
 
 NPT_UInt32 LengthOf(const char* text) {
     return text ? CheckedLength(std::strlen(text)) : 0;
-}
-
-char* NewBlock(NPT_UInt32 capacity) {
-    const std::size_t size = sizeof(BlockHeader) + CheckedLength(capacity) + std::size_t{1};
-    auto* header = new (::operator new(size)) BlockHeader{0, capacity};
-    auto* chars = reinterpret_cast<char*>(header + 1);
-    chars[0] = '\0';
-    return chars;
-}
-
-void FreeBlock(char* chars) {
-    if (chars) ::operator delete(HeaderOf(chars));
 }
 
 NPT_UInt32 GrownCapacity(NPT_UInt32 needed, NPT_UInt32 capacity) {
@@ -70,8 +48,43 @@ bool RangesEqual(const char* left, const char* right, NPT_UInt32 count, bool ign
                       [](char a, char b) { return Folded(a, true) == Folded(b, true); });
 }
 
+std::string_view ViewOf(const NPT_String& text) {
+    return {text.GetChars(), text.GetLength()};
+}
+
+int IndexOf(std::string_view::size_type position) {
+    return position == std::string_view::npos ? -1 : static_cast<int>(position);
+}
+
 bool IsTrimmed(char character) {
-    return character != '\0' && std::strchr(kTrimmed, character);
+    return character == ' ' || character == '\t' || character == '\r' || character == '\n';
+}
+
+int Difference(char left, char right) {
+    return static_cast<signed char>(left) - static_cast<signed char>(right);
+}
+
+// Up to the first NUL, which stands behind both views at the latest.
+int CompareExactly(std::string_view left, std::string_view right) {
+    if (std::strcmp(left.data(), right.data()) == 0) return 0;
+    constexpr std::size_t kStride = 16;  // compared by a few instructions
+    const std::size_t shorter = std::min(left.size(), right.size());
+    std::size_t same = 0;
+    while (shorter - same >= kStride &&
+           std::memcmp(left.data() + same, right.data() + same, kStride) == 0)
+        same += kStride;
+    while (left.data()[same] == right.data()[same])
+        ++same;
+    return Difference(left.data()[same], right.data()[same]);
+}
+
+int CompareFolded(const char* left, const char* right) {
+    for (; *left != '\0' || *right != '\0'; ++left, ++right) {
+        if (*left == *right) continue;
+        const int difference = Difference(Folded(*left, true), Folded(*right, true));
+        if (difference != 0) return difference;
+    }
+    return 0;
 }
 
 NPT_String Concatenate(const char* left, NPT_UInt32 left_length, const char* right,
@@ -84,6 +97,18 @@ NPT_String Concatenate(const char* left, NPT_UInt32 left_length, const char* rig
 }
 
 }  // namespace
+
+char* NPT_String::NewBlock(NPT_UInt32 capacity) {
+    const std::size_t size = sizeof(BlockHeader) + CheckedLength(capacity) + std::size_t{1};
+    auto* header = new (::operator new(size)) BlockHeader{0, capacity};
+    auto* chars = reinterpret_cast<char*>(header + 1);
+    chars[0] = '\0';
+    return chars;
+}
+
+void NPT_String::FreeBlock(char* chars) {
+    if (chars) ::operator delete(HeaderOf(chars));
+}
 
 NPT_String::NPT_String(const char* text) {
     Replace(text, LengthOf(text));
@@ -184,14 +209,6 @@ void NPT_String::EndAt(NPT_UInt32 length) {
     chars_[length] = '\0';
 }
 
-NPT_UInt32 NPT_String::GetLength() const {
-    return chars_ ? HeaderOf(chars_)->length : 0;
-}
-
-NPT_UInt32 NPT_String::GetCapacity() const {
-    return chars_ ? HeaderOf(chars_)->capacity : 0;
-}
-
 void NPT_String::Reserve(NPT_UInt32 n) {
     if (n > GetCapacity()) MoveToBlock(GrownCapacity(n, GetCapacity()));
 }
@@ -237,24 +254,21 @@ NPT_String& NPT_String::operator+=(char character) {
 }
 
 int NPT_String::Compare(const char* other, bool ignore_case) const {
-    const char* left = GetChars();
-    const char* right = other ? other : "";
-    for (;; ++left, ++right) {
-        const char a = Folded(*left, ignore_case);
-        const char b = Folded(*right, ignore_case);
-        if (a != b || a == '\0') return static_cast<signed char>(a) - static_cast<signed char>(b);
-    }
+    if (ignore_case) return CompareFolded(GetChars(), other ? other : "");
+    return CompareExactly(ViewOf(*this), other ? other : "");
 }
 
 int NPT_String::Compare(const NPT_String& other, bool ignore_case) const {
-    return Compare(other.GetChars(), ignore_case);
+    if (ignore_case) return CompareFolded(GetChars(), other.GetChars());
+    return CompareExactly(ViewOf(*this), ViewOf(other));
 }
 
 int NPT_String::Find(char character, NPT_UInt32 start, bool ignore_case) const {
+    if (!ignore_case) return IndexOf(ViewOf(*this).find(character, start));
     const NPT_UInt32 length = GetLength();
-    const char wanted = Folded(character, ignore_case);
+    const char wanted = Folded(character, true);
     for (NPT_UInt32 index = start; index < length; ++index) {
-        if (Folded(chars_[index], ignore_case) == wanted) return static_cast<int>(index);
+        if (Folded(chars_[index], true) == wanted) return static_cast<int>(index);
     }
     return -1;
 }
@@ -262,9 +276,10 @@ int NPT_String::Find(char character, NPT_UInt32 start, bool ignore_case) const {
 int NPT_String::Find(const char* text, NPT_UInt32 start, bool ignore_case) const {
     const NPT_UInt32 length = GetLength();
     if (!text || start >= length) return -1;
+    if (!ignore_case) return IndexOf(ViewOf(*this).find(text, start));
     const NPT_UInt32 wanted = LengthOf(text);
     for (NPT_UInt32 index = start; wanted <= length - index; ++index) {
-        if (RangesEqual(chars_ + index, text, wanted, ignore_case)) return static_cast<int>(index);
+        if (RangesEqual(chars_ + index, text, wanted, true)) return static_cast<int>(index);
     }
     return -1;
 }
@@ -366,20 +381,4 @@ NPT_String operator+(const NPT_String& left, const char* right) {
 
 NPT_String operator+(const char* left, const NPT_String& right) {
     return Concatenate(left, LengthOf(left), right.GetChars(), right.GetLength());
-}
-
-bool operator==(const NPT_String& left, const NPT_String& right) {
-    return left.Compare(right) == 0;
-}
-
-bool operator==(const NPT_String& left, const char* right) {
-    return left.Compare(right) == 0;
-}
-
-bool operator!=(const NPT_String& left, const NPT_String& right) {
-    return !(left == right);
-}
-
-bool operator!=(const NPT_String& left, const char* right) {
-    return !(left == right);
 }

@@ -2,6 +2,7 @@
 #define VIREON_CORE_STRING_H
 
 #include <cstdarg>
+#include <cstring>
 
 #include "core/list.h"
 #include "core/result.h"
@@ -45,8 +46,8 @@ class NPT_String {
     const char* GetChars() const { return chars_ ? chars_ : ""; }
     // The writable characters, or null for the empty string.
     char* UseChars() { return chars_; }
-    NPT_UInt32 GetLength() const;
-    NPT_UInt32 GetCapacity() const;
+    NPT_UInt32 GetLength() const { return chars_ ? HeaderOf(chars_)->length : 0; }
+    NPT_UInt32 GetCapacity() const { return chars_ ? HeaderOf(chars_)->capacity : 0; }
     bool IsEmpty() const { return GetLength() == 0; }
     char operator[](NPT_UInt32 index) const { return GetChars()[index]; }
 
@@ -88,6 +89,14 @@ class NPT_String {
     NPT_Result ToInteger(NPT_UInt64& value, bool relaxed = false) const;
 
   private:
+    // What stands in front of the characters. The layout is part of the class's contract.
+    struct BlockHeader {
+        NPT_UInt32 length;
+        NPT_UInt32 capacity;
+    };
+    static BlockHeader* HeaderOf(char* chars) { return reinterpret_cast<BlockHeader*>(chars) - 1; }
+    static char* NewBlock(NPT_UInt32 capacity);
+    static void FreeBlock(char* chars);
     [[gnu::format(printf, 1, 0)]] static NPT_String FormatList(const char* format,
                                                                va_list arguments);
     void Replace(const char* text, NPT_UInt32 length);
@@ -101,9 +110,18 @@ class NPT_String {
 NPT_String operator+(const NPT_String& left, const NPT_String& right);
 NPT_String operator+(const NPT_String& left, const char* right);
 NPT_String operator+(const char* left, const NPT_String& right);
-bool operator==(const NPT_String& left, const NPT_String& right);
-bool operator==(const NPT_String& left, const char* right);
-bool operator!=(const NPT_String& left, const NPT_String& right);
-bool operator!=(const NPT_String& left, const char* right);
+
+inline bool operator==(const NPT_String& left, const char* right) {
+    return std::strcmp(left.GetChars(), right ? right : "") == 0;
+}
+inline bool operator==(const NPT_String& left, const NPT_String& right) {
+    return left == right.GetChars();
+}
+inline bool operator!=(const NPT_String& left, const NPT_String& right) {
+    return !(left == right);
+}
+inline bool operator!=(const NPT_String& left, const char* right) {
+    return !(left == right);
+}
 
 #endif

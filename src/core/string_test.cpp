@@ -228,6 +228,27 @@ TEST(String, EqualityIsExact) {
     EXPECT_TRUE(NPT_String() == "");
 }
 
+TEST(String, CompareFindsTheFirstDifferenceAnywhere) {
+    const std::string text(40, 'm');
+    for (std::size_t at = 0; at < text.size(); ++at) {
+        std::string other = text;
+        other[at] = 'p';
+        if (at + 1 < text.size()) other[at + 1] = 'a';
+        EXPECT_EQ(NPT_String(text.c_str()).Compare(other.c_str()), 'm' - 'p') << at;
+        EXPECT_EQ(NPT_String(text.c_str()).Compare(other.substr(0, at).c_str()), 'm') << at;
+    }
+}
+
+TEST(String, ComparingEndsAtANul) {
+    NPT_String left("same");
+    NPT_String right("same");
+    left.Append("\0x", 2);
+    right.Append("\0y", 2);
+    EXPECT_EQ(left.Compare(right), 0);
+    EXPECT_EQ(left.Compare(right, true), 0);
+    EXPECT_TRUE(left == right);
+}
+
 TEST(String, FindCharacterFromAStart) {
     const NPT_String text("abcabc");
     EXPECT_EQ(text.Find('b'), 1);
