@@ -5,7 +5,6 @@
 #include <cstdio>
 #include <cstring>
 #include <new>
-#include <string_view>
 #include <utility>
 
 #include "core/parse_integer.h"
@@ -98,12 +97,26 @@ NPT_String Concatenate(const char* left, NPT_UInt32 left_length, const char* rig
 
 }  // namespace
 
-char* NPT_String::NewBlock(NPT_UInt32 capacity) {
-    const std::size_t size = sizeof(BlockHeader) + CheckedLength(capacity) + std::size_t{1};
-    auto* header = new (::operator new(size)) BlockHeader{0, capacity};
+std::size_t NPT_String::BlockSize(NPT_UInt64 capacity) {
+    return sizeof(BlockHeader) + CheckedLength(capacity) + std::size_t{1};
+}
+
+char* NPT_String::MakeBlock(void* memory, NPT_UInt32 capacity) {
+    auto* header = new (memory) BlockHeader{0, capacity};
     auto* chars = reinterpret_cast<char*>(header + 1);
     chars[0] = '\0';
     return chars;
+}
+
+char* NPT_String::NewBlock(NPT_UInt32 capacity) {
+    return MakeBlock(::operator new(BlockSize(capacity)), capacity);
+}
+
+void NPT_String::FillBlock(void* memory, std::string_view text) {
+    const NPT_UInt32 length = CheckedLength(text.size());
+    chars_ = MakeBlock(memory, length);
+    std::memcpy(chars_, text.data(), length);
+    EndAt(length);
 }
 
 void NPT_String::FreeBlock(char* chars) {

@@ -3,6 +3,7 @@
 
 #include <cstdarg>
 #include <cstring>
+#include <string_view>
 
 #include "core/list.h"
 #include "core/result.h"
@@ -89,14 +90,20 @@ class NPT_String {
     NPT_Result ToInteger(NPT_UInt64& value, bool relaxed = false) const;
 
   private:
+    friend class StringBlock;
     // What stands in front of the characters. The layout is part of the class's contract.
     struct BlockHeader {
         NPT_UInt32 length;
         NPT_UInt32 capacity;
     };
     static BlockHeader* HeaderOf(char* chars) { return reinterpret_cast<BlockHeader*>(chars) - 1; }
+    static std::size_t BlockSize(NPT_UInt64 capacity);
+    // An empty text in a block that lies in memory.
+    static char* MakeBlock(void* memory, NPT_UInt32 capacity);
     static char* NewBlock(NPT_UInt32 capacity);
     static void FreeBlock(char* chars);
+    // Makes a string that has no block yet use memory for one, which then is never freed here.
+    void FillBlock(void* memory, std::string_view text);
     [[gnu::format(printf, 1, 0)]] static NPT_String FormatList(const char* format,
                                                                va_list arguments);
     void Replace(const char* text, NPT_UInt32 length);

@@ -1,29 +1,51 @@
 #ifndef VIREON_HTTP_HTTP_HEADERS_H
 #define VIREON_HTTP_HTTP_HEADERS_H
 
+#include <deque>
+#include <iterator>
+#include <string_view>
+
 #include "core/buffered_input_stream.h"
-#include "core/list.h"
 #include "core/streams.h"
 #include "core/string.h"
+#include "core/string_block.h"
 
+// A header of a list, which owns it and its texts.
 class NPT_HttpHeader {
   public:
-    // A null name or value reads as empty.
-    NPT_HttpHeader(const char* name, const char* value) : name_(name), value_(value) {}
-    NPT_HttpHeader(NPT_String name, NPT_String value);
+    NPT_HttpHeader(const NPT_String& name, const NPT_String& value)
+        : name_(&name), value_(&value) {}
 
-    const NPT_String& GetName() const { return name_; }
-    const NPT_String& GetValue() const { return value_; }
-    void SetValue(const char* value) { value_ = value; }
+    const NPT_String& GetName() const { return *name_; }
+    const NPT_String& GetValue() const { return *value_; }
 
   private:
-    NPT_String name_;
-    NPT_String value_;
+    friend class NPT_HttpHeaders;
+    const NPT_String* name_;
+    const NPT_String* value_;
+};
+
+// Headers in their order, to look at.
+class NPT_HttpHeaderList {
+  public:
+    using ConstIterator = std::deque<NPT_HttpHeader>::const_iterator;
+
+    NPT_UInt32 GetItemCount() const { return static_cast<NPT_UInt32>(headers_.size()); }
+    bool IsEmpty() const { return headers_.empty(); }
+    ConstIterator begin() const { return headers_.begin(); }
+    ConstIterator end() const { return headers_.end(); }
+    // Of a list that is not empty.
+    ConstIterator GetLastItem() const { return std::prev(end()); }
+
+  private:
+    friend class NPT_HttpHeaders;
+    std::deque<NPT_HttpHeader> headers_;
 };
 
 // The header fields of one message (RFC 7230, section 3.2) in the order in which they came.
 // Names may occur more than once; a lookup ignores the case of ASCII letters and gives the first.
-// Owns its headers; pointers to them hold until the list goes. One thread at a time.
+// Owns its headers; pointers to them and to their texts hold until the list goes, those to a value
+// that was overwritten too. One thread at a time.
 class NPT_HttpHeaders {
   public:
     NPT_HttpHeaders() = default;
@@ -33,7 +55,7 @@ class NPT_HttpHeaders {
     // Null when there is none.
     const NPT_HttpHeader* GetHeader(const char* name) const;
     const NPT_String* GetHeaderValue(const char* name) const;
-    const NPT_List<NPT_HttpHeader>& GetHeaders() const { return headers_; }
+    const NPT_HttpHeaderList& GetHeaders() const { return list_; }
 
     // Appends, whatever is there already. Always NPT_SUCCESS.
     NPT_Result AddHeader(const char* name, const char* value);
@@ -51,7 +73,10 @@ class NPT_HttpHeaders {
     NPT_Result Parse(NPT_BufferedInputStream& stream);
 
   private:
-    NPT_List<NPT_HttpHeader> headers_;
+    void Add(std::string_view name, std::string_view value);
+
+    NPT_HttpHeaderList list_;
+    StringBlock texts_;
 };
 
 #endif

@@ -1,32 +1,43 @@
 #include "http/http_response.h"
 
+#include <cstddef>
+#include <cstring>
+#include <memory>
+
+#include "core/parse_integer.h"
 #include "http/http_protocol.h"
 
 namespace {
 
 // "protocol ccc reason", taken apart. The protocol itself is not judged.
 struct StatusLine {
-    NPT_String protocol;
+    const char* protocol = "";
     NPT_UInt32 code = 0;
-    NPT_String reason;
+    const char* reason = "";
 };
 
-NPT_Result ParseStatusLine(const NPT_String& line, StatusLine& status) {
-    constexpr int kCodeField = 4;                    // a space and three characters
-    constexpr NPT_UInt32 kLengthWithoutReason = 12;  // "HTTP/1.1 200"
+// Puts a NUL behind each part of the line.
+NPT_Result ParseStatusLine(char* line, StatusLine& status) {
+    constexpr std::ptrdiff_t kCodeLength = 3;
+    constexpr std::ptrdiff_t kLengthWithoutReason = 12;  // "HTTP/1.1 200"
 
-    const int first_space = line.Find(' ');
-    if (first_space <= 0) return NPT_ERROR_HTTP_BAD_STATUS_LINE;
-    const auto code_at = static_cast<NPT_UInt32>(first_space) + 1;
-    const int second_space = line.Find(' ', code_at);
-    const bool accepted = second_space < 0 ? line.GetLength() == kLengthWithoutReason
-                                           : second_space - first_space == kCodeField;
+    const char* const end = line + std::strlen(line);
+    char* const first_space = std::strchr(line, ' ');
+    if (!first_space || first_space == line) return NPT_ERROR_HTTP_BAD_STATUS_LINE;
+    char* const code = first_space + 1;
+    const char* const second_space = std::strchr(code, ' ');
+    const bool accepted =
+        second_space ? second_space - code == kCodeLength : end - line == kLengthWithoutReason;
     if (!accepted) return NPT_ERROR_HTTP_BAD_STATUS_LINE;
 
-    status.protocol = line.SubString(0, code_at - 1);
+    status.protocol = line;
+    *first_space = '\0';
+    if (end - code > kCodeLength) {
+        status.reason = code + kCodeLength + 1;
+        code[kCodeLength] = '\0';
+    }
     // A code that is no number stays 0: what such a response is worth is the caller's to say.
-    line.SubString(code_at, 3).ToInteger(status.code, true);
-    status.reason = line.SubString(code_at + kCodeField);
+    NPT_ParseInteger(code, status.code, true);
     return NPT_SUCCESS;
 }
 
@@ -47,8 +58,7 @@ NPT_Result NPT_HttpResponse::Parse(NPT_BufferedInputStream& stream, NPT_HttpResp
     result = ParseStatusLine(line, status);
     if (NPT_Failed(result)) return result;
 
-    auto parsed = std::make_unique<NPT_HttpResponse>(status.code, status.reason.GetChars(),
-                                                     status.protocol.GetChars());
+    auto parsed = std::make_unique<NPT_HttpResponse>(status.code, status.reason, status.protocol);
     result = parsed->ParseHeaders(stream);
     if (NPT_Failed(result)) return result;
     response = parsed.release();
