@@ -62,7 +62,15 @@ struct LineInProgress {
 
 NPT_BufferedInputStream::NPT_BufferedInputStream(const NPT_InputStreamReference& source,
                                                  NPT_UInt32 buffer_size)
-    : source_(source) {
+    : reference_(source), source_(source.AsPointer()) {
+    buffer_.size = buffer_size;
+}
+
+NPT_BufferedInputStream::NPT_BufferedInputStream(NPT_InputStream& source, NPT_UInt8* buffer,
+                                                 NPT_UInt32 buffer_size)
+    : source_(&source) {
+    buffer_.bytes = buffer;
+    buffer_.capacity = buffer_size;
     buffer_.size = buffer_size;
 }
 
@@ -97,7 +105,7 @@ NPT_Result NPT_BufferedInputStream::ReadLine(char* buffer, NPT_UInt32 size, NPT_
             if (NPT_Failed(result)) break;
         }
         const NPT_UInt32 taken = line.Take(
-            buffer_.bytes.get() + buffer_.offset,
+            buffer_.bytes + buffer_.offset,
             static_cast<NPT_UInt32>(std::min<NPT_UInt64>(buffer_.GetCount(), bytes_left)));
         buffer_.offset += taken;
         bytes_left -= taken;
@@ -137,8 +145,9 @@ NPT_Result NPT_BufferedInputStream::SetBufferSize(NPT_UInt32 size, bool force) {
         const NPT_UInt32 capacity = std::max(size, unread);
         std::unique_ptr<NPT_UInt8[]> bytes(new (std::nothrow) NPT_UInt8[capacity]);
         if (!bytes) return NPT_ERROR_NO_MEMORY;
-        std::memcpy(bytes.get(), buffer_.bytes.get() + buffer_.offset, unread);
-        buffer_.bytes = std::move(bytes);
+        std::memcpy(bytes.get(), buffer_.bytes + buffer_.offset, unread);
+        buffer_.owned = std::move(bytes);
+        buffer_.bytes = buffer_.owned.get();
         buffer_.capacity = capacity;
         buffer_.offset = 0;
         buffer_.valid = unread;
@@ -178,14 +187,13 @@ NPT_Result NPT_BufferedInputStream::Tell(NPT_UInt64& offset) {
 
 NPT_Result NPT_BufferedInputStream::GetSize(NPT_UInt64& size) {
     size = 0;
-    return source_.IsNull() ? NPT_ERROR_INVALID_STATE : source_->GetSize(size);
+    return !source_ ? NPT_ERROR_INVALID_STATE : source_->GetSize(size);
 }
 
 NPT_Result NPT_BufferedInputStream::GetAvailable(NPT_UInt64& available) {
     const NPT_UInt64 buffered = buffer_.GetCount();
     NPT_UInt64 behind = 0;
-    const NPT_Result result =
-        source_.IsNull() ? NPT_ERROR_INVALID_STATE : source_->GetAvailable(behind);
+    const NPT_Result result = !source_ ? NPT_ERROR_INVALID_STATE : source_->GetAvailable(behind);
     available = buffered + (NPT_Succeeded(result) ? behind : 0);
     return buffered ? NPT_SUCCESS : result;
 }
@@ -198,7 +206,7 @@ NPT_Result NPT_BufferedInputStream::ReadChunk(NPT_UInt8* buffer, NPT_UInt32 coun
         if (NPT_Failed(result)) return result;
     }
     read = std::min(count, buffer_.GetCount());
-    std::memcpy(buffer, buffer_.bytes.get() + buffer_.offset, read);
+    std::memcpy(buffer, buffer_.bytes + buffer_.offset, read);
     buffer_.offset += read;
     return NPT_SUCCESS;
 }
@@ -212,18 +220,19 @@ NPT_Result NPT_BufferedInputStream::ReadUnbuffered(void* buffer, NPT_UInt32 coun
 NPT_Result NPT_BufferedInputStream::Fill() {
     if (end_reached_) return NPT_ERROR_EOS;
     if (!buffer_.bytes) {
-        buffer_.bytes.reset(new (std::nothrow) NPT_UInt8[buffer_.size]);
-        if (!buffer_.bytes) return NPT_ERROR_NO_MEMORY;
+        buffer_.owned.reset(new (std::nothrow) NPT_UInt8[buffer_.size]);
+        if (!buffer_.owned) return NPT_ERROR_NO_MEMORY;
+        buffer_.bytes = buffer_.owned.get();
         buffer_.capacity = buffer_.size;
     }
     buffer_.offset = 0;
     buffer_.valid = 0;
-    return ReadSource(buffer_.bytes.get(), buffer_.size, buffer_.valid);
+    return ReadSource(buffer_.bytes, buffer_.size, buffer_.valid);
 }
 
 // read stays 0 on failure, whatever the source left in it.
 NPT_Result NPT_BufferedInputStream::ReadSource(void* buffer, NPT_UInt32 count, NPT_UInt32& read) {
-    if (source_.IsNull()) return NPT_ERROR_INVALID_STATE;
+    if (!source_) return NPT_ERROR_INVALID_STATE;
     const NPT_Result result = source_->Read(buffer, count, &read);
     if (NPT_Failed(result)) read = 0;
     return result;

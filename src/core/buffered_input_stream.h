@@ -7,11 +7,13 @@
 #include "core/string.h"
 
 // A source read through a buffer, line by line or in blocks. The buffer (size in bytes, 0 means
-// unbuffered) is allocated on the first fill. Holds a reference to its source.
+// unbuffered) is allocated on the first fill. Holds a reference to its source, or borrows source
+// and buffer, which then must outlive it.
 class NPT_BufferedInputStream : public NPT_InputStream {
   public:
     explicit NPT_BufferedInputStream(const NPT_InputStreamReference& source,
                                      NPT_UInt32 buffer_size = 4096);
+    NPT_BufferedInputStream(NPT_InputStream& source, NPT_UInt8* buffer, NPT_UInt32 buffer_size);
 
     // One line without its end, NUL-terminated, in a buffer of size characters; chars, when given,
     // is its length. LF ends a line. A CR ends it too with break_on_cr (a LF right behind it is
@@ -45,11 +47,12 @@ class NPT_BufferedInputStream : public NPT_InputStream {
 
   private:
     struct Buffer {
-        std::unique_ptr<NPT_UInt8[]> bytes;
-        NPT_UInt32 capacity = 0;  // of bytes
-        NPT_UInt32 size = 0;      // asked of the source at once, never above capacity once filled
-        NPT_UInt32 offset = 0;    // of the next byte to deliver
-        NPT_UInt32 valid = 0;     // end of what the source delivered
+        std::unique_ptr<NPT_UInt8[]> owned;
+        NPT_UInt8* bytes = nullptr;  // owned's or the caller's
+        NPT_UInt32 capacity = 0;     // of bytes
+        NPT_UInt32 size = 0;    // asked of the source at once, never above capacity once filled
+        NPT_UInt32 offset = 0;  // of the next byte to deliver
+        NPT_UInt32 valid = 0;   // end of what the source delivered
         NPT_UInt32 GetCount() const { return valid - offset; }
     };
 
@@ -59,7 +62,8 @@ class NPT_BufferedInputStream : public NPT_InputStream {
     NPT_Result ReadChunk(NPT_UInt8* buffer, NPT_UInt32 count, NPT_UInt32& read);
     bool IsUnbuffered() const { return buffer_.size == 0 && !end_reached_; }
 
-    NPT_InputStreamReference source_;
+    const NPT_InputStreamReference reference_;
+    NPT_InputStream* const source_;  // the reference's or the caller's
     NPT_UInt64 position_ = 0;
     bool skip_newline_ = false;
     bool end_reached_ = false;

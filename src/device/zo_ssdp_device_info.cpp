@@ -11,13 +11,12 @@ ZoSsdpDeviceInfo::ZoSsdpDeviceInfo(NPT_HttpUrl description_url, const char* uuid
     : m_Manufacturer(kDefaultManufacturer),
       m_ManufacturerURL(kDefaultManufacturerUrl),
       m_UUID(uuid),
+      m_URLBase(""),  // all its fields empty
       m_URLDescription(std::move(description_url)),
       m_DeviceType(device_type),
       m_FriendlyName(friendly_name) {
     if (m_UUID.IsEmpty()) m_UUID = MakeUuid(NPT_System::GetRandomInteger);
     SetLeaseTime(lease_time);
-    // A fresh URL has the path "/", which a description path without any directory must not leave.
-    m_URLBase.SetPath("", true);
     SetURLBase(m_URLDescription);
     UpdateConfigId();
 }

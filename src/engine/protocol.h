@@ -25,7 +25,8 @@ constexpr const char* kUserAgent = "UPnP/1.0";
 
 // Only answers whose USN names this type are ours.
 constexpr const char* kDeviceType = "urn:schemas-upnp-org:device:ZOMediaServer:1";
-constexpr const char* kUsnSeparator = "::";
+constexpr char kUsnSeparator[] = "::";
+constexpr NPT_UInt32 kUsnSeparatorLength = sizeof(kUsnSeparator) - 1;
 constexpr NPT_UInt32 kUuidPrefixLength = 5;  // "uuid:", dropped unseen
 constexpr char kMaxAgeDirective[] = "max-age=";
 constexpr NPT_UInt32 kMaxAgeDirectiveLength = sizeof(kMaxAgeDirective) - 1;

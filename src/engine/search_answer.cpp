@@ -41,10 +41,15 @@ NPT_Result ReadUuid(const NPT_HttpMessage& answer, NPT_String& uuid) {
     const NPT_String* const usn = headers.GetHeaderValue(protocol::header::kUsn);
     const NPT_String* const ext = headers.GetHeaderValue(protocol::header::kExt);
     if (!search_target || !usn || !ext) return NPT_ERROR_INVALID_ARGUMENT;
-    const NPT_List<NPT_String> parts = usn->Split(protocol::kUsnSeparator);
-    if (parts.GetItemCount() != 2 || search_target->Compare(*parts.GetLastItem(), true) != 0)
+    const int separator = usn->Find(protocol::kUsnSeparator);
+    if (separator < 0) return NPT_FAILURE;
+    const auto uuid_end = static_cast<NPT_UInt32>(separator);
+    const NPT_UInt32 type = uuid_end + protocol::kUsnSeparatorLength;
+    const bool has_third_part = usn->Find(protocol::kUsnSeparator, type) >= 0;
+    if (has_third_part || search_target->Compare(usn->GetChars() + type, true) != 0)
         return NPT_FAILURE;
-    uuid = (*parts.begin()).SubString(protocol::kUuidPrefixLength);
+    if (uuid_end > protocol::kUuidPrefixLength)
+        uuid = usn->SubString(protocol::kUuidPrefixLength, uuid_end - protocol::kUuidPrefixLength);
     return NPT_SUCCESS;
 }
 
@@ -84,7 +89,7 @@ std::unique_ptr<ZoSsdpDeviceInfo> MakeDeviceRecord(const NPT_HttpMessage& answer
                                                      friendly_name->GetChars());
     for (const Property& property : kFixedProperties) {
         const NPT_String* const value = headers.GetHeaderValue(property.header);
-        (*device).*property.field = value ? *value : NPT_String();
+        (*device).*property.field = value ? value->GetChars() : nullptr;
     }
     for (const Property& property : kOptionalProperties) {
         if (const NPT_String* const value = headers.GetHeaderValue(property.header))

@@ -114,11 +114,9 @@ SsdpSearchWorkerThread::Reception SsdpSearchWorkerThread::Receive(NPT_Timeout li
 
 SsdpSearchWorkerThread::Reception SsdpSearchWorkerThread::TakeIn(
     zorvane::ZoInputStream& datagrams) {
-    // Looked at first, since making the streams costs more than all else of an empty datagram.
-    if (!datagrams.HasUnreadBytes()) return Reception::kBadDatagram;
-    const NPT_InputStreamReference stream(new AnswerStream(datagrams));
+    AnswerStream stream(datagrams);
     NPT_HttpResponse* parsed = nullptr;
-    const NPT_Result result = NPT_HttpClient::ReadResponse(stream, false, false, parsed);
+    const NPT_Result result = NPT_HttpClient::ReadHead(stream, parsed);
     const std::unique_ptr<NPT_HttpResponse> response(parsed);
     if (NPT_Failed(result)) return Reception::kBadDatagram;
     if (MustEnd()) return Reception::kAnswer;

@@ -127,6 +127,16 @@ NPT_Result NPT_HttpClient::WriteRequest(NPT_OutputStream& stream, NPT_HttpReques
     return result;
 }
 
+NPT_Result NPT_HttpClient::ReadHead(NPT_InputStream& stream, NPT_HttpResponse*& response) {
+    response = nullptr;
+    NPT_UInt8 buffer[http_protocol::kReadBufferSize];
+    NPT_BufferedInputStream buffered(stream, buffer, sizeof(buffer));
+    std::unique_ptr<NPT_HttpResponse> read;
+    const NPT_Result result = ReadFinalResponse(buffered, read);
+    response = read.release();
+    return result;
+}
+
 NPT_Result NPT_HttpClient::ReadResponse(const NPT_InputStreamReference& stream, bool should_persist,
                                         bool expect_entity, NPT_HttpResponse*& response,
                                         NPT_HttpConnectionReference* connection) {

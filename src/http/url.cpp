@@ -1,10 +1,13 @@
 #include "http/url.h"
 
 #include <cstring>
+#include <utility>
 
 #include "http/http_protocol.h"
 
 namespace {
+
+constexpr NPT_UInt32 kUsualLength = 120;  // of a URL's text; a longer one takes memory twice
 
 bool IsLetter(char character) {
     return (character >= 'a' && character <= 'z') || (character >= 'A' && character <= 'Z');
@@ -82,7 +85,11 @@ const char* FindHostEnd(const char* text) {
 }  // namespace
 
 void NPT_Uri::SetScheme(const char* scheme) {
-    scheme_ = scheme;
+    SetScheme(scheme, scheme ? static_cast<NPT_UInt32>(std::strlen(scheme)) : 0);
+}
+
+void NPT_Uri::SetScheme(const char* scheme, NPT_UInt32 length) {
+    scheme_.Assign(scheme, length);
     scheme_.MakeLowercase();
     if (scheme_ == http_protocol::kHttpScheme) {
         scheme_id_ = SCHEME_ID_HTTP;
@@ -155,7 +162,7 @@ NPT_Result NPT_Url::ParseScheme(const char*& cursor) {
     while (IsSchemeCharacter(*cursor))
         ++cursor;
     if (cursor == begin || *cursor != ':') return NPT_ERROR_INVALID_SYNTAX;
-    SetScheme(FromRange(begin, cursor).GetChars());
+    SetScheme(begin, static_cast<NPT_UInt32>(cursor - begin));
     ++cursor;
     return NPT_SUCCESS;
 }
@@ -184,7 +191,15 @@ NPT_UInt16 NPT_Url::GetDefaultPort() const {
 }
 
 NPT_String NPT_Url::GetHostText() const {
-    return host_is_ipv6_ ? "[" + host_ + "]" : host_;
+    NPT_String text;
+    AppendHost(text);
+    return text;
+}
+
+void NPT_Url::AppendHost(NPT_String& text) const {
+    if (host_is_ipv6_) text += '[';
+    text += host_;
+    if (host_is_ipv6_) text += ']';
 }
 
 NPT_Result NPT_Url::SetHost(const char* text) {
@@ -244,6 +259,11 @@ bool NPT_Url::IsValid() const {
 
 NPT_String NPT_Url::ToRequestString(bool with_fragment) const {
     NPT_String text;
+    AppendRequest(text, with_fragment);
+    return text;
+}
+
+void NPT_Url::AppendRequest(NPT_String& text, bool with_fragment) const {
     if (path_.IsEmpty() || StartsWithDrive(path_.GetChars())) text += '/';
     text += path_;
     if (has_query_) {
@@ -254,16 +274,19 @@ NPT_String NPT_Url::ToRequestString(bool with_fragment) const {
         text += '#';
         text += fragment_;
     }
-    return text;
 }
 
 NPT_String NPT_Url::ToStringWithDefaultPort(NPT_UInt16 default_port, bool with_fragment) const {
-    NPT_String text = GetScheme() + "://" + GetHostText();
+    NPT_String text;
+    text.Reserve(kUsualLength);
+    text += GetScheme();
+    text += "://";
+    AppendHost(text);
     if (port_ != default_port) {
         text += ':';
         text += NPT_String::FromInteger(port_);
     }
-    text += ToRequestString(with_fragment);
+    AppendRequest(text, with_fragment);
     return text;
 }
 

@@ -18,6 +18,7 @@ class NPT_Uri {
     void SetScheme(const char* scheme);
 
   protected:
+    void SetScheme(const char* scheme, NPT_UInt32 length);
     NPT_Uri() = default;
     NPT_Uri(const NPT_Uri&) = default;
     NPT_Uri(NPT_Uri&&) = default;
@@ -88,6 +89,8 @@ class NPT_Url : public NPT_Uri {
     NPT_Result ParseScheme(const char*& cursor);
     void ParseHost(const char*& cursor);
     NPT_Result ParsePort(const char*& cursor);
+    void AppendHost(NPT_String& text) const;
+    void AppendRequest(NPT_String& text, bool with_fragment) const;
 
     NPT_String host_;
     bool host_is_ipv6_ = false;

@@ -13,10 +13,9 @@ namespace {
 const NPT_IpAddress kSender(192, 168, 1, 20);
 
 std::unique_ptr<NPT_HttpResponse> Read(const std::string& text) {
-    const NPT_InputStreamReference stream(
-        new PieceStream(text, PieceStream::kWhole, NPT_ERROR_TIMEOUT));
+    PieceStream stream(text, PieceStream::kWhole, NPT_ERROR_TIMEOUT);
     NPT_HttpResponse* response = nullptr;
-    NPT_HttpClient::ReadResponse(stream, false, false, response);
+    NPT_HttpClient::ReadHead(stream, response);
     return std::unique_ptr<NPT_HttpResponse>(response);
 }
 
