@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
-# setup.sh build|test|windows
+# setup.sh build|test|bench|windows
 #
-# Installs what building the module, testing it, or building and testing it for Windows needs and is
-# not there yet. Safe to run again: what is in place is left alone, and a machine that has everything
+# Installs what building the module, testing it, measuring it, or building and testing it for Windows
+# needs and is not there yet. Safe to run again: what is in place is left alone, and a machine that has everything
 # is not asked for root.
 #
 # Everything comes from Debian 12 but Python 2.7, which Debian 12 no longer has. Unless a Python 2.7
@@ -21,8 +21,13 @@ readonly kPythonPackages='python2.7 python2.7-* libpython2.7 libpython2.7-* libs
 readonly kBuildPackages=(g++ cmake ninja-build python3 iproute2 util-linux)
 readonly kTestPackages=(
     clang libclang-rt-14-dev clang-format clang-tidy shellcheck black pyflakes3 ccache
-    googletest libbenchmark-dev
-    libxml2-utils
+    googletest
+    libxml2-utils valgrind
+)
+# What the module is measured with, and beside.
+readonly kBenchPackages=(
+    pkg-config strace python3-matplotlib
+    libbenchmark-dev libhttp-parser-dev liburiparser-dev libpugixml-dev libgssdp-1.6-dev libupnp-dev
 )
 readonly kWindowsPackages=(g++-mingw-w64-x86-64-posix wine wine64)
 
@@ -176,6 +181,7 @@ case ${1-} in
         set_up_packages "${kBuildPackages[@]}" "${kTestPackages[@]}"
         set_up_pip
         ;;
+    bench) set_up_packages "${kBuildPackages[@]}" "${kTestPackages[@]}" "${kBenchPackages[@]}" ;;
     windows)
         set_up_packages "${kBuildPackages[@]}" "${kTestPackages[@]}" "${kWindowsPackages[@]}"
         set_up_pip
@@ -183,6 +189,6 @@ case ${1-} in
         know_mirrors
         exit
         ;;
-    *) die 'usage: setup.sh build|test|windows' ;;
+    *) die 'usage: setup.sh build|test|bench|windows' ;;
 esac
 set_up_python "$1"

@@ -1,0 +1,58 @@
+"""Measures the module, beside what it can be compared with, and tells in ratios (./dev bench).
+
+    bench.py [--brief] [--only PART ...]
+
+Every part runs in network namespaces of its own. --brief shows that each still runs, in under a minute;
+its figures mean nothing. Nothing here fails because of a time: whoever reads the figures judges them.
+"""
+
+import argparse
+import json
+import pathlib
+import time
+
+import laboratory
+import report
+import whole_path
+
+ROOT = laboratory.ROOT
+
+
+class Build:
+    """Where what is measured was built."""
+
+    tools = ROOT / "build/release/bench"
+    peers = ROOT / "build/bench/bench"
+    module = ROOT / "build/release/_vireon.so"
+    python = ROOT / "build/release/python"
+    environment = {"VIREON_SCRIPT_PATH": str(tools)}
+
+
+# The parts, each a function of the build and of whether it is to be brief.
+PARTS = {"whole path": lambda build, brief: whole_path.measure(build, 1 if brief else 7, 10 if brief else 1)}
+
+
+def arguments():
+    parser = argparse.ArgumentParser(description=__doc__.partition("\n")[0])
+    parser.add_argument("--brief", action="store_true", help="show that each part runs, measure nothing")
+    parser.add_argument("--only", nargs="+", choices=PARTS, metavar="PART", default=list(PARTS))
+    parser.add_argument("--results", type=pathlib.Path, help="keep what was measured there, as JSON")
+    return parser.parse_args()
+
+
+def main():
+    options = arguments()
+    laboratory.enter_private_network()
+    results = {}
+    for part in options.only:
+        started = time.monotonic()
+        print(f"==> {part}", flush=True)
+        results[part] = PARTS[part](Build, options.brief)
+        print(f"    {time.monotonic() - started:.0f} s", flush=True)
+    if options.results:
+        options.results.write_text(json.dumps(results, indent=1), encoding="utf-8")
+    report.print_table(report.rows(results))
+
+
+if __name__ == "__main__":
+    main()

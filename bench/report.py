@@ -1,0 +1,88 @@
+"""What was measured, in words: rows of a table, each a figure of ours beside a peer's."""
+
+import collections
+import statistics
+
+# A figure and what it is compared with; the target is the most (the least, for a share) that the ratio may
+# be, or the figure where it has no peer.
+Row = collections.namedtuple("Row", "what unit ours peer theirs target", defaults=(None, None, None))
+
+# What is aimed at, by what a row is about and its peer. Nothing fails on one.
+TARGETS = {
+    ("processor time, burst of 1,000", "floor"): 1.6,
+    ("processor time, burst of 1,000", "script"): 1.0,
+    ("latency, median", "floor"): 1.3,
+}
+
+
+def ratio(row):
+    return row.ours / row.theirs if row.theirs else None
+
+
+def row(what, unit, ours, peer=None, theirs=None):
+    return Row(what, unit, ours, peer, theirs, TARGETS.get((what, peer)))
+
+
+def beside(what, unit, values):
+    """A row for each peer, the module's own value being the first."""
+    (_, ours), *peers = values.items()
+    return [row(what, unit, ours, peer, theirs) for peer, theirs in peers]
+
+
+def whole_path_rows(results):
+    finders = results["finders"]
+
+    def medians(load, figure, factor=1):
+        return {name: factor * statistics.median(finders[name][load][figure]) for name in finders}
+
+    loads = [load for load in finders["module"] if load != "latency"]
+    rows = []
+    for load in loads:
+        rows += beside(f"processor time, {load}", "µs an answer", medians(load, "us"))
+    for load in loads:
+        rows += beside(f"delivered, {load}", "%", medians(load, "delivered", 100))
+    for figure in ("median", "99th"):
+        rows += beside(f"latency, {figure}", "µs", medians("latency", figure))
+    return rows
+
+
+ROWS = {"whole path": whole_path_rows}
+
+
+def rows(results):
+    return [each for part, measured in results.items() for each in ROWS[part](measured)]
+
+
+def figure(value):
+    if value is None:
+        return ""
+    if value >= 1000:
+        return f"{value:,.0f}"
+    return f"{value:.1f}" if value >= 10 else f"{value:.2f}"
+
+
+HEADINGS = ("", "unit", "module", "beside", "its", "ratio", "target")
+
+
+def cells(each):
+    return (
+        each.what,
+        each.unit,
+        figure(each.ours),
+        each.peer or "",
+        figure(each.theirs),
+        figure(ratio(each)),
+        "" if each.target is None else f"{each.target:g}",
+    )
+
+
+def print_table(table):
+    lines = [HEADINGS] + [cells(each) for each in table]
+    widths = [max(len(line[column]) for line in lines) for column in range(len(HEADINGS))]
+    for line in lines:
+        print(
+            "  ".join(
+                text.ljust(width) if column in (0, 1, 3) else text.rjust(width)
+                for column, (text, width) in enumerate(zip(line, widths))
+            ).rstrip()
+        )
