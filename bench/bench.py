@@ -11,6 +11,7 @@ import json
 import pathlib
 import time
 
+import counts
 import laboratory
 import report
 import whole_path
@@ -29,13 +30,14 @@ class Build:
 
 
 # The parts, each a function of the build and of whether it is to be brief.
-PARTS = {"whole path": lambda build, brief: whole_path.measure(build, 1 if brief else 7, 10 if brief else 1)}
+PARTS = {"whole path": whole_path.measure, "counts": counts.measure}
 
 
 def arguments():
     parser = argparse.ArgumentParser(description=__doc__.partition("\n")[0])
     parser.add_argument("--brief", action="store_true", help="show that each part runs, measure nothing")
     parser.add_argument("--only", nargs="+", choices=PARTS, metavar="PART", default=list(PARTS))
+    parser.add_argument("--record", action="store_true", help="record the counts, for the test that compares")
     parser.add_argument("--results", type=pathlib.Path, help="keep what was measured there, as JSON")
     return parser.parse_args()
 
@@ -49,6 +51,8 @@ def main():
         print(f"==> {part}", flush=True)
         results[part] = PARTS[part](Build, options.brief)
         print(f"    {time.monotonic() - started:.0f} s", flush=True)
+    if options.record:
+        counts.record(results["counts"])
     if options.results:
         options.results.write_text(json.dumps(results, indent=1), encoding="utf-8")
     report.print_table(report.rows(results))

@@ -3,6 +3,8 @@
 import collections
 import statistics
 
+import counts
+
 # A figure and what it is compared with; the target is the most (the least, for a share) that the ratio may
 # be, or the figure where it has no peer.
 Row = collections.namedtuple("Row", "what unit ours peer theirs target", defaults=(None, None, None))
@@ -46,7 +48,20 @@ def whole_path_rows(results):
     return rows
 
 
-ROWS = {"whole path": whole_path_rows}
+def count_rows(results):
+    table = []
+    for what in results["module"]:
+        values = {name: counted[what] for name, counted in results.items()}
+        table += beside(what, "an answer", values)
+    recorded = counts.recorded()
+    return table + [
+        row(what, "an answer", count, "recorded", recorded[what])
+        for what, count in results["module"].items()
+        if what in recorded
+    ]
+
+
+ROWS = {"whole path": whole_path_rows, "counts": count_rows}
 
 
 def rows(results):

@@ -7,6 +7,7 @@
 #   fuzz        replays a corpus                   sanitizer  shows that a check finds a fault
 #   host        makes network namespaces and runs a host in them that has several interpreters
 #   neighbours  a script or network test once more, beside other extension modules
+#   counts      makes network namespaces, and counts what an answer makes the module do
 find_package(Python3 REQUIRED COMPONENTS Interpreter)
 
 # What searches runs once more for each of these: other packages in the process (tests/neighbours),
