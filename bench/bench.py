@@ -12,6 +12,8 @@ import pathlib
 import time
 
 import counts
+import growth
+import idle
 import laboratory
 import report
 import whole_path
@@ -30,7 +32,12 @@ class Build:
 
 
 # The parts, each a function of the build and of whether it is to be brief.
-PARTS = {"whole path": whole_path.measure, "counts": counts.measure}
+PARTS = {
+    "whole path": whole_path.measure,
+    "counts": counts.measure,
+    "idle": idle.measure,
+    "growth": growth.measure,
+}
 
 
 def arguments():

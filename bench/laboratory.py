@@ -177,8 +177,8 @@ class Laboratory:
         self._close.callback(lambda: program.process.poll() is None and program.close())
         return program
 
-    def search(self, finder, senders=1, interval=3600):
-        """Has the finder search; gives the requests of its multicast senders."""
+    def begin_search(self, finder, senders=1, interval=3600):
+        """Has the finder search; gives the first requests of its multicast senders."""
         self._drop_searches()
         finder.say(f"search {interval}")
         found = {}
@@ -188,8 +188,13 @@ class Laboratory:
             if search.destination == GROUP:
                 found[search.source] = search
         finder.hear()
-        finder.wait_until_quiet()
         return list(found.values())
+
+    def search(self, finder, senders=1):
+        """The same, once and no more, with what it takes behind it."""
+        searches = self.begin_search(finder, senders)
+        finder.wait_until_quiet()
+        return searches
 
     def _drop_searches(self):
         while self._responder.heard():

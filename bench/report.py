@@ -61,7 +61,38 @@ def count_rows(results):
     ]
 
 
-ROWS = {"whole path": whole_path_rows, "counts": count_rows}
+def idle_rows(results):
+    table = []
+    for interval, used in results["waiting"].items():
+        table.append(row(f"processor time, searching every {interval}", "ms a sender and minute", used["ms"]))
+        table.append(row(f"wake-ups, searching every {interval}", "a sender and minute", used["wake-ups"]))
+    for what in ("engine", "sender", "1,000 records"):
+        for kind in ("heap", "resident"):
+            table.append(row(f"memory of {what}, {kind}", "KiB", results[what][kind] / 1024))
+    table.append(row("import", "ms", results["import ms"]))
+    table.append(row("size of the module", "KiB", results["size"] / 1024))
+    return table
+
+
+def growth_row(what, unit, by_number, things, first):
+    """What the largest number costs, beside a smaller one."""
+    largest = max(by_number)
+    return row(
+        f"{what}, {largest:,} {things}", unit, by_number[largest], f"{first} {things}", by_number[first]
+    )
+
+
+def growth_rows(results):
+    table = [
+        growth_row(f"processor time of {name}", "µs an answer", by_number, "servers", 100)
+        for name, by_number in results["servers"].items()
+    ]
+    table.append(growth_row("processor time", "µs an answer", results["interfaces"], "interfaces", 1))
+    table.append(growth_row("a search", "µs", results["search"], "interfaces", 1))
+    return table
+
+
+ROWS = {"whole path": whole_path_rows, "counts": count_rows, "idle": idle_rows, "growth": growth_rows}
 
 
 def rows(results):
