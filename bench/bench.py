@@ -17,6 +17,7 @@ import idle
 import laboratory
 import report
 import whole_path
+import windows
 
 ROOT = laboratory.ROOT
 
@@ -37,6 +38,7 @@ PARTS = {
     "counts": counts.measure,
     "idle": idle.measure,
     "growth": growth.measure,
+    "windows": windows.measure,
 }
 
 
@@ -46,7 +48,10 @@ def arguments():
     parser.add_argument("--only", nargs="+", choices=PARTS, metavar="PART", default=list(PARTS))
     parser.add_argument("--record", action="store_true", help="record the counts, for the test that compares")
     parser.add_argument("--results", type=pathlib.Path, help="keep what was measured there, as JSON")
-    return parser.parse_args()
+    options = parser.parse_args()
+    if options.record and options.brief:
+        parser.error("what is measured briefly is not worth recording")
+    return options
 
 
 def main():
@@ -59,7 +64,7 @@ def main():
         results[part] = PARTS[part](Build, options.brief)
         print(f"    {time.monotonic() - started:.0f} s", flush=True)
     if options.record:
-        counts.record(results["counts"])
+        counts.record(report.recordable(results))
     if options.results:
         options.results.write_text(json.dumps(results, indent=1), encoding="utf-8")
     report.print_table(report.rows(results))

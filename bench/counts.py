@@ -12,7 +12,8 @@ import tempfile
 
 import laboratory
 
-FEW, MANY = 100, 600
+FEW_AND_MANY = (100, 600)
+BRIEFLY = (50, 100)
 RECORDED = laboratory.HERE / "recorded_counts.json"
 FINDERS = ("module", "floor", "script")
 COUNTED = ("allocations", "bytes", "locks", "semaphores")
@@ -58,59 +59,60 @@ def finder_command(build, name):
     return [build.python, "-B", "-S", laboratory.HERE / "finder.py", name]
 
 
-def count_calls(build, name):
+def count_calls(build, name, loads=FEW_AND_MANY):
     """Of the heap and of the thread library, as the counter sees them."""
     counts = search_with(
         build,
         finder_command(build, name),
         {"LD_PRELOAD": str(build.tools / "bench_counter.so")},
-        (FEW, MANY),
+        loads,
         lambda finder: finder.ask("counts"),
     )
     result = {}
     for what in COUNTED:
         before, few, many = (count[what] for count in counts)
-        result[what] = ((many - few) - (few - before)) / (MANY - FEW)
+        result[what] = ((many - few) - (few - before)) / (loads[1] - loads[0])
     return result
 
 
-def count_by(build, name, instrument, read, pace=PACE):
+def count_by(build, name, instrument, read, loads, pace=PACE):
     """What an instrument writes of a whole run, read as one number."""
     totals = []
-    for answers in (FEW, MANY):
+    for answers in loads:
         with tempfile.TemporaryDirectory() as folder:
             written = pathlib.Path(folder) / "written"
             words = [word.format(written=written) for word in instrument]
             search_with(build, words + finder_command(build, name), {}, (answers,), pace=pace)
             totals.append(read(written.read_text(encoding="utf-8")))
-    return (totals[1] - totals[0]) / (MANY - FEW)
+    return (totals[1] - totals[0]) / (loads[1] - loads[0])
 
 
-def count_system_calls(build, name, pace=PACE):
+def count_system_calls(build, name, loads=FEW_AND_MANY, pace=PACE):
     """Several at once leave it to chance which thread finds the other awake."""
 
     def total(text):
         return int(re.search(r"^100\.00 +\S+ +\S+ +(\d+) .*total$", text, re.M).group(1))
 
-    return count_by(build, name, ["strace", "-f", "-c", "-o", "{written}"], total, pace)
+    return count_by(build, name, ["strace", "-f", "-c", "-o", "{written}"], total, loads, pace)
 
 
-def count_instructions(build, name):
+def count_instructions(build, name, loads=FEW_AND_MANY):
     def total(text):
         return int(re.search(r"^(?:totals|summary): (\d+)", text, re.M).group(1))
 
     words = "valgrind -q --tool=callgrind --trace-children=yes --callgrind-out-file={written}"
-    return count_by(build, name, words.split(), total)
+    return count_by(build, name, words.split(), total, loads)
 
 
 def measure(build, brief):
+    loads = BRIEFLY if brief else FEW_AND_MANY
     results = {}
     for name in FINDERS[: 1 if brief else None]:
-        results[name] = count_calls(build, name)
-        results[name]["system calls"] = count_system_calls(build, name)
+        results[name] = count_calls(build, name, loads)
+        results[name]["system calls"] = count_system_calls(build, name, loads)
         if not brief:
-            results[name]["system calls, answers singly"] = count_system_calls(build, name, SINGLY)
-        results[name]["instructions"] = count_instructions(build, name)
+            results[name]["system calls, answers singly"] = count_system_calls(build, name, pace=SINGLY)
+        results[name]["instructions"] = count_instructions(build, name, loads)
     return results
 
 
@@ -119,6 +121,6 @@ def recorded():
 
 
 def record(counts):
-    """Keeps the module's, for the test that compares."""
-    rounded = {what: round(count, 1) for what, count in counts["module"].items()}
-    RECORDED.write_text(json.dumps(rounded, indent=2) + "\n", encoding="utf-8")
+    """Keeps these of the module's, and what is recorded of others."""
+    rounded = {what: round(count, 1) for what, count in counts.items()}
+    RECORDED.write_text(json.dumps(dict(recorded(), **rounded), indent=2) + "\n", encoding="utf-8")

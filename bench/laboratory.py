@@ -23,7 +23,7 @@ from namespace import Namespace  # the folder is known only now
 GROUP = "239.255.255.250"
 PRIVATE_NETWORK = ROOT / "scripts/private-network.sh"
 PR_SET_PDEATHSIG = 1
-LIMIT = 30  # seconds that anything may take before it counts as stuck
+LIMIT = 60  # seconds that anything may take before it counts as stuck
 
 Search = collections.namedtuple("Search", "port source source_port destination")
 
