@@ -15,6 +15,7 @@ import counts
 import growth
 import idle
 import laboratory
+import pieces
 import report
 import whole_path
 import windows
@@ -39,6 +40,7 @@ PARTS = {
     "idle": idle.measure,
     "growth": growth.measure,
     "windows": windows.measure,
+    "pieces": pieces.measure,
 }
 
 
