@@ -1,12 +1,17 @@
 #include <Python.h>
 
+#include <new>
+
 #include "binding/constants.h"
 #include "binding/interpreter/interpreter_lock.h"
+#include "binding/interpreter/pending_exception.h"
 #include "binding/method_table.h"
 #include "binding/module_family.h"
 #include "binding/module_types.h"
 
 namespace {
+
+constexpr char kModuleName[] = "_vireon";
 
 // The module has none.
 const binding::Constant kConstants[] = {{0, nullptr, 0, 0, nullptr, nullptr}};
@@ -25,6 +30,12 @@ void AwaitEnd() REQUIRES(interpreter_lock) {
     if (!is_end_awaited) is_end_awaited = Py_AtExit(EndInterpreter) == 0;
 }
 
+// Python keeps a module whose functions could not all be made, and the next import would find it.
+void ForgetHalfMadeModule() REQUIRES(interpreter_lock) {
+    const binding::PendingException pending;
+    if (PyDict_DelItemString(PyImport_GetModuleDict(), kModuleName) != 0) PyErr_Clear();
+}
+
 }  // namespace
 
 // What the interpreter calls on "import _vireon". An exception that creating the module leaves
@@ -33,11 +44,16 @@ PyMODINIT_FUNC init_vireon() REQUIRES(interpreter_lock) {
     const EntryFromInterpreter entry;
     // Native threads call scripts. Not only once this copy of the module starts one: an engine of
     // another copy's may end here, and that has to know when the interpreter exits.
-    OpenInterpreterToThreads();
+    try {
+        OpenInterpreterToThreads();
+    } catch (const std::bad_alloc&) {
+        PyErr_NoMemory();
+        return;
+    }
     PyMethodDef* methods = binding::MethodTable();
     binding::CompleteDocumentation(methods, kConstants);
-    PyObject* module = Py_InitModule4("_vireon", methods, nullptr, nullptr, PYTHON_API_VERSION);
-    if (!module) return;
+    PyObject* module = Py_InitModule4(kModuleName, methods, nullptr, nullptr, PYTHON_API_VERSION);
+    if (!module) return ForgetHalfMadeModule();
     AwaitEnd();
     binding::JoinFamily(binding::OwnModule());
     binding::InstallConstants(PyModule_GetDict(module), kConstants);
