@@ -8,10 +8,14 @@ namespace binding {
 
 namespace {
 
-ScriptObject OptionalAttribute(PyObject* object, const char* name) {
-    ScriptObject value = ScriptObject::Steal(PyObject_GetAttrString(object, name));
-    if (!value) PyErr_Clear();
-    return value;
+// False, with the exception set, when there was no memory to look: a class that has a destructor
+// must not be taken for one that has none.
+bool ReadOptionalAttribute(PyObject* object, const char* name, ScriptObject& value) {
+    value = ScriptObject::Steal(PyObject_GetAttrString(object, name));
+    if (value) return true;
+    if (PyErr_ExceptionMatches(PyExc_MemoryError)) return false;
+    PyErr_Clear();
+    return true;
 }
 
 bool IsBuiltinOfOneObject(PyObject* function) {
@@ -29,11 +33,14 @@ ClassRecord& EmptyRecord() {
 
 ClassRecord* NewClassRecord(PyObject* script_class) {
     ScriptObject constructor;
-    if (!PyClass_Check(script_class)) constructor = OptionalAttribute(script_class, "__new__");
+    if (!PyClass_Check(script_class) &&
+        !ReadOptionalAttribute(script_class, "__new__", constructor))
+        return nullptr;
     ScriptObject arguments = constructor ? ScriptObject::Steal(PyTuple_Pack(1, script_class))
                                          : ScriptObject::Borrow(script_class);
     if (!arguments) return nullptr;
-    ScriptObject destructor = OptionalAttribute(script_class, "__swig_destroy__");
+    ScriptObject destructor;
+    if (!ReadOptionalAttribute(script_class, "__swig_destroy__", destructor)) return nullptr;
 
     // Only now: the attributes' scripts may have registered classes themselves.
     ClassRecord& record = EmptyRecord();

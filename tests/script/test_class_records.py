@@ -51,6 +51,19 @@ class Records(Recorded):
             (record.script_class, record.constructor, record.raw_arguments, record.destructor),
         )
 
+    def test_a_class_whose_destructor_could_not_be_looked_up_is_refused(self):
+        class WithoutMemory(type):
+            def __getattribute__(cls, name):
+                if name == '__swig_destroy__':
+                    raise MemoryError
+                return type.__getattribute__(cls, name)
+
+        class NewStyle(object):
+            __metaclass__ = WithoutMemory
+            __swig_destroy__ = _vireon.delete_SsdpSearchWorkerThread
+
+        self.assertRaises(MemoryError, _vireon.SsdpSearchWorkerThread_swigregister, NewStyle)
+
     def test_only_a_builtin_of_one_object_takes_the_dying_object_itself(self):
         for destructor, takes_wrapped in [
             ([].append, 0),
