@@ -10,26 +10,29 @@ class NPT_PosixMutex : public NPT_MutexInterface {
   public:
     NPT_PosixMutex() {
         pthread_mutexattr_t attributes;
-        pthread_mutexattr_init(&attributes);
+        if (pthread_mutexattr_init(&attributes) != 0) return;
         pthread_mutexattr_settype(&attributes, PTHREAD_MUTEX_RECURSIVE);
-        pthread_mutex_init(&mutex_, &attributes);
+        is_made_ = pthread_mutex_init(&mutex_, &attributes) == 0;
         pthread_mutexattr_destroy(&attributes);
     }
     NPT_PosixMutex(const NPT_PosixMutex&) = delete;
     NPT_PosixMutex& operator=(const NPT_PosixMutex&) = delete;
-    ~NPT_PosixMutex() override { pthread_mutex_destroy(&mutex_); }
+    ~NPT_PosixMutex() override {
+        if (is_made_) pthread_mutex_destroy(&mutex_);
+    }
 
     NPT_Result Lock() override {
-        return pthread_mutex_lock(&mutex_) == 0 ? NPT_SUCCESS : NPT_FAILURE;
+        return is_made_ && pthread_mutex_lock(&mutex_) == 0 ? NPT_SUCCESS : NPT_FAILURE;
     }
     // The recursive type refuses, without any effect, a thread that is not the owner.
     NPT_Result Unlock() override {
-        pthread_mutex_unlock(&mutex_);
+        if (is_made_) pthread_mutex_unlock(&mutex_);
         return NPT_SUCCESS;
     }
 
   private:
     pthread_mutex_t mutex_;
+    bool is_made_ = false;
 };
 
 }  // namespace
