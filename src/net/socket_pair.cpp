@@ -2,6 +2,11 @@
 
 namespace {
 
+// Each on another port, which whoever watched the one before has to find first.
+constexpr int kAttempts = 3;
+// Milliseconds; the loopback interface takes microseconds.
+constexpr NPT_Timeout kConnectLimit = 200;
+
 NPT_Result OpenStream(UniqueSocket& socket) {
     socket_platform::Handle handle = socket_platform::kInvalidHandle;
     const NPT_Result result = socket_platform::Open(socket_platform::Transport::kStream, handle);
@@ -23,26 +28,52 @@ NPT_Result ListenOnLoopback(UniqueSocket& listener, NPT_SocketAddress& address) 
     return socket_platform::GetLocalAddress(listener.Get(), address);
 }
 
-// Another process of this host may have connected in between: only the own end is accepted.
-NPT_Result AcceptFrom(const UniqueSocket& listener, const UniqueSocket& expected,
-                      UniqueSocket& connection) {
-    NPT_SocketAddress expected_address;
-    NPT_Result result = socket_platform::GetLocalAddress(expected.Get(), expected_address);
+// Whether each of the two is what the other one is connected to. Nothing else tells the own
+// connection from that of another process of this host, which may have come first and may have gone
+// again.
+bool AreConnectedToEachOther(const UniqueSocket& one, const UniqueSocket& other) {
+    NPT_SocketAddress local;
     NPT_SocketAddress peer;
-    while (NPT_Succeeded(result) && peer != expected_address) {
-        socket_platform::Handle handle = socket_platform::kInvalidHandle;
-        result = socket_platform::Accept(listener.Get(), handle);
-        connection = UniqueSocket(handle);
-        if (NPT_Succeeded(result)) result = socket_platform::GetPeerAddress(handle, peer);
-    }
+    NPT_SocketAddress local_of_other;
+    NPT_SocketAddress peer_of_other;
+    return NPT_Succeeded(socket_platform::GetLocalAddress(one.Get(), local)) &&
+           NPT_Succeeded(socket_platform::GetPeerAddress(one.Get(), peer)) &&
+           NPT_Succeeded(socket_platform::GetLocalAddress(other.Get(), local_of_other)) &&
+           NPT_Succeeded(socket_platform::GetPeerAddress(other.Get(), peer_of_other)) &&
+           local == peer_of_other && peer == local_of_other;
+}
+
+NPT_Result WaitWithinLimit(socket_platform::WaitRequest request) {
+    socket_platform::Readiness readiness;
+    return socket_platform::Wait(request, kConnectLimit, readiness);
+}
+
+// Without blocking: where others fill the listener's queue nobody answers.
+NPT_Result ConnectWithinLimit(const UniqueSocket& connecting, const NPT_SocketAddress& address) {
+    NPT_Result result = socket_platform::SetNonBlocking(connecting.Get());
+    if (NPT_Failed(result)) return result;
+    result = socket_platform::Connect(connecting.Get(), address);
+    if (result != NPT_ERROR_WOULD_BLOCK) return result;
+    socket_platform::WaitRequest request;
+    request.socket = connecting.Get();
+    request.for_write = true;
+    return WaitWithinLimit(request);
+}
+
+// Nobody comes where the connection failed, or where another listens on the port as well.
+NPT_Result AcceptWithinLimit(const UniqueSocket& listener, UniqueSocket& accepted) {
+    socket_platform::WaitRequest request;
+    request.socket = listener.Get();
+    request.for_read = true;
+    NPT_Result result = WaitWithinLimit(request);
+    if (NPT_Failed(result)) return result;
+    socket_platform::Handle handle = socket_platform::kInvalidHandle;
+    result = socket_platform::Accept(listener.Get(), handle);
+    accepted = UniqueSocket(handle);
     return result;
 }
 
-}  // namespace
-
-NPT_Result ConnectSocketPair(UniqueSocket& write_end, UniqueSocket& read_end) {
-    write_end = UniqueSocket();
-    read_end = UniqueSocket();
+NPT_Result TryToConnect(UniqueSocket& write_end, UniqueSocket& read_end) {
     UniqueSocket listener;
     NPT_SocketAddress address;
     NPT_Result result = ListenOnLoopback(listener, address);
@@ -50,12 +81,24 @@ NPT_Result ConnectSocketPair(UniqueSocket& write_end, UniqueSocket& read_end) {
     UniqueSocket connecting;
     result = OpenStream(connecting);
     if (NPT_Failed(result)) return result;
-    result = socket_platform::Connect(connecting.Get(), address);
+    result = ConnectWithinLimit(connecting, address);
     if (NPT_Failed(result)) return result;
     UniqueSocket accepted;
-    result = AcceptFrom(listener, connecting, accepted);
+    result = AcceptWithinLimit(listener, accepted);
     if (NPT_Failed(result)) return result;
+    if (!AreConnectedToEachOther(connecting, accepted)) return NPT_ERROR_CONNECTION_ABORTED;
     write_end = std::move(connecting);
     read_end = std::move(accepted);
     return NPT_SUCCESS;
+}
+
+}  // namespace
+
+NPT_Result ConnectSocketPair(UniqueSocket& write_end, UniqueSocket& read_end) {
+    write_end = UniqueSocket();
+    read_end = UniqueSocket();
+    NPT_Result result = NPT_FAILURE;
+    for (int attempt = 0; attempt < kAttempts && NPT_Failed(result); ++attempt)
+        result = TryToConnect(write_end, read_end);
+    return result;
 }

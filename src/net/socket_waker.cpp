@@ -8,9 +8,9 @@
 #include "net/socket_pair.h"
 
 SocketWaker::SocketWaker() {
-    if (NPT_Failed(ConnectSocketPair(write_end_, read_end_))) return;
-    // Nobody drains the pair: however often it is woken, whoever wakes must not block.
-    socket_platform::SetNonBlocking(write_end_.Get());
+    // Its write end does not block: nobody drains the pair, and it may be woken often. Without a
+    // pair the waits look at the waker now and then.
+    ConnectSocketPair(write_end_, read_end_);
 }
 
 void SocketWaker::Wake() {

@@ -22,6 +22,7 @@ std::unique_ptr<NPT_BsdSocketFd> MakeDescriptor(std::shared_ptr<SocketWaker> wak
 TEST(SocketWakerScriptedTest, IsWatchedByTheWaitsOfItsSockets) {
     ScriptedPlatform platform;
     const auto waker = std::make_shared<SocketWaker>();
+    platform.waits.clear();  // those for its own connection
     MakeDescriptor(waker)->WaitFor(SocketCondition::kReadable, 60000);
     ASSERT_EQ(platform.waits.size(), 1u);
     EXPECT_EQ(platform.waits[0].request.waker, waker->GetHandle());
