@@ -16,6 +16,9 @@ constexpr const char* kDlnaNamespace = "urn:schemas-dlna-org:device-1-0";
 constexpr const char* kSpecVersionMajor = "1";
 constexpr const char* kSpecVersionMinor = "1";
 constexpr NPT_UInt32 kSpacesPerLevel = 2;
+// Bytes, so that most documents are written without memory being taken in between, where its lack
+// would not be reported.
+constexpr NPT_UInt32 kUsualDocumentLength = 1024;
 
 // Null when there is no memory for it; the append that follows reports that.
 std::unique_ptr<NPT_XmlElementNode> MakeElement(const char* tag) {
@@ -115,8 +118,9 @@ NPT_Result ZoSsdpDeviceInfo::GetDescription(NPT_String& desc) const try {
     NPT_XmlElementNode root(nullptr, "root");
     const NPT_Result result = DescribeRoot(*this, root);
     if (NPT_Failed(result)) return result;
-    const NPT_OutputStreamReference stream(new NPT_StringOutputStream(desc));
-    return NPT_XmlWriter(kSpacesPerLevel).Serialize(root, *stream, true);
+    desc.Reserve(desc.GetLength() + kUsualDocumentLength);
+    NPT_StringOutputStream stream(desc);
+    return NPT_XmlWriter(kSpacesPerLevel).Serialize(root, stream, true);
 } catch (const std::bad_alloc&) {
     return NPT_ERROR_NO_MEMORY;
 }

@@ -1,5 +1,7 @@
 #include "xml/xml_serializer.h"
 
+#include <cstring>
+
 namespace {
 
 constexpr const char* kDeclaration = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>";
@@ -8,6 +10,33 @@ constexpr const char* kLineEnd = "\r\n";
 // needs more.
 constexpr const char* kSpaceBlock = "                ";
 constexpr NPT_UInt32 kSpaceBlockSize = 16;
+
+// Attribute values need no ">" escaped, but their line ends and tabs would be read back as spaces.
+constexpr const char* kEscapedInText = "&<>\r";
+constexpr const char* kEscapedInAttributes = "&<\"\t\n\r";
+
+const char* EscapeSequence(char character) {
+    switch (character) {
+        case '&':
+            return "&amp;";
+        case '<':
+            return "&lt;";
+        case '>':
+            return "&gt;";
+        case '"':
+            return "&quot;";
+        case '\t':
+            return "&#x9;";
+        case '\n':
+            return "&#xA;";
+        default:
+            return "&#xD;";
+    }
+}
+
+std::string_view OrEmpty(const char* text) {
+    return text ? std::string_view(text) : std::string_view();
+}
 
 bool IsEmpty(const char* text) {
     return !text || *text == '\0';
@@ -23,8 +52,10 @@ NPT_XmlSerializer::NPT_XmlSerializer(NPT_OutputStream& output, NPT_UInt32 indent
       add_xml_declaration_(add_xml_declaration) {}
 
 NPT_Result NPT_XmlSerializer::StartDocument() {
-    if (add_xml_declaration_) output_.WriteLine(kDeclaration);
-    return NPT_SUCCESS;
+    if (!add_xml_declaration_) return NPT_SUCCESS;
+    Put(kDeclaration);
+    Put(kLineEnd);
+    return Complete();
 }
 
 NPT_Result NPT_XmlSerializer::EndDocument() {
@@ -33,13 +64,13 @@ NPT_Result NPT_XmlSerializer::EndDocument() {
 
 NPT_Result NPT_XmlSerializer::StartElement(const char* prefix, const char* name) {
     ClosePendingStartTag();
-    if (indentation_ != 0) WriteIndentation(true);
+    if (indentation_ != 0) PutIndentation(true);
     ++depth_;
     element_pending_ = true;
     element_has_text_ = false;
-    output_.WriteString("<");
-    WriteQualifiedName(prefix, name);
-    return NPT_SUCCESS;
+    Put("<");
+    PutQualifiedName(prefix, name);
+    return Complete();
 }
 
 NPT_Result NPT_XmlSerializer::EndElement(const char* prefix, const char* name) {
@@ -47,107 +78,101 @@ NPT_Result NPT_XmlSerializer::EndElement(const char* prefix, const char* name) {
     --depth_;
     if (element_pending_ && shrink_empty_elements_) {
         element_pending_ = false;
-        output_.WriteString("/>");
-        return NPT_SUCCESS;
+        Put("/>");
+        return Complete();
     }
     ClosePendingStartTag();
-    if (indentation_ != 0 && !element_has_text_) WriteIndentation(false);
+    if (indentation_ != 0 && !element_has_text_) PutIndentation(false);
     element_has_text_ = false;
-    output_.WriteString("</");
-    WriteQualifiedName(prefix, name);
-    output_.WriteString(">");
-    return NPT_SUCCESS;
+    Put("</");
+    PutQualifiedName(prefix, name);
+    Put(">");
+    return Complete();
 }
 
 NPT_Result NPT_XmlSerializer::Attribute(const char* prefix, const char* name, const char* value) {
-    output_.WriteString(" ");
-    WriteQualifiedName(prefix, name);
-    output_.WriteString("=\"");
-    WriteEscaped(value, EscapeMode::kAttribute);
-    output_.WriteString("\"");
-    return NPT_SUCCESS;
+    Put(" ");
+    PutQualifiedName(prefix, name);
+    Put("=\"");
+    PutEscaped(value, kEscapedInAttributes);
+    Put("\"");
+    return Complete();
 }
 
 NPT_Result NPT_XmlSerializer::Text(const char* text) {
     ClosePendingStartTag();
     element_has_text_ = true;
-    WriteEscaped(text, EscapeMode::kText);
-    return NPT_SUCCESS;
+    PutEscaped(text, kEscapedInText);
+    return Complete();
 }
 
 NPT_Result NPT_XmlSerializer::CdataSection(const char* data) {
     ClosePendingStartTag();
     element_has_text_ = true;
-    output_.WriteString("<![CDATA[");
-    output_.WriteString(data);
-    output_.WriteString("]]>");
-    return NPT_SUCCESS;
+    Put("<![CDATA[");
+    Put(OrEmpty(data));
+    Put("]]>");
+    return Complete();
 }
 
 NPT_Result NPT_XmlSerializer::Comment(const char* comment) {
     ClosePendingStartTag();
-    output_.WriteString("<!--");
-    output_.WriteString(comment);
-    output_.WriteString("-->");
-    return NPT_SUCCESS;
-}
-
-// Attribute values need no ">" escaped, but their line ends and tabs would be read back as spaces.
-const char* NPT_XmlSerializer::EscapeSequence(char character, EscapeMode mode) {
-    const bool in_attribute = mode == EscapeMode::kAttribute;
-    switch (character) {
-        case '&':
-            return "&amp;";
-        case '<':
-            return "&lt;";
-        case '>':
-            return in_attribute ? nullptr : "&gt;";
-        case '"':
-            return in_attribute ? "&quot;" : nullptr;
-        case '\t':
-            return in_attribute ? "&#x9;" : nullptr;
-        case '\n':
-            return in_attribute ? "&#xA;" : nullptr;
-        case '\r':
-            return "&#xD;";
-        default:
-            return nullptr;
-    }
+    Put("<!--");
+    Put(OrEmpty(comment));
+    Put("-->");
+    return Complete();
 }
 
 void NPT_XmlSerializer::ClosePendingStartTag() {
     if (!element_pending_) return;
     element_pending_ = false;
-    output_.WriteString(">");
+    Put(">");
 }
 
-void NPT_XmlSerializer::WriteIndentation(bool element_starts) {
+void NPT_XmlSerializer::PutIndentation(bool element_starts) {
     const bool is_first_start_tag = depth_ == 0 && element_starts;
-    if (!is_first_start_tag) output_.WriteString(kLineEnd);
+    if (!is_first_start_tag) Put(kLineEnd);
     const NPT_UInt64 width = NPT_UInt64{indentation_} * depth_;
     while (indentation_prefix_.GetLength() < width)
         indentation_prefix_.Append(kSpaceBlock, kSpaceBlockSize);
-    if (width > 0)
-        output_.WriteFully(indentation_prefix_.GetChars(), static_cast<NPT_UInt32>(width));
+    Put({indentation_prefix_.GetChars(), static_cast<std::size_t>(width)});
 }
 
-void NPT_XmlSerializer::WriteQualifiedName(const char* prefix, const char* name) {
+void NPT_XmlSerializer::PutQualifiedName(const char* prefix, const char* name) {
     if (!IsEmpty(prefix)) {
-        output_.WriteString(prefix);
-        output_.WriteString(":");
+        Put(prefix);
+        Put(":");
     }
-    output_.WriteString(name);
+    Put(OrEmpty(name));
 }
 
-void NPT_XmlSerializer::WriteEscaped(const char* text, EscapeMode mode) {
+void NPT_XmlSerializer::PutEscaped(const char* text, const char* escaped) {
     if (!text) return;
-    const char* run = text;
-    for (const char* cursor = text;; ++cursor) {
-        const char* const sequence = EscapeSequence(*cursor, mode);
-        if (!sequence && *cursor != '\0') continue;
-        if (cursor > run) output_.WriteFully(run, static_cast<NPT_UInt32>(cursor - run));
-        if (*cursor == '\0') return;
-        output_.WriteString(sequence);
-        run = cursor + 1;
+    for (;;) {
+        const std::size_t run = std::strcspn(text, escaped);
+        Put({text, run});
+        if (text[run] == '\0') return;
+        Put(EscapeSequence(text[run]));
+        text += run + 1;
     }
+}
+
+void NPT_XmlSerializer::Put(std::string_view text) {
+    if (text.size() > sizeof(put_) - put_size_) WriteOut();
+    if (text.size() > sizeof(put_)) {
+        output_.WriteFully(text.data(), static_cast<NPT_UInt32>(text.size()));
+        return;
+    }
+    std::memcpy(put_ + put_size_, text.data(), text.size());
+    put_size_ += text.size();
+}
+
+NPT_Result NPT_XmlSerializer::Complete() {
+    if (!writes_late_) WriteOut();
+    return NPT_SUCCESS;
+}
+
+void NPT_XmlSerializer::WriteOut() {
+    if (put_size_ > 0) output_.WriteFully(put_, static_cast<NPT_UInt32>(put_size_));
+    put_size_ = 0;
 }

@@ -1,6 +1,9 @@
 #ifndef VIREON_XML_XML_SERIALIZER_H
 #define VIREON_XML_XML_SERIALIZER_H
 
+#include <cstddef>
+#include <string_view>
+
 #include "core/result.h"
 #include "core/streams.h"
 #include "core/string.h"
@@ -17,8 +20,11 @@ class NPT_XmlSerializer {
     // shrink_empty_elements: an element without content is written as "<x/>".
     explicit NPT_XmlSerializer(NPT_OutputStream& output, NPT_UInt32 indentation = 0,
                                bool shrink_empty_elements = true, bool add_xml_declaration = false);
-    virtual ~NPT_XmlSerializer() = default;
+    virtual ~NPT_XmlSerializer() { WriteOut(); }
 
+    // From now on what is written may reach the stream as late as at the serializer's end, in fewer
+    // and larger pieces.
+    void WriteLate() { writes_late_ = true; }
     virtual NPT_Result StartDocument();
     // NPT_ERROR_INVALID_STATE while an element is open.
     virtual NPT_Result EndDocument();
@@ -37,13 +43,15 @@ class NPT_XmlSerializer {
     NPT_XmlSerializer& operator=(const NPT_XmlSerializer&) = delete;
 
   private:
-    enum class EscapeMode { kText, kAttribute };
-    static const char* EscapeSequence(char character, EscapeMode mode);
-
     void ClosePendingStartTag();
-    void WriteIndentation(bool element_starts);
-    void WriteQualifiedName(const char* prefix, const char* name);
-    void WriteEscaped(const char* text, EscapeMode mode);
+    void PutIndentation(bool element_starts);
+    void PutQualifiedName(const char* prefix, const char* name);
+    void PutEscaped(const char* text, const char* escaped);
+    void Put(std::string_view text);
+    // Ends an operation. Always NPT_SUCCESS.
+    NPT_Result Complete();
+    // Hands what was put to the stream.
+    void WriteOut();
 
     NPT_OutputStream& output_;
     bool element_pending_ = false;  // a start tag still lacks its ">"
@@ -53,6 +61,10 @@ class NPT_XmlSerializer {
     bool element_has_text_ = false;
     bool shrink_empty_elements_;
     bool add_xml_declaration_;
+    bool writes_late_ = false;
+    // What waits to be written in one piece.
+    char put_[1024];
+    std::size_t put_size_ = 0;
 };
 
 #endif

@@ -248,9 +248,30 @@ TEST(XmlSerializer, EndDocumentReportsOpenElements) {
     EXPECT_EQ(document.serializer.EndDocument(), NPT_SUCCESS);
 }
 
+TEST(XmlSerializer, WritesLateWhatItWouldWriteAtOnce) {
+    std::string at_once;
+    std::string late;
+    for (std::string* written : {&at_once, &late}) {
+        FailingStream stream(1000);
+        {
+            NPT_XmlSerializer serializer(stream, 2);
+            if (written == &late) serializer.WriteLate();
+            serializer.StartElement(nullptr, "x");
+            for (int count = 0; count < 300; ++count)
+                serializer.Attribute(nullptr, "a", "long & escaped");
+            serializer.Text(std::string(5000, 't').c_str());
+            serializer.EndElement(nullptr, "x");
+            EXPECT_EQ(stream.Text().substr(stream.Text().size() - 4) == "</x>", written != &late);
+        }
+        *written = stream.Text();
+    }
+    EXPECT_EQ(late, at_once);
+    EXPECT_GT(late.size(), 5000U);
+}
+
 TEST(XmlSerializer, AFailingStreamGoesUnnoticed) {
     const std::string whole = "<p:x a=\"b&lt;\">t</p:x>";
-    for (int good_writes = 0; good_writes < 16; ++good_writes) {
+    for (int good_writes = 0; good_writes < 4; ++good_writes) {
         SCOPED_TRACE(good_writes);
         FailingStream stream(good_writes);
         NPT_XmlSerializer serializer(stream);

@@ -69,6 +69,7 @@ NPT_Result NPT_XmlWriter::Serialize(NPT_XmlNode& node, NPT_OutputStream& stream,
                                     bool add_xml_decl) const {
     constexpr bool kShrinkEmptyElements = true;
     NPT_XmlSerializer serializer(stream, indentation_, kShrinkEmptyElements, add_xml_decl);
+    serializer.WriteLate();
     serializer.StartDocument();
     TreeWalk(serializer).Write(node);
     return NPT_SUCCESS;
