@@ -54,7 +54,8 @@ def whole_path_rows(results):
         return {name: factor * statistics.median(finders[name][load][figure]) for name in finders}
 
     loads = [load for load in finders["module"] if load != "latency"]
-    rows = []
+    worst = 100 * min(finders["module"]["burst of 1,000"]["delivered"])
+    rows = [Row("delivered, burst of 1,000, worst round", "%", worst, "aimed at", 100, 1)]
     for load in loads:
         rows += beside(f"processor time, {load}", "µs an answer", medians(load, "us"))
     for load in loads:
@@ -96,7 +97,8 @@ def windows_rows(results):
         return []
     table = beside("requests on Windows", "an answer", results["requests"])
     table += recorded_rows({"windows": results})
-    return table + beside("processor time under Wine", "µs an answer", results["us"])
+    table += beside("processor time under Wine", "µs an answer", results["us"])
+    return table + beside("the same with its server's", "µs an answer", results["us with server"])
 
 
 def idle_rows(results):
@@ -115,9 +117,8 @@ def idle_rows(results):
 def growth_row(what, unit, by_number, things, first):
     """What the largest number costs, beside a smaller one."""
     largest = max(by_number)
-    return row(
-        f"{what}, {largest:,} {things}", unit, by_number[largest], f"{first} {things}", by_number[first]
-    )
+    peer = f"{first} {things if first > 1 else things[:-1]}"
+    return row(f"{what}, {largest:,} {things}", unit, by_number[largest], peer, by_number[first])
 
 
 def growth_rows(results):
@@ -157,6 +158,18 @@ def figure(value):
 
 
 HEADINGS = ("", "unit", "module", "beside", "its", "ratio", "target")
+TEXT_COLUMNS = (0, 1, 3)
+
+
+def target(each):
+    """As text: the bound of the ratio, and whether it is kept."""
+    if each.target is None or ratio(each) is None:
+        return ""
+    if each.what.startswith(MORE_IS_BETTER):
+        sign, kept = "≥", ratio(each) >= each.target
+    else:
+        sign, kept = "≤", ratio(each) <= each.target
+    return f"{sign} {each.target:g}" + ("" if kept else ", missed")
 
 
 def cells(each):
@@ -167,17 +180,17 @@ def cells(each):
         each.peer or "",
         figure(each.theirs),
         figure(ratio(each)),
-        "" if each.target is None else f"{each.target:g}",
+        target(each),
     )
 
 
-def print_table(table):
-    lines = [HEADINGS] + [cells(each) for each in table]
+def print_table(results):
+    lines = [HEADINGS] + [cells(each) for each in rows(results)]
     widths = [max(len(line[column]) for line in lines) for column in range(len(HEADINGS))]
     for line in lines:
         print(
             "  ".join(
-                text.ljust(width) if column in (0, 1, 3) else text.rjust(width)
+                text.ljust(width) if column in TEXT_COLUMNS else text.rjust(width)
                 for column, (text, width) in enumerate(zip(line, widths))
             ).rstrip()
         )
