@@ -123,10 +123,17 @@ class Finder(Program):
         while time.monotonic() < deadline:
             time.sleep(window)
             now = self.processor_seconds()
-            if now - before < 0.002 * window:
+            if now - before < 0.002 * window and not self._is_starved():
                 return
             before = now
         raise Stuck(f"is never quiet: {self.process.args}")
+
+    def _is_starved(self):
+        """Whether a thread of its would go on, and waits for a processor."""
+        return any(
+            (thread / "stat").read_text(encoding="utf-8").rpartition(")")[2].split()[0] == "R"
+            for thread in self._threads()
+        )
 
     def _threads(self):
         folder = pathlib.Path(f"/proc/{self.process.pid}/task")
