@@ -35,7 +35,7 @@ const char* EscapeSequence(char character) {
 }
 
 std::string_view OrEmpty(const char* text) {
-    return text ? std::string_view(text) : std::string_view();
+    return text ? text : "";
 }
 
 bool IsEmpty(const char* text) {
