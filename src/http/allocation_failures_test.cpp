@@ -168,7 +168,7 @@ TEST(ReadingWithoutMemory, GivesNoHalfOfAnAnswer) {
             reading->connection.Release();
             EXPECT_EQ(reading->log.released, 1);
         });
-    EXPECT_GE(refusals, 20);
+    EXPECT_GE(refusals, 15);
 }
 
 struct Writing {
