@@ -116,7 +116,7 @@ ScriptObject FindWrappedPointer(PyObject* object) {
     if (IsWrappedPointer(object)) return current;
     // Scripts may run from here on.
     const PendingException pending;
-    for (int step = 1; current && step < kMaxSteps; ++step) {
+    for (int step = 0; current && step < kMaxSteps; ++step) {
         current = FollowThis(current.Get());
         if (current && IsWrappedPointer(current.Get())) return current;
     }

@@ -370,6 +370,17 @@ class UnusualObjects(unittest.TestCase):
 
         self.refused(Endless())
 
+    def test_this_is_followed_a_hundred_times(self):
+        thing = self.device
+        for _ in range(100):
+            outer = NewStyle()
+            outer.this = thing
+            thing = outer
+        self.assertTrue(accepted(thing))
+        outer = NewStyle()
+        outer.this = thing
+        self.refused(outer)
+
     def test_weak_proxies(self):
         instance = NewStyle()
         instance.this = self.device
