@@ -70,8 +70,9 @@ constexpr NPT_Timeout kPauseAfterError = 150;  // milliseconds
 // tenths of a millisecond of work. Waking it for each would cost more than all else of an answer.
 constexpr int kAnswersAtOneGo = 32;
 
-// Records that wait for the script's callable, about 1 KB each: beyond that a flood of answers
-// would take the host's memory while the callable is busy.
+// Records that wait for the script's callable, about 1 KB each, and 4 KB where an answer is made to
+// take as much as it can: beyond that a flood of answers would take the host's memory while the
+// callable is busy.
 constexpr std::size_t kQueueLimit = 65536;
 
 // What the script callable gets as its first argument.

@@ -559,6 +559,13 @@ TEST_F(ScriptedSearchWorker, CountsAReportOfALostDatagramAsABadOne) {
     WaitForNames("['Den']");
 }
 
+TEST_F(ScriptedSearchWorker, WaitsTenSecondsForRoomToSendAtMost) {
+    Make();
+    EXPECT_EQ(socket_->GetWriteTimeout(), 10000u);
+    LineUpTheEnd();
+    Run();
+}
+
 TEST_F(ScriptedSearchWorker, PausesForEachFailureOfTheSocket) {
     Make();
     for (int count = 0; count < 4; ++count)

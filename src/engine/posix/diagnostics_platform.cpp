@@ -11,6 +11,9 @@
 
 namespace {
 
+// Characters that are put together for a line, which keeps the first of them only.
+constexpr std::size_t kLargestWideText = 1 << 20;
+
 // Decimal or 0x-hexadecimal, 32 bits, nothing else around it.
 bool ParseSwitch(const char* text, NPT_UInt32& value) {
     const bool is_hexadecimal = text[0] == '0' && (text[1] == 'x' || text[1] == 'X');
@@ -65,11 +68,11 @@ class EnvironmentPlatform : public DiagnosticsPlatform {
         return text && ParseSwitch(text, value);
     }
 
-    // vswprintf leaves the buffer undefined when the text does not fit: a larger one is tried.
+    // vswprintf leaves the buffer undefined when the text does not fit: a larger one is tried, and
+    // a text beyond the largest is left out.
     void FormatWide(wchar_t* buffer, std::size_t size, const wchar_t* format,
                     va_list arguments) override {
-        constexpr std::size_t kLargest = 1 << 20;
-        for (std::size_t room = size; room <= kLargest; room *= 4) {
+        for (std::size_t room = size; room <= kLargestWideText; room *= 4) {
             std::vector<wchar_t> text(room);
             va_list copy;
             va_copy(copy, arguments);

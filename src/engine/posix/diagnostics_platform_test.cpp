@@ -3,6 +3,9 @@
 #include <gtest/gtest.h>
 #include <stdlib.h>
 
+#include <cstdarg>
+#include <string>
+
 namespace {
 
 class EnvironmentSwitch : public testing::Test {
@@ -61,6 +64,20 @@ TEST(DiagnosticsOutput, IsStandardErrorWithWideTextAsUtf8) {
     DiagnosticsPlatform::Get().WriteNarrow("narrow\n");
     EXPECT_EQ(testing::internal::GetCapturedStderr(),
               "a\xC3\xA9\xE2\x82\xAC\xF0\x9F\x98\x80\nnarrow\n");
+}
+
+std::wstring FormatWide(const wchar_t* format, ...) {
+    wchar_t buffer[1024] = {};
+    va_list arguments;
+    va_start(arguments, format);
+    DiagnosticsPlatform::Get().FormatWide(buffer, 1024, format, arguments);
+    va_end(arguments);
+    return buffer;
+}
+
+TEST(DiagnosticsOutput, LeavesOutAWideTextThatIsTooLong) {
+    EXPECT_EQ(FormatWide(L"%0*d", (1 << 20) - 1, 0), std::wstring(1023, L'0'));
+    EXPECT_EQ(FormatWide(L"%0*d", 1 << 20, 0), L"");
 }
 
 }  // namespace
