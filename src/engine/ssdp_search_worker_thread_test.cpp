@@ -420,10 +420,10 @@ TEST_F(SsdpSearchWorker, MayBeClosedWithoutAThread) {
 // A worker on a socket that a test scripts; its work runs on the test's thread or on its own.
 class ScriptedSearchWorker : public SsdpSearchWorker {
   protected:
-    void Make() {
+    void Make(double interval = 30) {
         worker_ = std::make_shared<SsdpSearchWorkerThread>(
             vireon_.get(), std::unique_ptr<NPT_UdpSocket>(socket_), MakeRequest(),
-            NPT_TimeInterval(30.0), waker_);
+            NPT_TimeInterval(interval), waker_);
     }
     static std::unique_ptr<NPT_HttpRequest> MakeRequest() {
         return std::make_unique<NPT_HttpRequest>(NPT_HttpUrl("127.0.0.1", 31288, "*"), "M-SEARCH",
@@ -557,6 +557,13 @@ TEST_F(ScriptedSearchWorker, CountsAReportOfALostDatagramAsABadOne) {
     LineUpTheEnd();
     EXPECT_LT(Run(), milliseconds(1500));
     WaitForNames("['Den']");
+}
+
+TEST_F(ScriptedSearchWorker, TakesHalfAMinuteForAnIntervalOfNoTime) {
+    Make(0);
+    EXPECT_EQ(socket_->GetReadTimeout(), 30000u);
+    LineUpTheEnd();
+    Run();
 }
 
 TEST_F(ScriptedSearchWorker, WaitsTenSecondsForRoomToSendAtMost) {

@@ -25,8 +25,13 @@ class ScriptedUdpSocket : public NPT_UdpSocket {
         steps_.push_back({failure, "", std::move(meanwhile)});
     }
     int GetReceiveCount() const { return receive_count_; }
+    NPT_Timeout GetReadTimeout() const { return read_timeout_; }
     NPT_Timeout GetWriteTimeout() const { return write_timeout_; }
 
+    NPT_Result SetReadTimeout(NPT_Timeout timeout) override {
+        read_timeout_ = timeout;
+        return NPT_SUCCESS;
+    }
     NPT_Result SetWriteTimeout(NPT_Timeout timeout) override {
         write_timeout_ = timeout;
         return NPT_SUCCESS;
@@ -57,6 +62,7 @@ class ScriptedUdpSocket : public NPT_UdpSocket {
     std::deque<Step> steps_;
     std::function<void()> when_closed_ = [] {};
     std::atomic<int> receive_count_{0};
+    NPT_Timeout read_timeout_ = NPT_TIMEOUT_INFINITE;
     NPT_Timeout write_timeout_ = NPT_TIMEOUT_INFINITE;
 };
 
