@@ -2,7 +2,8 @@
 complaints. docs_test.py runs them, and shows on small bad trees that each can be broken.
 
 A name between backticks that looks like a file has to be one, one that looks like a declaration has to
-stand in some source. Numbers that a source decides are compared with it.
+stand in some source. Numbers that a source decides are compared with it. The table of limits holds each
+constant that is one, with its value and a test.
 """
 
 import collections
@@ -54,9 +55,26 @@ COUNTS = (
     ),
 )
 
+# The limits: a row each, in this document's only table.
+LIMITS = pathlib.Path("SECURITY.md")
+LIMIT_ROW = re.compile(r"\| [^|]+ \| ([\d,.]+)(?: [^|]*)? \| `(k\w+)` \| `([\w/.]+)` \| ([^|]+) \|")
+CONSTANT = re.compile(
+    r"^ *(?:static )?constexpr [\w:]+ (k\w+)(?: = |\()(\d[\w.]*(?: (?:\*|<<) \d[\w.]*)*)\)?;", re.M
+)
+# Constants of these names have to be in the table; others may.
+LIMIT_NAME = re.compile(
+    r"k(?:Max|Min|Largest|Longest|Deepest|Pause)\w*"
+    r"|k\w*(?:Limit|Timeout|Attempts|Retries|Interval|IntervalSeconds|BufferSize)"
+)
+CPP_TEST_NAME = re.compile(r"[A-Z]\w+\.[A-Z]\w+")
+SCRIPT_TEST_NAME = re.compile(r"test_\w+")
+CPP_TEST = re.compile(r"^TEST(?:_F|_P)?\((\w+),\s*(\w+)\)", re.M)
+SCRIPT_TEST = re.compile(r"^ +def (test_\w+)\(", re.M)
+
 
 def documents(root):
-    return [pathlib.Path("README.md")] + sorted(
+    pages = [pathlib.Path("README.md"), LIMITS]
+    return [page for page in pages if (root / page).exists()] + sorted(
         path.relative_to(root) for path in (root / "docs").glob("*.md")
     )
 
@@ -163,3 +181,61 @@ def counts_of_documents_are_those_of_the_sources(root, counts=COUNTS):
         elif abs(number(said[0]) - number(decided[0]) * count.factor) > 1e-9:
             complaints.append(f"{count.document}: says {said[0]}, {count.source} decides {decided[0]}")
     return complaints
+
+
+def value_of(expression):
+    """Of a number, or of several that are multiplied or shifted."""
+    value = 1.0
+    for operator, text in re.findall(r"(^|\*|<<) *([\w.]+)", expression):
+        operand = float(int(text, 16)) if text.startswith("0x") else float(text)
+        value *= 2**operand if operator == "<<" else operand
+    return value
+
+
+def constants_of_sources(root):
+    """(name, path below src/) to value, of those that are written as numbers."""
+    return {
+        (name, path.relative_to("src").as_posix()): value_of(expression)
+        for path in house_rules.sources(root)
+        if not path.stem.endswith("_test") and "testing" not in path.parts
+        for name, expression in CONSTANT.findall(house_rules.read(root, path))
+    }
+
+
+def limits_are_those_of_the_sources(root):
+    constants, complaints, listed = constants_of_sources(root), [], set()
+    lines = [line for line in house_rules.read(root, LIMITS).split("\n") if line.startswith("|")]
+    for line in lines[2:]:
+        row = LIMIT_ROW.fullmatch(line)
+        if not row:
+            complaints.append(f"{LIMITS}: is no row of a limit: {line}")
+            continue
+        said, name, path, held_by = row.groups()
+        listed.add((name, path))
+        if (name, path) not in constants:
+            complaints.append(f"{LIMITS}: {path} has no {name}")
+        elif abs(number(said) - constants[name, path]) > 1e-9:
+            complaints.append(f"{LIMITS}: says {said}, {name} is {constants[name, path]:g}")
+        if not any(is_test_name(span) for span in CODE_SPAN.findall(held_by)):
+            complaints.append(f"{LIMITS}: no test holds {name}")
+    for name, path in sorted(set(constants) - listed):
+        if LIMIT_NAME.fullmatch(name):
+            complaints.append(f"{LIMITS}: leaves out {name} of {path}")
+    return complaints
+
+
+def is_test_name(span):
+    return bool(CPP_TEST_NAME.fullmatch(span) or SCRIPT_TEST_NAME.fullmatch(span))
+
+
+def tests_that_hold_limits_exist(root):
+    tests = set()
+    for file in house_rules.git_files(root, "*_test.cpp", "tests/*.py"):
+        text = house_rules.read(root, file.relative_to(root))
+        tests.update(".".join(names) for names in CPP_TEST.findall(text))
+        tests.update(SCRIPT_TEST.findall(text))
+    return [
+        f"{LIMITS}: there is no test {span}"
+        for span in CODE_SPAN.findall(house_rules.read(root, LIMITS))
+        if is_test_name(span) and span not in tests
+    ]

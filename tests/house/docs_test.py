@@ -28,6 +28,12 @@ class ThisTree(unittest.TestCase):
     def test_counts_of_documents_are_those_of_the_sources(self):
         self.check(docs_rules.counts_of_documents_are_those_of_the_sources)
 
+    def test_limits_are_those_of_the_sources(self):
+        self.check(docs_rules.limits_are_those_of_the_sources)
+
+    def test_tests_that_hold_limits_exist(self):
+        self.check(docs_rules.tests_that_hold_limits_exist)
+
     def test_the_page_on_style_is_one_page(self):
         self.assertLessEqual(len((ROOT / "docs/style.md").read_text(encoding="utf-8").splitlines()), 100)
 
@@ -101,6 +107,49 @@ class BadTree(unittest.TestCase):
             self.expect(
                 docs_rules.counts_of_documents_are_those_of_the_sources, *complaints, arguments=([count],)
             )
+
+    def write_limits(self, *rows):
+        self.write(docs_rules.LIMITS, "\n".join(("| limit | value |", "|---|---|", *rows, "")))
+
+    def test_limits_that_are_those_of_the_sources(self):
+        self.write(
+            "src/core/wait.cpp",
+            "constexpr Timeout kPause = 150;  // milliseconds\n"
+            "    static constexpr std::size_t kMaxSize = 4 * 1024;\n"
+            "constexpr NPT_UInt32 kMaxLength = 0x7FFFFFFF;\n"
+            "constexpr std::size_t kLargestText = 1 << 20;\n"
+            "constexpr std::chrono::milliseconds kLookInterval(1);\n"
+            "constexpr double kShare = 0.001;\n"
+            "constexpr std::size_t kMaxBytes = (kMaxSize - 2) / 2;\n",
+        )
+        self.write("src/core/testing/fast.h", "constexpr int kMaxHere = 1;\n")
+        self.write_limits(
+            "| Items | 65,536 | `kLimit` | `core/list.h` | `List.Ends` |",
+            "| A pause | 150 ms | `kPause` | `core/wait.cpp` | `Wait.Ends`, `test_wait` |",
+            "| A size | 4,096 bytes | `kMaxSize` | `core/wait.cpp` | `Wait.Ends` |",
+            "| A length | 2,147,483,647 | `kMaxLength` | `core/wait.cpp` | `Wait.Ends` |",
+            "| A text | 1,048,576 characters | `kLargestText` | `core/wait.cpp` | `Wait.Ends` |",
+            "| A look | 1 ms | `kLookInterval` | `core/wait.cpp` | `test_wait` |",
+            "| A share | 0.001 | `kShare` | `core/wait.cpp` | `test_wait` |",
+        )
+        self.expect(docs_rules.limits_are_those_of_the_sources)
+
+    def test_a_limit_that_is_another(self):
+        self.write("src/core/wait.cpp")
+        for row, *complaints in (
+            ("| Items | 65,535 | `kLimit` | `core/list.h` | `List.Ends` |", "says 65,535"),
+            ("| Items | 65,536 | `kLimit` | `core/list.h` | a test |", "no test holds kLimit"),
+            ("| Items | many | `kLimit` | `core/list.h` | `List.Ends` |", "is no row", "leaves out kLimit"),
+            ("| Items | 65,536 | `kLimit` | `core/wait.cpp` | `List.Ends` |", "has no kLimit", "leaves out"),
+        ):
+            self.write_limits(row)
+            self.expect(docs_rules.limits_are_those_of_the_sources, *complaints)
+
+    def test_a_test_of_a_limit_that_is_not_there(self):
+        self.write("src/core/list_test.cpp", "TEST(List, Ends) {}\nTEST_F(List,\n       Goes) {}\n")
+        self.write("tests/script/test_list.py", "class L:\n    def test_end(self):\n        pass\n")
+        self.write(docs_rules.LIMITS, "`List.Ends`, `List.Goes`, `test_end`, `List.Stays`, `test_start`\n")
+        self.expect(docs_rules.tests_that_hold_limits_exist, "List.Stays", "test_start")
 
 
 if __name__ == "__main__":
