@@ -20,6 +20,16 @@ from vireon import Vireon  # the folder is known only now
 MOST_SECONDS = 1000000  # what every platform can sleep
 
 
+def shown(text):
+    """What somebody on the network sent, without what a terminal would obey."""
+    characters = text.decode('utf-8', 'replace')
+    return u''.join(each for each in characters if not is_control(each)).encode('utf-8')
+
+
+def is_control(character):
+    return character < u' ' or u'\x7f' <= character <= u'\x9f'
+
+
 class Servers(object):
     """What has been found. It is called on a thread of the engine's, once for each answer."""
 
@@ -38,7 +48,7 @@ class Servers(object):
             return
         print(
             '%5.2f s  found %s at %s'
-            % (time.time() - self.started, server['friendlyName'], server['location'])
+            % (time.time() - self.started, shown(server['friendlyName']), shown(server['location']))
         )
         for name in (
             'modelName',
@@ -51,7 +61,7 @@ class Servers(object):
             'serialNumber',
             'usn',
         ):
-            print('           %-14s %s' % (name, server[name]))
+            print('           %-14s %s' % (name, shown(server[name])))
         sys.stdout.flush()
 
 
@@ -89,7 +99,7 @@ def main():
         % (len(servers.by_usn), '' if len(servers.by_usn) == 1 else 's', servers.answers)
     )
     for server in servers.by_usn.values():
-        print('    %s at %s' % (server['friendlyName'], server['location']))
+        print('    %s at %s' % (shown(server['friendlyName']), shown(server['location'])))
 
 
 if __name__ == '__main__':

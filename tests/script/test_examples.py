@@ -205,6 +205,18 @@ class FindServers(unittest.TestCase):
             dict((usn, each['location']) for usn, each in servers.by_usn.items()),
         )
 
+    def test_a_servers_texts_do_not_steer_the_terminal(self):
+        sys.path.insert(0, EXAMPLES)
+        self.addCleanup(sys.path.remove, EXAMPLES)
+        servers = imp.load_source('find_servers', self.PATH).Servers()
+        hostile = server('uuid:\x1b]0;', 'http://10.0.0.1/\x9b')
+        hostile['friendlyName'] = '\x1b[2JK\xc3\xbcche\xc2\x9b1m\x07'
+        with support.Quiet() as said:
+            servers('Update Service', hostile)
+        self.assertIn('found [2JK\xc3\xbcche1m at http://10.0.0.1/', said.text)
+        for control in ('\x07', '\x1b', '\x9b'):
+            self.assertNotIn(control, said.text)
+
     def test_what_is_no_time_is_refused_before_anything_is_searched(self):
         command = [sys.executable] if support.ON_WINDOWS else support.interpreter()
         for option in ('--seconds', '--interval'):
