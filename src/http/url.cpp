@@ -1,5 +1,6 @@
 #include "http/url.h"
 
+#include <charconv>
 #include <cstring>
 #include <utility>
 
@@ -8,6 +9,7 @@
 namespace {
 
 constexpr NPT_UInt32 kUsualLength = 120;  // of a URL's text; a longer one takes memory twice
+constexpr std::size_t kPortDigits = 5;
 
 bool IsLetter(char character) {
     return (character >= 'a' && character <= 'z') || (character >= 'A' && character <= 'Z');
@@ -283,8 +285,9 @@ NPT_String NPT_Url::ToStringWithDefaultPort(NPT_UInt16 default_port, bool with_f
     text += "://";
     AppendHost(text);
     if (port_ != default_port) {
-        text += ':';
-        text += NPT_String::FromInteger(port_);
+        char port[1 + kPortDigits] = {':'};
+        const char* const end = std::to_chars(port + 1, port + sizeof(port), port_).ptr;
+        text.Append(port, static_cast<NPT_UInt32>(end - port));
     }
     AppendRequest(text, with_fragment);
     return text;
