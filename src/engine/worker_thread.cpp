@@ -36,7 +36,7 @@ NPT_Int32 ZOWorkerThreadEX::Start() {
 NPT_UInt32 ZOWorkerThreadEX::ThreadEntry(void* start) {
     const std::unique_ptr<ThreadStart> own(static_cast<ThreadStart*>(start));
     const NPT_UInt32 result = RunInsideApartment(own->worker);
-    own->worker->has_ended_ = true;
+    if (own->worker) own->worker->has_ended_ = true;
     return result;
 }
 
