@@ -23,7 +23,7 @@ endif()
 
 function(vireon_optimise_whole target)
     if(VIREON_OPTIMISES_WHOLE)
-        target_compile_options(${target} PRIVATE -flto -ffat-lto-objects)
+        target_compile_options(${target} PRIVATE -flto=auto -ffat-lto-objects)
         target_link_options(${target} PRIVATE -flto=auto)
     endif()
 endfunction()
