@@ -7,8 +7,7 @@
 #include "net/socket_interface.h"
 
 NPT_BsdSocketFd::NPT_BsdSocketFd(socket_platform::Handle handle, NPT_UInt32 flags)
-    : socket_(handle) {
-    socket_platform::SetNonBlocking(handle);
+    : socket_(handle), may_block_(NPT_Failed(socket_platform::SetNonBlocking(handle))) {
     if ((flags & NPT_SOCKET_FLAG_CANCELLABLE) == 0) return;
     auto waker = std::make_shared<SocketWaker>();
     if (waker->HasPair()) waker_ = std::move(waker);
@@ -18,6 +17,10 @@ void NPT_BsdSocketFd::Cancel(bool shutdown) {
     cancelled_.store(true);
     if (shutdown) socket_platform::Shutdown(socket_.Get());
     if (waker_) waker_->Wake();
+}
+
+NPT_Result NPT_BsdSocketFd::WaitBefore(SocketCondition condition, NPT_Timeout timeout) {
+    return timeout != 0 || may_block_ ? WaitFor(condition, timeout) : NPT_SUCCESS;
 }
 
 NPT_Result NPT_BsdSocketFd::WaitFor(SocketCondition condition, NPT_Timeout timeout,

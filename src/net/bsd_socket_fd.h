@@ -60,6 +60,10 @@ class NPT_BsdSocketFd {
     NPT_Result WaitFor(SocketCondition condition, NPT_Timeout timeout,
                        PendingErrors pending_errors = PendingErrors::kIgnored);
 
+    // Waits as far as a call for which the condition is needed would not. With timeout 0 that is
+    // only where the platform refused to make the socket non-blocking. Results as WaitFor's.
+    NPT_Result WaitBefore(SocketCondition condition, NPT_Timeout timeout);
+
   private:
     NPT_Result WaitUntilDeadline(const socket_platform::WaitRequest& request, NPT_Timeout timeout,
                                  socket_platform::Readiness& readiness) const;
@@ -67,6 +71,7 @@ class NPT_BsdSocketFd {
 
     // In the reverse of this order they are closed: first the waker's pair, then the socket.
     UniqueSocket socket_;
+    const bool may_block_;
     std::shared_ptr<SocketWaker> waker_;
     std::atomic<NPT_Timeout> read_timeout_{NPT_TIMEOUT_INFINITE};
     std::atomic<NPT_Timeout> write_timeout_{NPT_TIMEOUT_INFINITE};

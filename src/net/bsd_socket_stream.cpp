@@ -15,11 +15,9 @@ NPT_Result SetNoDelay(socket_platform::Handle handle, int value) {
 
 NPT_Result NPT_BsdSocketInputStream::Read(void* buffer, NPT_UInt32 count, NPT_UInt32* read) {
     if (read) *read = 0;
-    const NPT_Timeout timeout = descriptor_->GetReadTimeout();
-    if (timeout != 0) {
-        const NPT_Result result = descriptor_->WaitFor(SocketCondition::kReadable, timeout);
-        if (NPT_Failed(result)) return result;
-    }
+    const NPT_Result ready =
+        descriptor_->WaitBefore(SocketCondition::kReadable, descriptor_->GetReadTimeout());
+    if (NPT_Failed(ready)) return ready;
     NPT_UInt32 received = 0;
     const NPT_Result result =
         socket_platform::Receive(descriptor_->GetHandle(), buffer, count, received);
@@ -57,10 +55,8 @@ NPT_Result NPT_BsdSocketOutputStream::Write(const void* buffer, NPT_UInt32 count
     }
     const NPT_Timeout timeout = descriptor_->GetWriteTimeout();
     for (int retries = 0;; ++retries) {
-        if (timeout != 0) {
-            const NPT_Result result = descriptor_->WaitFor(SocketCondition::kWritable, timeout);
-            if (NPT_Failed(result)) return result;
-        }
+        const NPT_Result ready = descriptor_->WaitBefore(SocketCondition::kWritable, timeout);
+        if (NPT_Failed(ready)) return ready;
         NPT_UInt32 sent = 0;
         const NPT_Result result =
             socket_platform::Send(descriptor_->GetHandle(), buffer, count, sent);

@@ -37,11 +37,9 @@ NPT_Result NPT_BsdUdpSocket::Connect(const NPT_SocketAddress& address, NPT_Timeo
 }
 
 NPT_Result NPT_BsdUdpSocket::Send(const NPT_DataBuffer& packet, const NPT_SocketAddress* address) {
-    const NPT_Timeout timeout = descriptor_->GetWriteTimeout();
-    if (timeout != 0) {
-        const NPT_Result result = descriptor_->WaitFor(SocketCondition::kWritable, timeout);
-        if (NPT_Failed(result)) return result;
-    }
+    const NPT_Result ready =
+        descriptor_->WaitBefore(SocketCondition::kWritable, descriptor_->GetWriteTimeout());
+    if (NPT_Failed(ready)) return ready;
     const socket_platform::Handle handle = descriptor_->GetHandle();
     const NPT_UInt8* data = packet.GetData();
     const NPT_UInt32 size = packet.GetDataSize();
@@ -57,11 +55,9 @@ NPT_Result NPT_BsdUdpSocket::Receive(NPT_DataBuffer& packet, NPT_SocketAddress* 
     packet.SetDataSize(0);
     if (address) *address = NPT_SocketAddress();
     if (packet.GetBufferSize() == 0) return NPT_ERROR_INVALID_ARGUMENT;
-    const NPT_Timeout timeout = descriptor_->GetReadTimeout();
-    if (timeout != 0) {
-        const NPT_Result result = descriptor_->WaitFor(SocketCondition::kReadable, timeout);
-        if (NPT_Failed(result)) return result;
-    }
+    const NPT_Result ready =
+        descriptor_->WaitBefore(SocketCondition::kReadable, descriptor_->GetReadTimeout());
+    if (NPT_Failed(ready)) return ready;
     NPT_SocketAddress source;
     NPT_UInt32 received = 0;
     const NPT_Result result = socket_platform::ReceiveDatagram(

@@ -39,6 +39,18 @@ TEST(UdpSocketScriptedTest, WantsNoReportsAboutWhatItSent) {
     EXPECT_EQ(platform.CountOf("IgnoreDeliveryReports"), 1);
 }
 
+TEST(UdpSocketScriptedTest, LooksBeforeItReceivesWithoutAWaitWhereItCouldBlock) {
+    ScriptedPlatform platform;
+    platform.failing_name = "SetNonBlocking";
+    platform.failure = NPT_FAILURE;
+    platform.wait_steps = {{NPT_ERROR_TIMEOUT, {}, {}}};
+    NPT_BsdUdpSocket socket;
+    socket.SetReadTimeout(0);
+    NPT_DataBuffer packet(10);
+    EXPECT_EQ(socket.Receive(packet, nullptr), NPT_ERROR_WOULD_BLOCK);
+    EXPECT_EQ(platform.CountOf("ReceiveDatagram"), 0);
+}
+
 TEST(UdpSocketScriptedTest, AsksForTheReceiveBufferThatIsWanted) {
     ScriptedPlatform platform;
     NPT_BsdUdpSocket socket;

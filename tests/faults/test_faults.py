@@ -15,7 +15,7 @@ from calls import CALLS
 HERE = pathlib.Path(__file__).resolve().parent
 ISOLATED = str(HERE.parent / "script" / "isolated.sh")
 IS_LONG = os.environ.get("VIREON_FAULTS") == "long"
-LIMIT_SECONDS = 900
+LIMIT_SECONDS = 300
 AT_ONCE = 6  # they mostly wait
 
 # The threads of an engine: the script's, the dispatch thread, one for each sender.
