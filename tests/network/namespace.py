@@ -82,10 +82,10 @@ class Namespace:
         self.ip('link add name %s type veth peer name %s netns %s' % (interface, other_interface, other.path))
         self.ip('link set %s up' % interface)
         other.ip('link set %s up' % other_interface)
-        self._await_carrier(interface)
-        other._await_carrier(other_interface)
+        self.await_carrier(interface)
+        other.await_carrier(other_interface)
 
-    def _await_carrier(self, interface):
+    def await_carrier(self, interface):
         deadline = time.monotonic() + 10
         while ' state UP ' not in self.ip('-o link show %s' % interface):
             if time.monotonic() > deadline:
