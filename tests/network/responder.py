@@ -103,12 +103,8 @@ class Responder:
             self._socket.setsockopt(socket.SOL_SOCKET, socket.SO_REUSEADDR, 1)
             self._socket.setsockopt(socket.IPPROTO_IP, 8, 1)  # IP_PKTINFO
             self._socket.bind(('0.0.0.0', PORT))
-            for address in addresses:
-                self._socket.setsockopt(
-                    socket.IPPROTO_IP,
-                    socket.IP_ADD_MEMBERSHIP,
-                    socket.inet_aton(GROUP) + socket.inet_aton(address),
-                )
+        for address in addresses:
+            self.join(address)
         self.reply = reply or (lambda request: [])
         self._requests = []
         self._changed = threading.Condition()
@@ -136,6 +132,13 @@ class Responder:
             for fd in (self._wake, self._woken):
                 os.close(fd)
             self._socket.close()
+
+    def join(self, address):
+        """Takes in what goes to the group on the interface of this address: once, until the interface
+        goes."""
+        self._socket.setsockopt(
+            socket.IPPROTO_IP, socket.IP_ADD_MEMBERSHIP, socket.inet_aton(GROUP) + socket.inet_aton(address)
+        )
 
     def send(self, payload, to):
         self._socket.sendto(payload, to)
