@@ -183,18 +183,6 @@ class BadCable:
         if counts:
             way.given.append(frame)
 
-    def pull(self, end):
-        """Pulls the plug at one end, `here` or `there`: the interface there has no carrier."""
-        self._middle.ip('link set %s down' % end)
-
-    def plug_in(self, end):
-        self._middle.ip('link set %s up' % end)
-        self._middle.await_carrier(end)
-
-    def send(self, frame):
-        """Hands a frame to the searching end that nobody sent."""
-        self.to_here.target.send(frame)
-
     def close(self):
         os.write(self._woken, b'x')
         try:

@@ -9,7 +9,7 @@ VIREON_MODULE_DIR names the folder with the module, VIREON_PYTHON its Python 2.7
 running the module: VIREON_DRIVER_PYTHON is the interpreter's command line with what comes before
 it, VIREON_DRIVER_PRELOAD a library to load first (a sanitizer's), and VIREON_TIME_FACTOR stretches
 the tolerated delays for a slow build. VIREON_JOBS is how many tests run at a time unless -j says it. CI=true fails
-what would be skipped.
+what would be skipped. VIREON_SEED repeats what a test drew by chance; each such test prints its own.
 
 Prints what unittest prints, in the order in which the tests end.
 """
