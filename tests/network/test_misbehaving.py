@@ -314,6 +314,19 @@ class ForgedTest(MisbehavingCase):
         self.assertEqual(self.called(), [])
 
 
+class FloodTest(MisbehavingCase):
+    def test_once_a_flood_of_both_senders_is_over_all_answers_arrive(self):
+        self.answered_search()
+        senders = [self.server.sender(to) for to in (GROUP, BROADCAST)]
+        deadline = time.monotonic() + 1
+        while time.monotonic() < deadline:
+            for sender in senders:
+                self.server.send(b'', sender)
+            if self.client.system != 'posix':
+                time.sleep(0.02)
+        self.assert_all_answered()
+
+
 class StopTest(MisbehavingCase):
     def test_answers_during_stops_bring_no_call_after_and_all_calls_in_between(self):
         self.standard_search(interval=30.0)
