@@ -136,6 +136,7 @@ class BadCable:
             with self._middle.entered():
                 ends.append(socket.socket(socket.AF_PACKET, socket.SOCK_RAW, 0))
                 ends[-1].bind((end, _ETH_P_ALL))
+                ends[-1].setsockopt(socket.SOL_SOCKET, socket.SO_RCVBUF, 1 << 22)
         self.to_there = _Way(ends[0], ends[1])
         self.to_here = _Way(ends[1], ends[0])
         self._ways = {way.source.fileno(): way for way in (self.to_there, self.to_here)}

@@ -181,6 +181,16 @@ class AddressTest(MisbehavingCase):
         self.client.search()
         self.assert_all_answered()
 
+    def test_an_address_that_moved_to_another_interface_takes_the_search_along(self):
+        self.answered_search()
+        second = self.namespace()
+        self.here.connect('eth1', second, 'eth0')
+        second.ip('addr add %s/24 broadcast + dev eth0' % SERVER)
+        self.server = self.responder(second)
+        self.here.ip('addr del %s/24 dev eth0' % SEARCHER)
+        self.here.ip('addr add %s/24 broadcast + dev eth1' % SEARCHER)
+        self.assert_all_answered()
+
 
 class InterfacesTest(MisbehavingCase):
     def test_servers_on_eight_interfaces_are_all_found_within_a_cycle(self):
