@@ -32,7 +32,7 @@ _TEXT = _UDP + 8
 def seeded(test):
     """The random source of a test. VIREON_SEED has it draw what it drew before."""
     seed = int(os.environ.get('VIREON_SEED') or random.SystemRandom().getrandbits(32))
-    print('VIREON_SEED=%d %s' % (seed, test.id()), flush=True)
+    test.note('VIREON_SEED=%d' % seed)
     return random.Random(seed)
 
 

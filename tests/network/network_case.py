@@ -4,6 +4,7 @@ import functools
 import os
 import shutil
 import subprocess
+import sys
 import unittest
 
 from capture import Capture
@@ -93,6 +94,11 @@ class NetworkCase(unittest.TestCase):
         reason = missing_namespaces() or missing_module()
         if reason:
             unmet(reason)
+
+    def note(self, text):
+        """Prints a line, in one piece: other tests print at the same time."""
+        sys.stdout.write('%s: %s\n' % (self.id(), text))
+        sys.stdout.flush()
 
     def namespace(self):
         namespace = Namespace()

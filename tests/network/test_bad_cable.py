@@ -62,7 +62,7 @@ class BadCableCase(NetworkCase):
 
     def assert_share(self, got, of, least, most):
         """Says the share, and that it is what was expected."""
-        print('%s: %d of %d' % (self.id(), got, of), flush=True)
+        self.note('%d of %d' % (got, of))
         self.assertTrue(least * of <= got <= most * of, '%d of %d' % (got, of))
 
 
@@ -114,7 +114,7 @@ class LossTest(BadCableCase):
         time.sleep(10 * QUICK)
         # Two senders' calls of nine whole cycles.
         found = self.client.wait_found(lambda found: len(found) >= before + 18, 'a call a cycle', SLACK)
-        print('%s: %d in ten cycles of two senders' % (self.id(), len(found) - before), flush=True)
+        self.note('%d in ten cycles of two senders' % (len(found) - before))
 
 
 class RepetitionTest(BadCableCase):

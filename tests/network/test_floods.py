@@ -65,9 +65,6 @@ class FloodCase(NetworkCase):
         self.server.send(answer(name), self.to)
         return self.without_room() == before
 
-    def say(self, text):
-        print('%s: %s' % (self.id(), text), flush=True)
-
 
 class FloodTest(FloodCase):
     def flood(self, make, most=100000, seconds=2.0, rate=None):
@@ -86,7 +83,7 @@ class FloodTest(FloodCase):
                 bad += 1
             if rate:
                 time.sleep(max(0.0, begun + bad / rate - time.monotonic()))
-        self.say('%d good ones among %d bad ones in %.1f s' % (good, bad, time.monotonic() - begun))
+        self.note('%d good ones among %d bad ones in %.1f s' % (good, bad, time.monotonic() - begun))
         return sent, good
 
     def assert_arrive_in_time(self, sent):
@@ -95,7 +92,7 @@ class FloodTest(FloodCase):
         calls = [call for call in self.client.found() if call.name in sent]
         self.assertEqual([call.name for call in calls], sorted(sent, key=int))
         slowest = max(call.time - sent[call.name] for call in calls)
-        self.say('%d found room, the slowest took %.3f s' % (len(sent), slowest))
+        self.note('%d found room, the slowest took %.3f s' % (len(sent), slowest))
         self.assertLess(slowest, HALF_A_SECOND)
 
     def at_full_speed(self, make):
@@ -161,7 +158,7 @@ class ManyServersTest(FloodCase):
         names = [int(call.name) for call in calls]
         self.assertEqual(names, sorted(set(names)))
         self.assertEqual(len(names), room)
-        self.say('%d of %d found room, the last after %.3f s' % (room, count, calls[-1].time - begun))
+        self.note('%d of %d found room, the last after %.3f s' % (room, count, calls[-1].time - begun))
 
     def test_thousands_of_servers_that_spread_their_answers_are_all_found(self):
         count = 5000 if self.is_posix else 100
@@ -179,7 +176,7 @@ class ManyServersTest(FloodCase):
         self.assertEqual(len(names), room)
         self.assertGreater(room, 0.9 * count)
         slowest = max(call.time - sent[call.name] for call in calls)
-        self.say('%d of %d, the slowest took %.3f s' % (len(calls), count, slowest))
+        self.note('%d of %d, the slowest took %.3f s' % (len(calls), count, slowest))
         self.assertLess(slowest, HALF_A_SECOND)
 
     def test_a_stop_among_thousands_of_answers_returns_at_once(self):

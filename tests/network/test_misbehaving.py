@@ -82,7 +82,7 @@ class MisbehavingCase(NetworkCase):
         self.client.wait_found(lambda _: len(called()) >= len(answers), 'a call for the last request')
         self.assertEqual(sorted(called()), sorted(answers))
         self.assertEqual(len(senders_heard), senders)
-        print('%s: %d of %d' % (self.id(), len(called()), len(answers)), flush=True)
+        self.note('%d of %d' % (len(called()), len(answers)))
 
     def assert_nothing_found(self, cycles=4):
         """Nothing is found for some cycles, which costs next to no processor time."""
