@@ -83,7 +83,10 @@ class FloodTest(FloodCase):
                 bad += 1
             if rate:
                 time.sleep(max(0.0, begun + bad / rate - time.monotonic()))
-        self.note('%d good ones among %d bad ones in %.1f s' % (good, bad, time.monotonic() - begun))
+        self.note(
+            '%d good ones, of which %d found room, among %d bad ones in %.1f s'
+            % (good, len(sent), bad, time.monotonic() - begun)
+        )
         return sent, good
 
     def assert_arrive_in_time(self, sent):
@@ -92,7 +95,7 @@ class FloodTest(FloodCase):
         calls = [call for call in self.client.found() if call.name in sent]
         self.assertEqual([call.name for call in calls], sorted(sent, key=int))
         slowest = max(call.time - sent[call.name] for call in calls)
-        self.note('%d found room, the slowest took %.3f s' % (len(sent), slowest))
+        self.note('%d of %d, the slowest took %.3f s' % (len(calls), len(sent), slowest))
         self.assertLess(slowest, HALF_A_SECOND)
 
     def at_full_speed(self, make):
