@@ -14,6 +14,7 @@ from calls import CALLS
 
 HERE = pathlib.Path(__file__).resolve().parent
 ISOLATED = str(HERE.parent / "script" / "isolated.sh")
+ANSWERING = str(HERE.parent / "network" / "answering.py")
 IS_LONG = os.environ.get("VIREON_FAULTS") == "long"
 LIMIT_SECONDS = 300
 AT_ONCE = 6  # they mostly wait
@@ -26,7 +27,7 @@ COMPLAINT = re.compile(r"^complaint .*$", re.M)
 
 def drive(name, *arguments, environment=()):
     """A driver's (exit code, output, errors), in a network namespace where searches are answered."""
-    command = [ISOLATED, sys.executable, "-B", str(HERE / "answering.py"), "env"]
+    command = [ISOLATED, sys.executable, "-B", ANSWERING, "env"]
     command += ["LD_PRELOAD=" + os.environ["VIREON_FAULTS_LIBRARY"], *environment]
     command += [os.environ["VIREON_PYTHON"], "-B", str(HERE / name)]
     command += [str(each) for each in arguments]

@@ -9,6 +9,7 @@ import unittest
 HERE = pathlib.Path(__file__).resolve().parent
 ROOT = HERE.parents[1]
 ISOLATED = ROOT / 'tests' / 'script' / 'isolated.sh'
+ANSWERING = ROOT / 'tests' / 'network' / 'answering.py'
 MODULE_DIR = os.environ['VIREON_MODULE_DIR']
 HOST = os.environ['VIREON_HOST']
 ON_WINDOWS = HOST.endswith('.exe')
@@ -21,9 +22,7 @@ BOTH_WAYS = (SAME_THREAD, OWN_THREADS)
 
 def command(*arguments):
     runner = [ROOT / 'scripts' / 'windows' / 'wine-isolated.sh'] if ON_WINDOWS else []
-    return [
-        str(word) for word in [ISOLATED, sys.executable, HERE / 'answering.py', *runner, HOST, *arguments]
-    ]
+    return [str(word) for word in [ISOLATED, sys.executable, '-B', ANSWERING, *runner, HOST, *arguments]]
 
 
 def environment(leaves_engines):
