@@ -39,8 +39,9 @@ class EntryFromInterpreter {
     PyThreadState* outer_;
 };
 
-// Says whether the thread has let go of the lock that it was called in with. Gives what it said
-// before.
+// Says of the calling thread whether it has let go of the lock that it was called in with. Gives
+// what was said before, to be said again behind the scope. Only for those that let go of the lock
+// or take it for a scope: PyAutoUnlock2 and InterpreterVisit.
 bool SetHasLetGo(bool has_let_go);
 
 #endif
