@@ -4,7 +4,6 @@ import functools
 import os
 import shutil
 import subprocess
-import sys
 import unittest
 
 from capture import Capture
@@ -96,9 +95,7 @@ class NetworkCase(unittest.TestCase):
             unmet(reason)
 
     def note(self, text):
-        """Prints a line, in one piece: other tests print at the same time."""
-        sys.stdout.write('%s: %s\n' % (self.id(), text))
-        sys.stdout.flush()
+        print('%s: %s' % (self.id(), text))
 
     def namespace(self):
         namespace = Namespace()

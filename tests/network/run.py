@@ -11,11 +11,15 @@ it, VIREON_DRIVER_PRELOAD a library to load first (a sanitizer's), and VIREON_TI
 the tolerated delays for a slow build. VIREON_JOBS is how many tests run at a time unless -j says it. CI=true fails
 what would be skipped. VIREON_SEED repeats what a test drew by chance; each such test prints its own.
 
-Prints what unittest prints, in the order in which the tests end.
+Prints what unittest prints, in the order in which the tests end. What passed is named when all did:
+where something failed, nothing else is in the way of whoever reads what it was.
 """
 
 import argparse
+import collections
 import concurrent.futures
+import contextlib
+import io
 import multiprocessing
 import os
 import subprocess
@@ -37,11 +41,13 @@ def test_names(suite):
 
 
 def run_one(name):
-    """Runs one test; gives its name, its outcome, what there is to say of it, and its seconds."""
+    """Runs one test; gives its name, its outcome, what there is to say of it, its seconds, and what it
+    printed."""
     sys.path.insert(0, HERE)
     start = time.monotonic()
     result = unittest.TestResult()
-    unittest.defaultTestLoader.loadTestsFromName(name).run(result)
+    with contextlib.redirect_stdout(io.StringIO()) as printed:
+        unittest.defaultTestLoader.loadTestsFromName(name).run(result)
     seconds = time.monotonic() - start
     for outcome, found in (('ERROR', result.errors), ('FAIL', result.failures), ('skipped', result.skipped)):
         if found:
@@ -50,16 +56,16 @@ def run_one(name):
                 outcome,
                 '\n'.join('%s\n%s' % (test, text) if outcome != 'skipped' else text for test, text in found),
                 seconds,
+                printed.getvalue(),
             )
-    return name, 'ok', '', seconds
+    return name, 'ok', '', seconds, printed.getvalue()
 
 
-def announce(name, outcome, text, seconds):
+def announce(name, outcome, text, seconds, printed):
     label = '%s (%s)' % (name.rsplit('.', 1)[1], name)
     if outcome == 'skipped':
         outcome = 'skipped %r' % text
-    sys.stdout.write('%s ... %.1fs %s\n' % (label, seconds, outcome))  # in one piece: tests print too
-    sys.stdout.flush()
+    print('%s%s ... %.1fs %s' % (printed, label, seconds, outcome), flush=True)
 
 
 def enter_private_network():
@@ -92,21 +98,23 @@ def main():
     with concurrent.futures.ProcessPoolExecutor(options.jobs, multiprocessing.get_context('spawn')) as pool:
         for done in concurrent.futures.as_completed([pool.submit(run_one, name) for name in names]):
             results.append(done.result())
-            if options.verbose or results[-1][1] != 'ok':
+            if results[-1][1] != 'ok':
                 announce(*results[-1])
 
-    counts = {}
-    for name, outcome, text, _ in results:
-        counts[outcome] = counts.get(outcome, 0) + 1
+    counts = collections.Counter(result[1] for result in results)
+    failed = 'FAIL' in counts or 'ERROR' in counts or not results
+    for result in results:
+        name, outcome, text = result[:3]
         if outcome in ('ERROR', 'FAIL'):
             print('=' * 70, '%s: %s' % (outcome, name), LINE, text, sep='\n')
+        elif outcome == 'ok' and options.verbose and not failed:
+            announce(*result)
     print(LINE, 'Ran %d tests in %.1fs' % (len(results), time.monotonic() - start), '', sep='\n')
     details = ', '.join(
         '%s=%d' % (title, counts[outcome])
         for outcome, title in (('FAIL', 'failures'), ('ERROR', 'errors'), ('skipped', 'skipped'))
         if outcome in counts
     )
-    failed = 'FAIL' in counts or 'ERROR' in counts or not results
     print(('FAILED' if failed else 'OK') + (details and ' (%s)' % details))
     return 1 if failed else 0
 
