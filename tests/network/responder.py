@@ -4,6 +4,7 @@ Nothing here knows the product; texts of answers are put together by the tests.
 """
 
 import collections
+import errno
 import os
 import socket
 import struct
@@ -90,11 +91,15 @@ def entries(headers):
     return {key: values.get(name, b'') for key, name in ENTRY_SOURCES}
 
 
+# A test that takes the network away may do so between a request and its answer.
+NETWORK_GONE = (errno.ENETUNREACH, errno.ENETDOWN, errno.EHOSTUNREACH, errno.ENODEV)
+
+
 class Responder:
     """Listens on port 31288 in a namespace from construction until close.
 
     `reply` is called on the responder's thread for each request and gives the datagrams to send
-    back at once; it may be replaced at any time.
+    back at once; it may be replaced at any time. Where the network has gone meanwhile nobody gets them.
     """
 
     def __init__(self, namespace, addresses, reply=None):
@@ -118,8 +123,12 @@ class Responder:
             payload, control, _, source = self._socket.recvmsg(65536, 256)
             destination = socket.inet_ntoa(struct.unpack('I4s4s', control[0][2][:12])[2])
             request = Request(time.time(), source, destination, payload)
-            for datagram in self.reply(request):
-                self.send(datagram, source)
+            try:
+                for datagram in self.reply(request):
+                    self.send(datagram, source)
+            except OSError as error:
+                if error.errno not in NETWORK_GONE:
+                    raise
             with self._changed:
                 self._requests.append(request)
                 self._changed.notify_all()
