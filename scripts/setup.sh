@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# setup.sh build|test|bench|windows
+# setup.sh build|test|coverage|bench|windows
 #
 # Installs what building the module, testing it, measuring it, or building and testing it for Windows
 # needs and is not there yet. Safe to run again: what is in place is left alone, and a machine that has everything
@@ -181,6 +181,7 @@ case ${1-} in
         set_up_packages "${kBuildPackages[@]}" "${kTestPackages[@]}"
         set_up_pip
         ;;
+    coverage) set_up_packages "${kBuildPackages[@]}" "${kTestPackages[@]}" gcovr ;;
     bench) set_up_packages "${kBuildPackages[@]}" "${kTestPackages[@]}" "${kBenchPackages[@]}" ;;
     windows)
         set_up_packages "${kBuildPackages[@]}" "${kTestPackages[@]}" "${kWindowsPackages[@]}"
@@ -189,6 +190,6 @@ case ${1-} in
         know_mirrors
         exit
         ;;
-    *) die 'usage: setup.sh build|test|bench|windows' ;;
+    *) die 'usage: setup.sh build|test|coverage|bench|windows' ;;
 esac
 set_up_python "$1"
