@@ -2,11 +2,14 @@
 
 #include "engine/device_dictionary.h"
 
+#include <string_view>
+
 namespace {
 
-bool SetText(PyObject* dictionary, const char* key, const NPT_String& value)
+// A wide key is what the interpreter keeps as it is, without decoding it for each device.
+bool SetText(PyObject* dictionary, std::wstring_view key, const NPT_String& value)
     REQUIRES(interpreter_lock) {
-    PyObject* const name = PyUnicode_FromString(key);
+    PyObject* const name = PyUnicode_FromWideChar(key.data(), static_cast<Py_ssize_t>(key.size()));
     PyObject* const text = name ? PyString_FromString(value.GetChars()) : nullptr;
     return PyDict_SetItem2(dictionary, name, text) == 0;
 }
@@ -17,24 +20,24 @@ ScriptObject BuildDeviceDictionary(ZoSsdpDeviceInfo& device) {
     const NPT_String location = device.GetDescriptionUrl(nullptr);
     // The keys and their mixed case are what scripts know.
     const struct {
-        const char* key;
+        std::wstring_view key;
         const NPT_String& value;
     } entries[] = {
-        {"location", location},
-        {"usn", device.GetType()},
-        {"friendlyName", device.GetFriendlyName()},
-        {"HttpPort", device.m_HttpPort},
-        {"HttpsPort", device.m_HttpsPort},
-        {"manufacturer", device.m_Manufacturer},
-        {"manufacturerURL", device.m_ManufacturerURL},
-        {"modelDescription", device.m_ModelDescription},
-        {"modelName", device.m_ModelName},
-        {"modelURL", device.m_ModelURL},
-        {"modelNumber", device.m_ModelNumber},
-        {"serialNumber", device.m_SerialNumber},
-        {"WebsocketPort", device.m_WebsocketPort},
-        {"DBStatus", device.m_DBStatus},
-        {"version", device.m_Version},
+        {L"location", location},
+        {L"usn", device.GetType()},
+        {L"friendlyName", device.GetFriendlyName()},
+        {L"HttpPort", device.m_HttpPort},
+        {L"HttpsPort", device.m_HttpsPort},
+        {L"manufacturer", device.m_Manufacturer},
+        {L"manufacturerURL", device.m_ManufacturerURL},
+        {L"modelDescription", device.m_ModelDescription},
+        {L"modelName", device.m_ModelName},
+        {L"modelURL", device.m_ModelURL},
+        {L"modelNumber", device.m_ModelNumber},
+        {L"serialNumber", device.m_SerialNumber},
+        {L"WebsocketPort", device.m_WebsocketPort},
+        {L"DBStatus", device.m_DBStatus},
+        {L"version", device.m_Version},
     };
     ScriptObject dictionary = ScriptObject::Steal(PyDict_New());
     if (!dictionary) return dictionary;
