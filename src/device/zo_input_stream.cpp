@@ -8,6 +8,11 @@ namespace zorvane {
 ZoInputStream::ZoInputStream(NPT_UdpSocket* socket, NPT_UInt32 buffer_size)
     : socket_(socket), datagram_(buffer_size), buffer_size_(buffer_size) {}
 
+ZoInputStream::ZoInputStream(NPT_UdpSocket* socket, NPT_UInt8* buffer, NPT_UInt32 buffer_size)
+    : socket_(socket), buffer_size_(buffer_size) {
+    datagram_.SetBuffer(buffer, buffer_size);
+}
+
 NPT_Result ZoInputStream::Read(void* buffer, NPT_UInt32 count, NPT_UInt32* read) {
     if (read) *read = 0;
     if (datagram_.GetDataSize() == 0) {

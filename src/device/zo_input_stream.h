@@ -18,6 +18,8 @@ class ZoInputStream : public NPT_InputStream {
     // buffer_size: bytes of the largest datagram that can be received. Where there is no memory for
     // them, each read tries anew.
     ZoInputStream(NPT_UdpSocket* socket, NPT_UInt32 buffer_size);
+    // The same with a buffer of the caller's, which must outlive the stream.
+    ZoInputStream(NPT_UdpSocket* socket, NPT_UInt8* buffer, NPT_UInt32 buffer_size);
 
     // The socket's local address and, as remote address, the source of the last datagram; all zero
     // before the first.

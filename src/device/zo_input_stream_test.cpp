@@ -223,6 +223,18 @@ TEST(ZoInputStream, WithoutABufferEveryReadFails) {
     ExpectFailure(stream, 10, NPT_ERROR_INVALID_ARGUMENT);
 }
 
+TEST(ZoInputStream, ReceivesIntoTheCallersBuffer) {
+    ScriptedSocket socket;
+    socket.LineUp({"first"});
+    socket.LineUp({"second"});
+    NPT_UInt8 buffer[6] = {};
+    ZoInputStream stream(&socket, buffer, sizeof(buffer));
+    ExpectPiece(stream, 10, "first");
+    ExpectPiece(stream, 3, "sec");
+    EXPECT_EQ(std::string(buffer, buffer + sizeof(buffer)), "second");
+    ExpectPiece(stream, 10, "ond");
+}
+
 TEST(ZoInputStream, ReadsRealDatagrams) {
     NPT_UdpSocket receiver;
     NPT_UdpSocket sender;

@@ -100,7 +100,8 @@ void SsdpSearchWorkerThread::ListenUntil(const Deadline& resend) {
 
 SsdpSearchWorkerThread::Reception SsdpSearchWorkerThread::Receive(NPT_Timeout limit) try {
     m_socket->SetReadTimeout(limit);
-    zorvane::ZoInputStream datagrams(m_socket.get(), protocol::kAnswerBufferSize);
+    NPT_UInt8 buffer[protocol::kAnswerBufferSize];
+    zorvane::ZoInputStream datagrams(m_socket.get(), buffer, sizeof(buffer));
     const NPT_Result received = datagrams.Read(nullptr, 0);
     if (received == NPT_ERROR_TIMEOUT || received == NPT_ERROR_WOULD_BLOCK)
         return Reception::kNothing;
