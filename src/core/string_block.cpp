@@ -6,12 +6,7 @@
 namespace {
 
 // Bytes; an answer to a search fits.
-constexpr std::size_t kFirstPieceSize = 2048;
-
-std::size_t RoundUp(std::size_t size) {
-    constexpr std::size_t kAlignment = alignof(NPT_String);
-    return (size + kAlignment - 1) / kAlignment * kAlignment;
-}
+constexpr std::size_t kFirstPieceSize = 2560;
 
 }  // namespace
 
@@ -25,13 +20,14 @@ StringBlock::~StringBlock() {
 
 const NPT_String& StringBlock::Add(std::string_view text) {
     const std::size_t block_size = text.empty() ? 0 : NPT_String::BlockSize(text.size());
-    auto* const memory = static_cast<char*>(Take(RoundUp(sizeof(NPT_String) + block_size)));
+    auto* const memory = static_cast<char*>(Take(sizeof(NPT_String) + block_size));
     auto* const string = new (memory) NPT_String;
     if (!text.empty()) string->FillBlock(memory + sizeof(NPT_String), text);
     return *string;
 }
 
 void* StringBlock::Take(std::size_t size) {
+    size = (size + kAlignment - 1) / kAlignment * kAlignment;
     if (!last_ || size > last_->size - used_) AddPiece(size);
     void* const memory = reinterpret_cast<char*>(last_) + used_;
     used_ += size;

@@ -1,6 +1,7 @@
 #include "http/http_headers.h"
 
 #include <cstring>
+#include <utility>
 
 #include "http/http_protocol.h"
 
@@ -28,22 +29,23 @@ const char* OrEmpty(const char* text) {
     return text ? text : "";
 }
 
-// The length first: it tells most names apart.
-bool IsNamed(const NPT_HttpHeader& header, std::string_view key) {
-    return header.GetName().GetLength() == key.size() &&
-           header.GetName().Compare(key.data(), true) == 0;
+// Length and equality first: they tell most names apart, and most that are the same.
+bool IsSameName(const NPT_String& name, std::string_view key) {
+    if (name.GetLength() != key.size()) return false;
+    return std::memcmp(name.GetChars(), key.data(), key.size()) == 0 ||
+           name.Compare(key.data(), true) == 0;
 }
 
-// The header that the next line may still continue.
+// The header that the next line may still continue. Its line stays the caller's until it is.
 class PendingHeader {
   public:
-    PendingHeader() { lines_.Reserve(kUsualLength); }
-
     // A line that begins with a blank continues the header, less that blank. False when it does
     // not, or when there is no header to continue.
     bool Continue(std::string_view line) {
         if (IsNone() || line.empty() || !IsBlank(line.front())) return false;
-        lines_.Append(line.data() + 1, static_cast<NPT_UInt32>(line.size() - 1));
+        if (joined_.IsEmpty()) Append(lines_);
+        Append(line.substr(1));
+        lines_ = {joined_.GetChars(), joined_.GetLength()};
         return true;
     }
 
@@ -51,32 +53,37 @@ class PendingHeader {
     void Begin(std::string_view line) {
         const std::size_t colon = line.find(':');
         name_length_ = colon == std::string_view::npos ? 0 : colon;
-        if (!IsNone()) lines_.Assign(line.data(), static_cast<NPT_UInt32>(line.size()));
+        lines_ = line;
+        joined_.SetLength(0);
     }
 
     bool IsNone() const { return name_length_ == 0; }
-    std::string_view GetName() const { return GetLines().substr(0, name_length_); }
+    std::string_view GetName() const { return lines_.substr(0, name_length_); }
     std::string_view GetValue() const {
-        return WithoutBlanksAround(GetLines().substr(name_length_ + 1));
+        return WithoutBlanksAround(lines_.substr(name_length_ + 1));
     }
 
   private:
-    static constexpr NPT_UInt32 kUsualLength = 240;
+    void Append(std::string_view line) {
+        joined_.Append(line.data(), static_cast<NPT_UInt32>(line.size()));
+    }
 
-    std::string_view GetLines() const { return {lines_.GetChars(), lines_.GetLength()}; }
-
-    NPT_String lines_;  // without what lies between them
+    std::string_view lines_;  // without what lies between them
+    NPT_String joined_;       // what these are once there are several
     std::size_t name_length_ = 0;
 };
 
 }  // namespace
 
 const NPT_HttpHeader* NPT_HttpHeaders::GetHeader(const char* name) const {
-    const std::string_view key = OrEmpty(name);
-    for (const NPT_HttpHeader& header : list_) {
-        if (IsNamed(header, key)) return &header;
-    }
-    return nullptr;
+    return FindHeader(OrEmpty(name));
+}
+
+NPT_HttpHeader* NPT_HttpHeaders::FindHeader(std::string_view name) const {
+    NPT_HttpHeader* header = list_.first_;
+    while (header && !IsSameName(header->GetName(), name))
+        header = header->next_;
+    return header;
 }
 
 const NPT_String* NPT_HttpHeaders::GetHeaderValue(const char* name) const {
@@ -90,18 +97,17 @@ NPT_Result NPT_HttpHeaders::AddHeader(const char* name, const char* value) {
 }
 
 void NPT_HttpHeaders::Add(std::string_view name, std::string_view value) {
-    const NPT_String& kept_name = texts_.Add(name);
-    list_.headers_.emplace_back(kept_name, texts_.Add(value));
+    auto* const header = block_.Make<NPT_HttpHeader>(block_.Add(name), block_.Add(value));
+    (list_.last_ ? list_.last_->next_ : list_.first_) = header;
+    list_.last_ = header;
+    ++list_.count_;
 }
 
 NPT_Result NPT_HttpHeaders::SetHeader(const char* name, const char* value, bool replace) {
-    const std::string_view key = OrEmpty(name);
-    for (NPT_HttpHeader& header : list_.headers_) {
-        if (!IsNamed(header, key)) continue;
-        if (replace) header.value_ = &texts_.Add(OrEmpty(value));
-        return NPT_SUCCESS;
-    }
-    return AddHeader(name, value);
+    NPT_HttpHeader* const header = FindHeader(OrEmpty(name));
+    if (!header) return AddHeader(name, value);
+    if (replace) header->value_ = &block_.Add(OrEmpty(value));
+    return NPT_SUCCESS;
 }
 
 NPT_Result NPT_HttpHeaders::Emit(NPT_OutputStream& stream) const {
@@ -114,16 +120,21 @@ NPT_Result NPT_HttpHeaders::Emit(NPT_OutputStream& stream) const {
 }
 
 NPT_Result NPT_HttpHeaders::Parse(NPT_BufferedInputStream& stream) {
-    char line[http_protocol::kMaxHeadLine];
+    // In turn, so that the pending header's line stays while the next one is read.
+    char lines[2][http_protocol::kMaxHeadLine];
+    char* line = lines[0];
+    char* pending_line = lines[1];
     NPT_UInt32 line_length = 0;
     NPT_UInt64 bytes_left = http_protocol::kMaxHeaderBlock;
     PendingHeader pending;
-    while (NPT_Succeeded(stream.ReadLine(line, sizeof(line), &line_length, false, &bytes_left)) &&
+    while (NPT_Succeeded(stream.ReadLine(line, http_protocol::kMaxHeadLine, &line_length, false,
+                                         &bytes_left)) &&
            line_length != 0) {
         const std::string_view text = TextOf(line, line_length);
         if (pending.Continue(text)) continue;
         if (!pending.IsNone()) Add(pending.GetName(), pending.GetValue());
         pending.Begin(text);
+        std::swap(line, pending_line);
     }
     if (!pending.IsNone()) Add(pending.GetName(), pending.GetValue());
     return NPT_SUCCESS;

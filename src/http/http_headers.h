@@ -1,7 +1,7 @@
 #ifndef VIREON_HTTP_HTTP_HEADERS_H
 #define VIREON_HTTP_HTTP_HEADERS_H
 
-#include <deque>
+#include <cstddef>
 #include <iterator>
 #include <string_view>
 
@@ -21,25 +21,49 @@ class NPT_HttpHeader {
 
   private:
     friend class NPT_HttpHeaders;
+    friend class NPT_HttpHeaderList;
     const NPT_String* name_;
     const NPT_String* value_;
+    NPT_HttpHeader* next_ = nullptr;
 };
 
 // Headers in their order, to look at.
 class NPT_HttpHeaderList {
   public:
-    using ConstIterator = std::deque<NPT_HttpHeader>::const_iterator;
+    class ConstIterator {
+      public:
+        using iterator_category = std::forward_iterator_tag;
+        using value_type = NPT_HttpHeader;
+        using difference_type = std::ptrdiff_t;
+        using pointer = const NPT_HttpHeader*;
+        using reference = const NPT_HttpHeader&;
 
-    NPT_UInt32 GetItemCount() const { return static_cast<NPT_UInt32>(headers_.size()); }
-    bool IsEmpty() const { return headers_.empty(); }
-    ConstIterator begin() const { return headers_.begin(); }
-    ConstIterator end() const { return headers_.end(); }
+        explicit ConstIterator(pointer header = nullptr) : header_(header) {}
+        reference operator*() const { return *header_; }
+        pointer operator->() const { return header_; }
+        ConstIterator& operator++() {
+            header_ = header_->next_;
+            return *this;
+        }
+        bool operator==(const ConstIterator& other) const { return header_ == other.header_; }
+        bool operator!=(const ConstIterator& other) const { return header_ != other.header_; }
+
+      private:
+        pointer header_;
+    };
+
+    NPT_UInt32 GetItemCount() const { return count_; }
+    bool IsEmpty() const { return count_ == 0; }
+    ConstIterator begin() const { return ConstIterator(first_); }
+    ConstIterator end() const { return ConstIterator(); }
     // Of a list that is not empty.
-    ConstIterator GetLastItem() const { return std::prev(end()); }
+    ConstIterator GetLastItem() const { return ConstIterator(last_); }
 
   private:
     friend class NPT_HttpHeaders;
-    std::deque<NPT_HttpHeader> headers_;
+    NPT_HttpHeader* first_ = nullptr;
+    NPT_HttpHeader* last_ = nullptr;
+    NPT_UInt32 count_ = 0;
 };
 
 // The header fields of one message (RFC 7230, section 3.2) in the order in which they came.
@@ -73,10 +97,11 @@ class NPT_HttpHeaders {
     NPT_Result Parse(NPT_BufferedInputStream& stream);
 
   private:
+    NPT_HttpHeader* FindHeader(std::string_view name) const;
     void Add(std::string_view name, std::string_view value);
 
     NPT_HttpHeaderList list_;
-    StringBlock texts_;
+    StringBlock block_;  // the headers and their texts
 };
 
 #endif
