@@ -33,19 +33,13 @@ NPT_HttpUrl ZoSsdpDeviceInfo::GetURLBase() const {
 }
 
 NPT_Result ZoSsdpDeviceInfo::SetURLBase(NPT_HttpUrl& url) {
-    const NPT_String host = url.GetHost().IsEmpty() ? m_URLBase.GetHostText() : url.GetHostText();
-    const NPT_UInt16 port = url.GetPort() != 0 ? url.GetPort() : m_URLBase.GetPort();
-    NPT_String path = url.GetPath();
-    const int last_slash = path.ReverseFind('/');
-    if (last_slash >= 0)
-        path.SetLength(static_cast<NPT_UInt32>(last_slash) + 1);
-    else
-        path = m_URLBase.GetPath();
-
-    NPT_HttpUrl base(host.GetChars(), port, path.GetChars());
-    base.SetScheme(url.GetScheme().GetChars());
+    NPT_HttpUrl base = url;
+    const bool has_directory = base.CutToDirectory();
+    if (!has_directory) base.SetPath(m_URLBase.GetPath().GetChars(), true);
+    if (base.GetHost().IsEmpty()) base.SetHostOf(m_URLBase);
+    if (base.GetPort() == 0) base.SetPort(m_URLBase.GetPort());
     m_URLBase = std::move(base);
-    return last_slash >= 0 ? NPT_SUCCESS : NPT_FAILURE;
+    return has_directory ? NPT_SUCCESS : NPT_FAILURE;
 }
 
 NPT_Result ZoSsdpDeviceInfo::SetLeaseTime(NPT_TimeInterval lease_time,

@@ -17,27 +17,28 @@ bool SetText(PyObject* dictionary, std::wstring_view key, const NPT_String& valu
 }  // namespace
 
 ScriptObject BuildDeviceDictionary(ZoSsdpDeviceInfo& device) {
+    using namespace std::string_view_literals;
     const NPT_String location = device.GetDescriptionUrl(nullptr);
     // The keys and their mixed case are what scripts know.
     const struct {
         std::wstring_view key;
         const NPT_String& value;
     } entries[] = {
-        {L"location", location},
-        {L"usn", device.GetType()},
-        {L"friendlyName", device.GetFriendlyName()},
-        {L"HttpPort", device.m_HttpPort},
-        {L"HttpsPort", device.m_HttpsPort},
-        {L"manufacturer", device.m_Manufacturer},
-        {L"manufacturerURL", device.m_ManufacturerURL},
-        {L"modelDescription", device.m_ModelDescription},
-        {L"modelName", device.m_ModelName},
-        {L"modelURL", device.m_ModelURL},
-        {L"modelNumber", device.m_ModelNumber},
-        {L"serialNumber", device.m_SerialNumber},
-        {L"WebsocketPort", device.m_WebsocketPort},
-        {L"DBStatus", device.m_DBStatus},
-        {L"version", device.m_Version},
+        {L"location"sv, location},
+        {L"usn"sv, device.GetType()},
+        {L"friendlyName"sv, device.GetFriendlyName()},
+        {L"HttpPort"sv, device.m_HttpPort},
+        {L"HttpsPort"sv, device.m_HttpsPort},
+        {L"manufacturer"sv, device.m_Manufacturer},
+        {L"manufacturerURL"sv, device.m_ManufacturerURL},
+        {L"modelDescription"sv, device.m_ModelDescription},
+        {L"modelName"sv, device.m_ModelName},
+        {L"modelURL"sv, device.m_ModelURL},
+        {L"modelNumber"sv, device.m_ModelNumber},
+        {L"serialNumber"sv, device.m_SerialNumber},
+        {L"WebsocketPort"sv, device.m_WebsocketPort},
+        {L"DBStatus"sv, device.m_DBStatus},
+        {L"version"sv, device.m_Version},
     };
     ScriptObject dictionary = ScriptObject::Steal(PyDict_New());
     if (!dictionary) return dictionary;

@@ -1,6 +1,7 @@
 #include "engine/search_answer.h"
 
 #include <limits>
+#include <utility>
 
 #include "core/parse_integer.h"
 #include "engine/protocol.h"
@@ -78,15 +79,15 @@ NPT_TimeInterval ReadLeaseTime(const NPT_HttpMessage& answer) {
 }
 
 std::unique_ptr<ZoSsdpDeviceInfo> MakeDeviceRecord(const NPT_HttpMessage& answer,
-                                                   const NPT_HttpUrl& location, const char* uuid,
+                                                   NPT_HttpUrl location, const char* uuid,
                                                    const NPT_String& usn,
                                                    NPT_TimeInterval lease_time) {
     const NPT_HttpHeaders& headers = answer.GetHeaders();
     const NPT_String* const friendly_name = headers.GetHeaderValue(protocol::header::kFriendlyName);
     if (!friendly_name) return nullptr;
     // The whole USN stands in for the device type: it is what scripts receive.
-    auto device = std::make_unique<ZoSsdpDeviceInfo>(location, uuid, lease_time, usn.GetChars(),
-                                                     friendly_name->GetChars());
+    auto device = std::make_unique<ZoSsdpDeviceInfo>(std::move(location), uuid, lease_time,
+                                                     usn.GetChars(), friendly_name->GetChars());
     for (const Property& property : kFixedProperties) {
         const NPT_String* const value = headers.GetHeaderValue(property.header);
         (*device).*property.field = value ? value->GetChars() : nullptr;

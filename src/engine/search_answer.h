@@ -32,7 +32,7 @@ NPT_TimeInterval ReadLeaseTime(const NPT_HttpMessage& answer);
 // The record that the answer's property headers describe; properties that are not there keep the
 // record's defaults or, the ones every server sends, become empty. Null without a friendly name.
 std::unique_ptr<ZoSsdpDeviceInfo> MakeDeviceRecord(const NPT_HttpMessage& answer,
-                                                   const NPT_HttpUrl& location, const char* uuid,
+                                                   NPT_HttpUrl location, const char* uuid,
                                                    const NPT_String& usn,
                                                    NPT_TimeInterval lease_time);
 

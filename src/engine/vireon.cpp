@@ -327,17 +327,17 @@ NPT_Result Vireon::TakeInMessage(const NPT_HttpMessage& message,
     const NPT_String* const usn = message.GetHeaders().GetHeaderValue(protocol::header::kUsn);
     if (!location || !usn) return NPT_ERROR_INVALID_ARGUMENT;
     if (!IsMediaServer(*usn)) return NPT_SUCCESS;
-    const NPT_HttpUrl url = ReadLocation(*location, context.GetRemoteAddress().GetIpAddress());
-    return TakeInDevice(message, url, uuid.GetChars(), usn, ReadLeaseTime(message));
+    NPT_HttpUrl url = ReadLocation(*location, context.GetRemoteAddress().GetIpAddress());
+    return TakeInDevice(message, std::move(url), uuid.GetChars(), usn, ReadLeaseTime(message));
 }
 
-NPT_Result Vireon::TakeInDevice(const NPT_HttpMessage& message, const NPT_HttpUrl& location,
+NPT_Result Vireon::TakeInDevice(const NPT_HttpMessage& message, NPT_HttpUrl location,
                                 const char* uuid, const NPT_String* usn,
                                 NPT_TimeInterval lease_time) {
     if (!location.IsValid()) return NPT_FAILURE;
     if (!usn) return NPT_ERROR_INVALID_ARGUMENT;
     std::unique_ptr<ZoSsdpDeviceInfo> device =
-        MakeDeviceRecord(message, location, uuid, *usn, lease_time);
+        MakeDeviceRecord(message, std::move(location), uuid, *usn, lease_time);
     if (!device) return NPT_FAILURE;
     if (!m_callbackThread) return NPT_ERROR_INVALID_STATE;
     m_callbackThread->QueueTask(device.get());

@@ -148,9 +148,8 @@ class Vireon {
     // The steps of TakeIn behind its first.
     NPT_Result TakeInMessage(const NPT_HttpMessage& message, const NPT_HttpRequestContext& context,
                              const NPT_String& uuid) EXCLUDES(m_lock);
-    NPT_Result TakeInDevice(const NPT_HttpMessage& message, const NPT_HttpUrl& location,
-                            const char* uuid, const NPT_String* usn, NPT_TimeInterval lease_time)
-        REQUIRES(m_lock);
+    NPT_Result TakeInDevice(const NPT_HttpMessage& message, NPT_HttpUrl location, const char* uuid,
+                            const NPT_String* usn, NPT_TimeInterval lease_time) REQUIRES(m_lock);
     // In a forked child: replaces what the parent's threads share with the engine.
     void LeaveTheParentsThreads();
     // A snapshot, whose thread stays alive whatever happens to the engine.

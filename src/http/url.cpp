@@ -228,6 +228,22 @@ NPT_Result NPT_Url::SetHost(const char* text) {
     return NPT_SUCCESS;
 }
 
+void NPT_Url::SetHostOf(const NPT_Url& other) {
+    host_ = other.host_;
+    host_is_ipv6_ = other.host_is_ipv6_;
+}
+
+bool NPT_Url::CutToDirectory() {
+    has_query_ = false;
+    query_ = nullptr;
+    has_fragment_ = false;
+    fragment_ = nullptr;
+    const int last_slash = path_.ReverseFind('/');
+    if (last_slash < 0) return false;
+    path_.SetLength(static_cast<NPT_UInt32>(last_slash) + 1);
+    return true;
+}
+
 void NPT_Url::SetPath(const char* path, bool encoded) {
     path_ = encoded ? NPT_String(path) : PercentEncode(OrEmpty(path));
 }

@@ -65,9 +65,13 @@ class NPT_Url : public NPT_Uri {
     //   NPT_ERROR_INVALID_SYNTAX    bad brackets, or the port is not a 32-bit number
     //   NPT_ERROR_OUT_OF_RANGE      a port above 65535
     NPT_Result SetHost(const char* text);
+    void SetHostOf(const NPT_Url& other);
     void SetPort(NPT_UInt16 port) { port_ = port; }
     // With encoded false the path is percent-encoded first, a '%' in it too.
     void SetPath(const char* path, bool encoded = false);
+    // Drops query, fragment and what stands behind the last '/' of the path. False when it holds
+    // none: then it stays.
+    bool CutToDirectory();
     // Path, query and fragment of a request target; NPT_ERROR_INVALID_ARGUMENT for null.
     NPT_Result ParsePathPlus(const char* text);
 
