@@ -173,22 +173,24 @@ bool Vireon::StartDispatch() {
     const auto dispatch =
         std::make_shared<CallbackTaskWorkerThread>(this, protocol::kQueueLimit, turn_);
     if (dispatch->Start() == 0) return false;
+    bool is_in_place = false;
     try {
-        for (;;) {
+        // The waits and the end of the old thread let other script threads run, and one of them may
+        // have destroyed the engine.
+        while (!is_in_place && life->Get()) {
             const DispatchThread old = GetCallbackThread();
             std::vector<SearchThread> ended = TakeEndedSearchThreads();
             if (old) old->Close();
             ended.clear();
-            // Both let other script threads run, and one of them may have destroyed the engine.
-            if (!life->Get()) break;
-            if (ReplaceDispatch(old, dispatch)) return true;
+            if (life->Get()) is_in_place = ReplaceDispatch(old, dispatch);
         }
-        dispatch->SignalEnd();
-        return false;
     } catch (...) {
         dispatch->SignalEnd();
         throw;
     }
+    const bool goes_on = is_in_place && life->Get();
+    if (!goes_on) dispatch->SignalEnd();
+    return goes_on;
 }
 
 bool Vireon::ReplaceDispatch(const DispatchThread& old, const DispatchThread& dispatch) {

@@ -310,6 +310,30 @@ TEST(VireonProcess, LetsATakerLeaveWhoseWorkerIsDestroyedAsHeComes) {
     taker.join();
 }
 
+// The end of the dispatch thread before lets other scripts run.
+TEST(VireonProcess, StartsNothingWhenItIsDestroyedAsItsOldDispatchThreadGoes) {
+    const LoopbackInterfaces loopback;
+    auto* const vireon = new Vireon;
+    // Of a search that was stopped there is nobody left to wait for.
+    for (int count = 0; count < 2; ++count) {
+        vireon->SearchInterfaces({});
+        vireon->Stop();
+    }
+    std::atomic<bool> is_coming{false};
+    std::thread destroyer([vireon, &is_coming] {
+        is_coming = true;
+        const PyAutoLock2 lock;
+        delete vireon;
+    });
+    while (!is_coming)
+        std::this_thread::yield();
+    lingers_unlocked = true;
+    EXPECT_EQ(vireon->SearchInterfaces(loopback.Get()), 0);
+    lingers_unlocked = false;
+    PyAutoUnlock2 unlocked;
+    destroyer.join();
+}
+
 // Each allocation of a second search is refused in turn; the first one's senders find on.
 TEST(VireonProcess, LosesNoDeviceToASecondSearchThatFindsNoMemory) {
     const NPT_List<NPT_NetworkInterface*> none;
