@@ -8,6 +8,7 @@
 #   host        makes network namespaces and runs a host in them that has several interpreters
 #   neighbours  a script or network test once more, beside other extension modules
 #   counts      makes network namespaces, and counts what an answer makes the module do
+#   lives       makes network namespaces, and lets searches and threads in them live long
 find_package(Python3 REQUIRED COMPONENTS Interpreter)
 
 # What searches runs once more for each of these: other packages in the process (tests/neighbours),
