@@ -12,8 +12,9 @@ import thread
 import threading
 import time
 
-import mixing
 import _vireon
+import inventory
+import mixing
 
 LIMIT_SECONDS = 60
 
@@ -69,9 +70,9 @@ def main(seed, first, count):
         errors = child.communicate()[1]
         killer.cancel()
         if child.returncode != 0:
-            os.write(1, 'complaint in exit %d: code %d\n%s\n' % (number, child.returncode, errors))
+            inventory.say('complaint in exit', number, child.returncode, errors)
             return 3
-    os.write(1, 'rounds %d\n' % count)
+    inventory.say('rounds', count)
 
 
 if __name__ == '__main__':

@@ -5,7 +5,6 @@ search, stop, open again, set callables, make and destroy, collect garbage and, 
 round ends when its threads have ended and all that it made is gone. Each draws from the seed and its own
 number, so that a round can be done again alone. Python 2.7.
 """
-import ctypes
 import gc
 import os
 import random
@@ -16,11 +15,11 @@ import time
 import traceback
 
 import _vireon
+import inventory
 
 LONGEST_ROUND_SECONDS = 60
 # The interpreter then changes threads only where one waits.
 NEVER = 2**31 - 1
-ON_WINDOWS = sys.platform == 'win32'
 forks = 'fork' in sys.argv
 
 
@@ -38,7 +37,7 @@ _vireon.Vireon_swigregister(Vireon)
 
 def complain(text):
     """Ends the process: what follows a fault tells nothing. In one piece, since others may write."""
-    os.write(1, 'complaint in round %d: %s\n' % (current.number, text))
+    inventory.say('complaint in round', current.number, text)
     os._exit(3)
 
 
@@ -342,24 +341,17 @@ class Errors(object):
                 os.write(2, line)
 
 
-def inventory():
-    """Threads, descriptors and, where the interpreter counts them, references."""
-    references = getattr(sys, 'gettotalrefcount', int)()
-    if ON_WINDOWS:
-        handles = ctypes.c_uint32()
-        kernel = ctypes.windll.kernel32
-        kernel.GetProcessHandleCount(ctypes.c_void_p(-1), ctypes.byref(handles))
-        return 0, handles.value, references
-    return len(os.listdir('/proc/self/task')), len(os.listdir('/proc/self/fd')), references
+def what_there_is():
+    return inventory.threads(), inventory.descriptors(), inventory.references()
 
 
 def settled():
-    """The inventory, once threads that have nothing more to do have ended."""
+    """What there is once threads that have nothing more to do have ended."""
     limit = time.time() + 5
-    now, before = inventory(), None
+    now, before = what_there_is(), None
     while now != before and time.time() < limit:
         time.sleep(0.05)
-        now, before = inventory(), now
+        now, before = what_there_is(), now
     return now
 
 
@@ -375,8 +367,8 @@ def main():
         current = Round(seed, number)
         gc.collect()
         if number - first in (count // 4, count - 1):
-            os.write(1, 'inventory %d %d %d\n' % settled())
-    os.write(1, 'rounds %d\n' % count)
+            inventory.say('inventory', *settled())
+    inventory.say('rounds', count)
     _vireon.delete_ZoSsdpDeviceInfo(leased)
 
 
