@@ -165,7 +165,10 @@ zorvane::Int32 Vireon::SearchInterfaces(const NPT_List<NPT_NetworkInterface*>& i
     OpenInterpreterToThreads();
     if (!life->Get()) return 0;
     JoinInterpreter();
-    return StartDispatch() && StartSenders(interfaces) ? kSearchStarted : 0;
+    // The end of a dispatch thread, the old one or the new one that a further search has replaced
+    // already, lets them run as well.
+    const bool can_deliver = StartDispatch() && life->Get();
+    return can_deliver && StartSenders(interfaces) ? kSearchStarted : 0;
 }
 
 bool Vireon::StartDispatch() {
@@ -188,9 +191,8 @@ bool Vireon::StartDispatch() {
         dispatch->SignalEnd();
         throw;
     }
-    const bool goes_on = is_in_place && life->Get();
-    if (!goes_on) dispatch->SignalEnd();
-    return goes_on;
+    if (!is_in_place) dispatch->SignalEnd();
+    return is_in_place;
 }
 
 bool Vireon::ReplaceDispatch(const DispatchThread& old, const DispatchThread& dispatch) {
