@@ -62,9 +62,7 @@ def leave(seed, number):
 
 def main(seed, first, count):
     for number in range(first, first + count):
-        child = subprocess.Popen(
-            [sys.executable, '-B', __file__, seed, str(number)], stderr=subprocess.PIPE, close_fds=True
-        )
+        child = subprocess.Popen([sys.executable, '-B', __file__, seed, str(number)], stderr=subprocess.PIPE)
         killer = threading.Timer(LIMIT_SECONDS, child.kill)
         killer.start()
         errors = child.communicate()[1]

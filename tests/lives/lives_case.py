@@ -52,8 +52,10 @@ class LivesCase(unittest.TestCase):
         self.note("VIREON_SEED=%s" % seed)
         return seed
 
-    def run_script(self, name, *arguments, seconds=300, leaves_engines=False):
-        """What a script says in a namespace of its own, where each search is answered."""
+    def run_script(self, name, *arguments, seconds=300, leaves_engines=False, pouring=()):
+        """What a script says in a namespace of its own, where each search is answered; or the first one,
+        at the rate and for the seconds given."""
+        server = [str(HERE / "pouring.py"), *map(str, pouring)] if pouring else [ANSWERING]
         environment = dict(os.environ)
         if leaves_engines:
             for variable, option in ("ASAN_OPTIONS", "detect_leaks=0"), (
@@ -62,7 +64,7 @@ class LivesCase(unittest.TestCase):
             ):
                 environment[variable] = environment.get(variable, "") + ":" + option
         process = subprocess.Popen(
-            [ISOLATED, sys.executable, "-B", ANSWERING, *interpreter(), str(HERE / name)]
+            [ISOLATED, sys.executable, "-B", *server, *interpreter(), str(HERE / name)]
             + [str(each) for each in arguments],
             env=environment,
             stdout=subprocess.PIPE,

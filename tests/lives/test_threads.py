@@ -11,7 +11,8 @@ from lives_case import IS_LONG, ON_WINDOWS, LivesCase
 
 # A checker's own locks, which its allocator holds for a moment, do not survive a fork.
 FORK = [] if ON_WINDOWS or "VIREON_CHECKED" in os.environ else ["fork"]
-ROUNDS, EXITS = (3000, 300) if IS_LONG else (120, 16)
+# Wine takes seconds for a process.
+ROUNDS, EXITS = (3000, 300) if IS_LONG else (20, 4) if ON_WINDOWS else (120, 16)
 # Threads and descriptors that come and go; references that the interpreter keeps for the next time.
 PASSING = (2, 8 if ON_WINDOWS else 0, 200)
 
