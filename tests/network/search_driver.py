@@ -154,6 +154,12 @@ def op_closed():
     return _vireon.Vireon_isClosed_get(engine)
 
 
+def op_shift_clock(seconds):
+    """By the library in front of the others; gives what the clock shows then."""
+    ctypes.CDLL(None).shift_clock(ctypes.c_long(seconds))
+    return time.time()
+
+
 def op_set_closed(value):
     _vireon.Vireon_isClosed_set(engine, value)
 
