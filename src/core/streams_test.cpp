@@ -167,6 +167,14 @@ TEST(Load, ClearsTheBufferWhenTheContentTurnsOutTooLarge) {
     EXPECT_EQ(stream.Load(buffer), NPT_ERROR_OUT_OF_RANGE);
 }
 
+TEST(Load, TakesAWholeGibibyteIfThereIsMemory) {
+    SizedInputStream stream({"abc"});
+    stream.available = kGibibyte;
+    NPT_DataBuffer buffer;
+    const FailingAllocation failing_allocation;
+    EXPECT_EQ(stream.Load(buffer), NPT_ERROR_NO_MEMORY);
+}
+
 TEST(Load, ReportsWhatStopsIt) {
     NPT_DataBuffer buffer;
     ScriptedInputStream failing({"abc", NPT_ERROR_TIMEOUT});

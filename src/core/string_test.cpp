@@ -8,6 +8,7 @@
 #include <utility>
 #include <vector>
 
+#include "core/testing/failing_allocation.h"
 #include "core/testing/print_string.h"
 
 namespace {
@@ -150,6 +151,15 @@ TEST(String, SizesThatPassTheLimitAreRefused) {
     // Added up in 32 bits this would be a length of 2.
     EXPECT_THROW(text.Append("x", 0xFFFFFFFFu), std::bad_alloc);
     EXPECT_EQ(text, "abc");
+}
+
+TEST(String, AsksForMemoryUpToTheLimitAlone) {
+    for (const NPT_UInt32 length : {0x7FFFFFFFu, 0x80000000u}) {
+        NPT_String text;
+        const FailingAllocation failing(1);
+        EXPECT_THROW(text.Reserve(length), std::bad_alloc);
+        EXPECT_EQ(failing.HasHappened(), length == 0x7FFFFFFF) << length;
+    }
 }
 
 TEST(String, SetLengthCutsPadsAndFrees) {
