@@ -99,6 +99,20 @@ TEST(PosixSocketTest, WritingToAPeerThatIsGoneRaisesNoSignal) {
     EXPECT_TRUE(result == NPT_ERROR_CONNECTION_RESET || result == -22000 - EPIPE) << result;
 }
 
+TEST(PosixSocketTest, SendingToTheAddressOfAPeerThatIsGoneRaisesNoSignal) {
+    UniqueSocket near_end;
+    UniqueSocket far_end;
+    ASSERT_EQ(ConnectSocketPair(near_end, far_end), NPT_SUCCESS);
+    NPT_SocketAddress address;
+    ASSERT_EQ(socket_platform::GetPeerAddress(near_end.Get(), address), NPT_SUCCESS);
+    far_end = UniqueSocket();
+    NPT_Result result = NPT_SUCCESS;
+    NPT_UInt32 sent = 0;
+    for (int attempts = 0; attempts < 100 && NPT_Succeeded(result); ++attempts)
+        result = socket_platform::SendTo(near_end.Get(), "x", 1, address, sent);
+    EXPECT_TRUE(result == NPT_ERROR_CONNECTION_RESET || result == -22000 - EPIPE) << result;
+}
+
 TEST(PosixSocketTest, ARefusalByTheConnectedPeerReachesTheReceiver) {
     NPT_SocketAddress closed_port;
     {
