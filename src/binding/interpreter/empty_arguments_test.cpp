@@ -92,6 +92,16 @@ TEST(EmptyArguments, MayNest100LevelsDeep) {
     EXPECT_EQ(Build(std::string(1000000, '[')), "SystemError");
 }
 
+TEST(EmptyArguments, NestNoDeeperForWhatStandsBesideThem) {
+    script::ExpectLocked();
+    std::string format;
+    for (int count = 0; count < 101; ++count)
+        format += "()";
+    const ScriptObject built = BuildFromEmptyArguments(format.c_str());
+    ASSERT_TRUE(built);
+    EXPECT_EQ(PyTuple_Size(built.Get()), 101);
+}
+
 TEST(EmptyArguments, MayBeMany) {
     script::ExpectLocked();
     const ScriptObject built = BuildFromEmptyArguments(std::string(100000, 'i').c_str());

@@ -313,6 +313,13 @@ TEST_F(DictionaryInsert, FailsForNullsAndConsumesTheRest) {
     EXPECT_EQ(PyDict_Size(dictionary_), 0);
 }
 
+TEST_F(DictionaryInsert, KeepsTheExceptionOfWhoeverCouldNotMakeTheValue) {
+    script::ExpectLocked();
+    PyErr_SetNone(PyExc_KeyError);
+    EXPECT_EQ(PyDict_SetItem2(dictionary_, PyInt_FromLong(1), nullptr), -1);
+    EXPECT_TRUE(PyErr_ExceptionMatches(PyExc_KeyError));
+}
+
 // Each of these runs in a process of its own, since the door to the interpreter is the process's.
 
 // Ends with 0 when the condition holds, with another code when not.
