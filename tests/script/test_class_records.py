@@ -98,6 +98,19 @@ class Records(Recorded):
         self.assertEqual(before, sys.getrefcount(First))
         self.assertIs(Second, type(self.borrowed()))
 
+    def test_a_new_registration_lets_the_old_ones_destructor_go(self):
+        def destroy(wrapped):
+            pass
+
+        class First(object):
+            __swig_destroy__ = staticmethod(destroy)
+
+        before = sys.getrefcount(destroy)
+        self.register(First)
+        self.assertEqual(before + 1, sys.getrefcount(destroy))
+        self.register(None)
+        self.assertEqual(before, sys.getrefcount(destroy))
+
     def test_anything_can_be_registered(self):
         for thing in (None, 5, 'text', object(), len, sys):
             self.register(thing)
@@ -173,6 +186,16 @@ class Dressing(Recorded):
         instance = self.borrowed(32)
         self.assertEqual('prepared', instance.name)
         self.assertEqual(32, int(instance.this))
+
+    def test_this_of_the_constructors_own_stays(self):
+        class Prepared(object):
+            def __new__(cls):
+                instance = object.__new__(cls)
+                instance.this = 'own'
+                return instance
+
+        self.register(Prepared)
+        self.assertEqual('own', self.borrowed(32).this)
 
     def test_a_dictionary_that_a_key_replaces_lives_until_it_is_searched(self):
         seen = []

@@ -91,11 +91,23 @@ class DeviceRecord(unittest.TestCase):
             self.assertEqual(0, support.int32_at(self.get('SetLeaseTime', lease, stamp)))
             self.assertEqual(kept, self.lease())
 
+    def test_a_lease_keeps_when_it_was_given(self):
+        memory, lease = number(60 * 10**9)
+        stamp_memory, stamp = number(5, name='_p_NPT_TimeStamp')
+        # That moment has no function of its own; it stands behind the lease.
+        given = ctypes.c_int64.from_address(int(self.get('GetLeaseTime')) + 8)
+        self.get('SetLeaseTime', lease, stamp)
+        self.assertEqual(5, given.value)
+        self.get('SetLeaseTime', lease)
+        self.assertLess(abs(given.value - time.time() * 10**9), 10 * 10**9)
+
     def test_boot_ids(self):
         memory, value = number(4000000000, ctypes.c_uint32, '_p_NPT_UInt32')
         self.assertIs(None, self.get('SetBootId', value))
         self.assertEqual(4000000000, support.uint32_at(self.get('GetBootId')))
-        self.assertIs(None, self.get('SetNextBootId', value))
+        next_memory, next_value = number(7, ctypes.c_uint32, '_p_NPT_UInt32')
+        self.assertIs(None, self.get('SetNextBootId', next_value))
+        self.assertEqual(4000000000, support.uint32_at(self.get('GetBootId')))
         before = int(time.time())
         self.assertLessEqual(abs(support.uint32_at(self.get('GenerateNextBootId')) - before), 2)
 

@@ -54,6 +54,15 @@ class WrappedPointers(unittest.TestCase):
     def test_representation_shows_the_last_alternative_of_the_name(self):
         self.assertEqual("<Swig Object of type 'TCHAR *' at 0x10>", repr(probe.wrap(16, '_p_char')))
 
+    def test_representation_shows_the_last_of_many_alternatives(self):
+        kind = support.descriptor('_p_char')
+        usual = kind.human_name
+        kind.human_name = 'char *|first *|second *'
+        try:
+            self.assertEqual("<Swig Object of type 'second *' at 0x10>", repr(probe.wrap(16, '_p_char')))
+        finally:
+            kind.human_name = usual
+
     def test_representation_without_a_type(self):
         self.assertEqual("<Swig Object of type '(null)' at 0x10>", repr(probe.wrap(16, None)))
         self.assertEqual('_1000000000000000', str(probe.wrap(16, None)))
@@ -89,6 +98,11 @@ class WrappedPointers(unittest.TestCase):
         self.assertFalse(low == high)
         self.assertNotEqual(low, 16)
         self.assertNotEqual(low, None)
+
+    def test_addresses_that_are_far_apart_are_compared_whole(self):
+        for low, high in [(16, 16 + 2**32), (16, 16 + 2**31), (16, 16 + 2**63)]:
+            pair = probe.wrap(low, '_p_Vireon'), probe.wrap(high, '_p_Vireon')
+            self.assertTrue(pair[0] < pair[1], (low, high))
 
     def test_ownership(self):
         self.assertIs(True, self.device.own())
@@ -201,6 +215,23 @@ class Chains(unittest.TestCase):
         probe.convert(first, '_p_char', 1)
         self.assertEqual([False, True], [first.next().own(), first.next().next().own()])
         first.next().next().disown()
+
+    def test_types_that_convert_go_on_doing_so_whatever_was_asked_before(self):
+        kind = support.descriptor('_p_int')
+        own = kind.casts
+        others = ['_p_char', '_p_float', '_p_long']
+        links = (support.CastLink * len(others))()
+        before = own
+        for name, link in zip(others, links):
+            link.from_type = ctypes.pointer(support.descriptor(name))
+            link.previous = before
+            before.contents.next = before = ctypes.pointer(link)
+        try:
+            for name in others + others:
+                self.assertEqual((0, 16), probe.convert(probe.wrap(16, name), '_p_int', 0), name)
+        finally:
+            kind.casts = own
+            own.contents.next = own.contents.previous = None
 
     def test_the_entry_that_was_found_lives_as_long_as_the_call(self):
         alive, seen = [1], []
