@@ -40,9 +40,9 @@ HARMLESS = HERE / "harmless.txt"
 PINNED = HERE / "mutators.txt"
 RULES = ["universal.rules", "c_like.rules", "cpp.rules", str(HERE / "house.rules")]
 
-# A fault is a line of a file, by its number, and what stands there instead.
-Mutant = collections.namedtuple("Mutant", "path line before after")
-Listed = collections.namedtuple("Listed", "path before after reason")
+# A fault is a line of a file, by its number, and what stands there instead; above is the line above it.
+Mutant = collections.namedtuple("Mutant", "path line above before after")
+Listed = collections.namedtuple("Listed", "path above before after reason")
 Test = collections.namedtuple("Test", "name label command environment")
 
 # In this order; what looks at sources or measures the machine is left out, and what runs all again.
@@ -57,19 +57,7 @@ TRIES_OF_A_LINE = 4
 PATIENCE_FACTOR, PATIENCE = 4, 20
 MEMORY_LIMIT = 3 << 30  # bytes: a fault may make a loop that takes all there is
 OUTPUT_LIMIT = 64 << 20  # bytes
-
-
-def read_harmless(text):
-    """Blocks of a path, "- " and "+ " and the two lines, and the reason."""
-    listed = []
-    for block in re.split(r"\n\s*\n", re.sub(r"^#.*\n", "", text, flags=re.M).strip()):
-        lines = block.split("\n")
-        if block and (len(lines) < 4 or lines[1][:2] != "- " or lines[2][:1] != "+"):
-            raise ValueError(f"not a path, two lines and a reason:\n{block}")
-        if block:
-            reason = " ".join(line.strip() for line in lines[3:])
-            listed.append(Listed(lines[0], in_one_line(lines[1][2:]), in_one_line(lines[2][1:]), reason))
-    return listed
+FAILURE = re.compile(r"^\[  FAILED  \] ([\w/.]+)|^(?:FAIL|ERROR): ([\w.]+)", re.M)
 
 
 def in_one_line(text):
@@ -77,13 +65,32 @@ def in_one_line(text):
     return " ".join(text.split())
 
 
+def read_harmless(text):
+    """Blocks of lines: a path; the line above the fault, behind two blanks; what stands there, behind "- ";
+    what would, behind "+ "; and the reason."""
+    listed = []
+    for block in re.split(r"\n\s*\n", re.sub(r"^#.*\n", "", text, flags=re.M).strip("\n")):
+        parts = {"  ": [], "- ": [], "+ ": [], "": []}
+        path, *lines = block.split("\n")
+        for line in lines:
+            kind = next(kind for kind in parts if (line + " ").startswith(kind))
+            parts[kind].append(line[len(kind) :])
+        texts = [in_one_line(" ".join(part)) for part in parts.values()]
+        if path and (not texts[1] or not parts["+ "] or not texts[3]):
+            raise ValueError(f"not a path, a fault and a reason:\n{block}")
+        if path:
+            listed.append(Listed(path, *texts))
+    return listed
+
+
 def block_of(mutant):
-    return f"{mutant.path}\n- {in_one_line(mutant.before)}\n+ {in_one_line(mutant.after)}"
+    above, before, after = map(in_one_line, mutant[2:])
+    return f"{mutant.path}\n  {above}\n- {before}\n+ {after}"
 
 
 def is_harmless(mutant, listed):
-    place = (mutant.path, in_one_line(mutant.before), in_one_line(mutant.after))
-    return any(place == (each.path, each.before, each.after) for each in listed)
+    place = (mutant.path, *map(in_one_line, mutant[2:]))
+    return any(place == each[:4] for each in listed)
 
 
 def is_mutated(path):
@@ -112,9 +119,9 @@ def lines_with_mutants(path, text, mutate):
             lines, ruleFiles=RULES, ignorePatterns=[r"^\s*//", r"^\s*(namespace|static_assert)\b"]
         )
     for number, after, *_ in mutants:
-        before = lines[number - 1]
+        before, above = lines[number - 1], lines[number - 2] if number > 1 else ""
         if in_one_line(before) != in_one_line(after):
-            found.setdefault(number, []).append(Mutant(path, number, before, after))
+            found.setdefault(number, []).append(Mutant(path, number, above, before, after))
     return list(found.values())
 
 
@@ -227,6 +234,12 @@ class Tree:
         return {str(file): file.stat().st_mtime_ns for file in files}
 
 
+def first_failure(output):
+    """The test's name behind a colon, as GoogleTest and unittest print it, if they came so far."""
+    found = FAILURE.search(output.decode(errors="replace"))
+    return f": {found[1] or found[2]}" if found else ""
+
+
 def start_limited():
     resource.setrlimit(resource.RLIMIT_DATA, (MEMORY_LIMIT, MEMORY_LIMIT))
     resource.setrlimit(resource.RLIMIT_FSIZE, (OUTPUT_LIMIT, OUTPUT_LIMIT))
@@ -285,7 +298,8 @@ class Run:
             process.wait()
             self.running.discard(process)
             self.seconds[test.name] = time.monotonic() - begin
-            return test.name + why if failed else ""
+            output.seek(0)
+            return f"{test.name}{why or first_failure(output.read())}" if failed else ""
 
 
 class Hunt:

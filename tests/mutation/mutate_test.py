@@ -13,6 +13,7 @@ import mutate
 LIST = """# What it is.
 
 src/core/list.cpp
+  {
 - if (count > 0) return;
 + if (count >= 0) return;
 The caller has asked for that
@@ -20,13 +21,14 @@ before.
 
 src/core/string.cpp
 - Reserve(n);
-+
+- Append(text);
++ Append(text);
 It only saves time.
 """
 
 
-def mutant(path, before, after, line=1):
-    return mutate.Mutant(path, line, before, after)
+def mutant(path, before, after, line=1, above="  {\n"):
+    return mutate.Mutant(path, line, above, before, after)
 
 
 class Harmless(unittest.TestCase):
@@ -34,7 +36,8 @@ class Harmless(unittest.TestCase):
         first, second = mutate.read_harmless(LIST)
         self.assertEqual(first.path, "src/core/list.cpp")
         self.assertEqual(first.reason, "The caller has asked for that before.")
-        self.assertEqual((second.before, second.after), ("Reserve(n);", ""))
+        self.assertEqual((first.above, second.above), ("{", ""))
+        self.assertEqual((second.before, second.after), ("Reserve(n); Append(text);", "Append(text);"))
 
     def test_one_without_a_reason_is_refused(self):
         with self.assertRaisesRegex(ValueError, "a reason"):
@@ -49,6 +52,7 @@ class Harmless(unittest.TestCase):
         for other in (
             mutant("src/core/list.h", line, "if (count >= 0) return;\n"),
             mutant("src/core/list.cpp", line, "if (count < 0) return;\n"),
+            mutant("src/core/list.cpp", line, "if (count >= 0) return;\n", above="else\n"),
         ):
             self.assertFalse(mutate.is_harmless(other, listed))
 
@@ -59,8 +63,8 @@ class Harmless(unittest.TestCase):
 
     def test_each_that_is_listed_stands_in_the_tree(self):
         for each in mutate.read_harmless(mutate.HARMLESS.read_text(encoding="utf-8")):
-            lines = (mutate.ROOT / each.path).read_text(encoding="utf-8").splitlines()
-            self.assertIn(each.before, [mutate.in_one_line(line) for line in lines], each.path)
+            text = mutate.in_one_line((mutate.ROOT / each.path).read_text(encoding="utf-8"))
+            self.assertIn(mutate.in_one_line(f"{each.above} {each.before}"), text, each.path)
             self.assertTrue(mutate.is_mutated(each.path), each.path)
 
 
@@ -112,6 +116,10 @@ class Running(unittest.TestCase):
         begin = time.monotonic()
         self.assertEqual(self.failure("import time; time.sleep(60)", "raise SystemExit(3)"), "1")
         self.assertLess(time.monotonic() - begin, 30)
+
+    def test_the_test_that_failed_is_named(self):
+        self.assertEqual(self.failure("print('[  FAILED  ] List.Adds (0 ms)'); exit(1)"), "0: List.Adds")
+        self.assertEqual(self.failure("print('ERROR: test_add (Case)'); exit(1)"), "0: test_add")
 
     def test_what_does_not_end_is_noticed_and_all_that_it_started_ends(self):
         with tempfile.TemporaryDirectory() as folder:
