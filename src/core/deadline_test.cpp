@@ -44,6 +44,10 @@ class DeadlineTest : public testing::Test {
     const Deadline::Clock::time_point now_ = Deadline::Clock::now();
 };
 
+TEST_F(DeadlineTest, CountsOnAClockThatNobodySets) {
+    EXPECT_TRUE(Deadline::Clock::is_steady);
+}
+
 TEST_F(DeadlineTest, PassesWhenItsTimeHasCome) {
     const Deadline deadline = Deadline::After(NPT_TimeInterval(3.0), now_);
     EXPECT_FALSE(deadline.HasPassed(now_));
