@@ -146,6 +146,22 @@ TEST_F(CallbackTaskWorker, WakesWhoWaitsForWhatWasQueuedBefore) {
     EXPECT_EQ(taken.get(), "first");
 }
 
+TEST_F(CallbackTaskWorker, WaitsForTheNextRecordWithoutLookingForItAllTheTime) {
+    std::future<std::string> taken = std::async(std::launch::async, [this] {
+        Take();
+        return Take();
+    });
+    PyAutoUnlock2 unlocked;
+    std::this_thread::sleep_for(milliseconds(100));
+    Add("first");
+    std::this_thread::sleep_for(milliseconds(100));
+    const int before = watched_calls::event_waits;
+    std::this_thread::sleep_for(milliseconds(100));
+    EXPECT_LE(watched_calls::event_waits - before, 1);
+    Add("second");
+    EXPECT_EQ(taken.get(), "second");
+}
+
 TEST_F(CallbackTaskWorker, WaitsForARecordWithTheInterpreterLockReleased) {
     std::thread adder([this] {
         PyAutoLock2 lock;  // deadlocks when the waiting thread keeps the lock
@@ -265,6 +281,26 @@ TEST_F(CallbackTaskWorker, LeavesNothingBehindThatItsThreadTookBeforeTheEnd) {
     worker_->DestroyTasks();
     dispatch.join();
     EXPECT_TRUE(is_destroyed);
+}
+
+TEST_F(CallbackTaskWorker, PutsBackInFrontOfTheOthersWhatItTookBeforeTheEnd) {
+    constexpr milliseconds kPace(200);
+    Add("first");
+    Add("second");
+    {
+        PyAutoUnlock2 unlocked;
+        std::thread dispatch([this, kPace] {
+            // Takes the first record at 200 ms and sees the end.
+            watched_calls::pace = kPace;
+            worker_->Run();
+        });
+        std::this_thread::sleep_for(kPace / 2);
+        worker_->SignalEnd();
+        dispatch.join();
+    }
+    worker_->SetEngine(vireon_.get());
+    EXPECT_EQ(Take(), "first");
+    EXPECT_EQ(Take(), "second");
 }
 
 TEST_F(CallbackTaskWorker, EndsTheWaitWhenItsEngineIsTaken) {

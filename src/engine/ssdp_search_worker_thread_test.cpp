@@ -610,6 +610,18 @@ TEST_F(ScriptedSearchWorker, DoesNotSpinWhenATimeOutComesBeforeItsTime) {
     waker_->Wake();
 }
 
+TEST_F(ScriptedSearchWorker, TakesInNoAnswerOfAnEngineThatWasClosedMeanwhile) {
+    Make();
+    socket_->LineUp(Answer("late"), [this] { vireon_->isClosed = true; });
+    worker_->Run();
+    vireon_->isClosed = false;
+    // Hands on whatever is there.
+    vireon_->SearchInterfaces(NPT_List<NPT_NetworkInterface*>());
+    socket_ = new ScriptedUdpSocket;
+    WaitForDispatch();
+    EXPECT_EQ(GetNames(), "[]");
+}
+
 TEST_F(ScriptedSearchWorker, ClosesItsSocketWhenItsThreadEnds) {
     Make();
     bool is_closed = false;

@@ -66,6 +66,14 @@ TEST(DiagnosticsOutput, IsStandardErrorWithWideTextAsUtf8) {
               "a\xC3\xA9\xE2\x82\xAC\xF0\x9F\x98\x80\nnarrow\n");
 }
 
+TEST(DiagnosticsOutput, TakesNoMoreBytesForACharacterThanItNeeds) {
+    testing::internal::CaptureStderr();
+    const wchar_t edges[] = {0x7F, 0x80, 0x7FF, 0x800, 0xFFFF, 0x10000, 0};
+    DiagnosticsPlatform::Get().WriteWide(edges);
+    EXPECT_EQ(testing::internal::GetCapturedStderr(),
+              "\x7F\xC2\x80\xDF\xBF\xE0\xA0\x80\xEF\xBF\xBF\xF0\x90\x80\x80");
+}
+
 std::wstring FormatWide(const wchar_t* format, ...) {
     wchar_t buffer[1024] = {};
     va_list arguments;

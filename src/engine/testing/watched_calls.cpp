@@ -8,6 +8,7 @@
 namespace watched_calls {
 
 thread_local std::chrono::milliseconds pace{0};
+std::atomic<int> event_waits{0};
 std::atomic<int> event_sets{0};
 std::atomic<std::chrono::steady_clock::time_point> last_event_set{};
 
@@ -29,6 +30,7 @@ extern "C" void __wrap__ZN15CriticalSection4lockEv(CriticalSection* lock) {
 }
 extern "C" void __real__ZN5Event4WaitEv(Event* event);
 extern "C" void __wrap__ZN5Event4WaitEv(Event* event) {
+    ++watched_calls::event_waits;
     watched_calls::TakeTime();
     __real__ZN5Event4WaitEv(event);
 }
