@@ -55,7 +55,7 @@ PARTS_OF = {"engine"}
 TRIES_OF_A_LINE = 4
 # A test may take so many times as long as without a fault, and so many seconds more.
 PATIENCE_FACTOR, PATIENCE = 4, 20
-MEMORY_LIMIT = 3 << 30  # bytes: a fault may make a loop that takes all there is
+MEMORY_LIMIT = 8 << 30  # bytes: a fault may make a loop that takes all there is
 OUTPUT_LIMIT = 64 << 20  # bytes
 FAILURE = re.compile(r"^\[  FAILED  \] ([\w/.]+)|^(?:FAIL|ERROR): ([\w.]+)", re.M)
 

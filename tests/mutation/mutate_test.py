@@ -131,7 +131,7 @@ class Running(unittest.TestCase):
             self.assertFalse(sign.exists())
 
     def test_a_loop_that_takes_all_memory_fails(self):
-        self.assertEqual(self.failure("[0] * (1 << 30)"), "0")
+        self.assertEqual(self.failure("[0] * (1 << 31)"), "0")
 
 
 class Tree:
