@@ -221,6 +221,16 @@ TEST(CancelPairScriptedTest, ClosesBeforeTheSocket) {
     EXPECT_TRUE(platform.open.empty());
 }
 
+// The end of the connection wakes the reader, who has to see why.
+TEST(CancelScriptedTest, IsSeenBeforeTheConnectionEnds) {
+    ScriptedPlatform platform;
+    const auto descriptor = MakeDescriptor();
+    bool was_seen = false;
+    platform.when_shut_down = [&] { was_seen = descriptor->IsCancelled(); };
+    descriptor->Cancel(true);
+    EXPECT_TRUE(was_seen);
+}
+
 TEST(CancelScriptedTest, ShutsTheConnectionDownOnRequestOnly) {
     ScriptedPlatform platform;
     MakeDescriptor()->Cancel(false);

@@ -107,6 +107,7 @@ NPT_Result Accept(Handle, Handle& connection) {
 }
 
 NPT_Result Shutdown(Handle) {
+    ScriptedPlatform::Current().when_shut_down();
     return ScriptedPlatform::Current().Enter("Shutdown");
 }
 

@@ -56,6 +56,7 @@ class ScriptedPlatform {
     std::deque<WaitStep> wait_steps;
     std::deque<TransferStep> send_steps;
     std::deque<TransferStep> receive_steps;
+    std::function<void()> when_shut_down = [] {};
     std::map<socket_platform::Option, int> option_values;
     std::map<socket_platform::Handle, NPT_SocketAddress> peer_addresses;
     NPT_SocketAddress source;
