@@ -610,6 +610,16 @@ TEST_F(ScriptedSearchWorker, DoesNotSpinWhenATimeOutComesBeforeItsTime) {
     waker_->Wake();
 }
 
+TEST_F(ScriptedSearchWorker, PausesForNoAnswerThatIsNotThereYet) {
+    Make();
+    for (int count = 0; count < 20; ++count) {
+        socket_->LineUp(Answer("Den"));
+        socket_->LineUp(NPT_ERROR_WOULD_BLOCK);
+    }
+    LineUpTheEnd();
+    EXPECT_LT(Run(), milliseconds(20 * 100));
+}
+
 TEST_F(ScriptedSearchWorker, TakesInNoAnswerOfAnEngineThatWasClosedMeanwhile) {
     Make();
     socket_->LineUp(Answer("late"), [this] { vireon_->isClosed = true; });

@@ -6,6 +6,7 @@
 #include "binding/interpreter/testing/embedded_interpreter.h"
 #include "binding/interpreter/testing/further_interpreter.h"
 #include "device/zo_ssdp_device_info.h"
+#include "engine/testing/watched_calls.h"
 #include "engine/vireon.h"
 
 namespace {
@@ -87,6 +88,13 @@ TEST_F(VireonOfAnotherInterpreter, IsClosedWhenThatEnds) {
     EXPECT_TRUE(vireon_->isClosed);
     vireon_->CallBack("i", 7);
     EXPECT_FALSE(vireon_->GetInterpreter());
+}
+
+TEST_F(VireonOfAnotherInterpreter, LetsItsThreadEndWhenThatEnds) {
+    vireon_->SearchInterfaces(NPT_List<NPT_NetworkInterface*>());
+    const int before = watched_calls::event_sets;
+    End();
+    EXPECT_GT(watched_calls::event_sets, before);
 }
 
 TEST_F(VireonOfAnotherInterpreter, ServesTheNextThatSetsACallable) {

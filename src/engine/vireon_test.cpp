@@ -212,9 +212,10 @@ TEST_F(VireonTest, IgnoresANullDevice) {
     EXPECT_EQ(script::Evaluate("calls"), "[]");
 }
 
-TEST_F(VireonTest, KeepsTheCallableForTheCallThatReplacesIt) {
+// Makes drop() a function of scripts that leaves the engine without a callable.
+void LetScriptsDropTheCallable(Vireon& vireon) {
     static Vireon* engine;
-    engine = vireon_.get();
+    engine = &vireon;
     static PyMethodDef drop = {"drop",
                                [](PyObject*, PyObject*) -> PyObject* {
                                    script::ExpectLocked();
@@ -225,6 +226,10 @@ TEST_F(VireonTest, KeepsTheCallableForTheCallThatReplacesIt) {
     PyObject* const function = PyCFunction_New(&drop, nullptr);
     PyDict_SetItemString(script::GetGlobals(), "drop", function);
     Py_DECREF(function);
+}
+
+TEST_F(VireonTest, KeepsTheCallableForTheCallThatReplacesIt) {
+    LetScriptsDropTheCallable(*vireon_);
     script::Run(
         "class Once(object):\n"
         "    def __call__(self, *arguments):\n"
@@ -237,6 +242,21 @@ TEST_F(VireonTest, KeepsTheCallableForTheCallThatReplacesIt) {
     vireon_->CallBack("i", 1);
     vireon_->CallBack("i", 1);
     EXPECT_EQ(script::Evaluate("calls"), "['Once']");
+}
+
+TEST_F(VireonTest, KeepsTheCallableForTheDeviceThatReplacesIt) {
+    LetScriptsDropTheCallable(*vireon_);
+    script::Run(
+        "import weakref\n"
+        "def once(event, device):\n"
+        "    drop()\n"
+        "    calls.append(reference() is not None)\n"
+        "reference = weakref.ref(once)\n");
+    vireon_->SetCallback(script::Get("once"));
+    script::Run("del once");
+    ZoSsdpDeviceInfo device;
+    vireon_->CallbacktoClient(&device);
+    EXPECT_EQ(script::Evaluate("calls"), "[True]");
 }
 
 // Answers

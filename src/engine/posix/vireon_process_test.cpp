@@ -8,6 +8,7 @@
 #include <pthread.h>
 #include <stdlib.h>
 #include <sys/prctl.h>
+#include <sys/socket.h>
 #include <sys/syscall.h>
 
 #include <sys/wait.h>
@@ -31,6 +32,7 @@
 #include "core/testing/failing_allocation.h"
 #include "engine/protocol.h"
 #include "engine/testing/search_answers.h"
+#include "engine/testing/watched_calls.h"
 #include "engine/vireon.h"
 
 namespace {
@@ -241,6 +243,27 @@ TEST(VireonProcess, KeepsNoDescriptorsOfEarlierSearches) {
     EXPECT_LE(CountDescriptors(), before + 2);  // the last waker's
 }
 
+// Or another program could take answers off it.
+TEST(VireonProcess, SharesNoPortOfItsSenders) {
+    const LoopbackInterfaces loopback;
+    Vireon vireon;
+    vireon.SetInterVal(30);
+    vireon.SearchInterfaces(loopback.Get());
+    int senders = 0;
+    for (int descriptor = 0; descriptor < 1024; ++descriptor) {
+        int type = 0;
+        int shares = 0;
+        socklen_t size = sizeof type;
+        if (getsockopt(descriptor, SOL_SOCKET, SO_TYPE, &type, &size) != 0 || type != SOCK_DGRAM)
+            continue;
+        EXPECT_EQ(getsockopt(descriptor, SOL_SOCKET, SO_REUSEADDR, &shares, &size), 0);
+        EXPECT_EQ(shares, 0);
+        ++senders;
+    }
+    EXPECT_EQ(senders, 2);
+    vireon.Stop();
+}
+
 // What an ended thread leaves behind until it is waited for.
 long GetAddressSpace() {
     long pages = 0;
@@ -435,6 +458,29 @@ void SearchWhileScriptsDestroy() {
     destroyed_by_script = new Vireon;
     const LoopbackInterfaces loopback;
     exit(destroyed_by_script->SearchInterfaces(loopback.Get()) == 0 ? 0 : 2);
+}
+
+// A handler that was registered before the search runs when the interpreter is ending already.
+void DestroyAtExit() {
+    static bool was_told = false;
+    static PyMethodDef destroy = {"destroy",
+                                  [](PyObject*, PyObject*) -> PyObject* {
+                                      const int before = watched_calls::event_sets;
+                                      delete std::exchange(destroyed_by_script, nullptr);
+                                      was_told = watched_calls::event_sets > before;
+                                      Py_RETURN_NONE;
+                                  },
+                                  METH_NOARGS, nullptr};
+    PyDict_SetItemString(script::GetGlobals(), "destroy", PyCFunction_New(&destroy, nullptr));
+    script::Run("import atexit\natexit.register(destroy)");
+    destroyed_by_script = new Vireon;
+    destroyed_by_script->SearchInterfaces(NPT_List<NPT_NetworkInterface*>());
+    Py_Finalize();
+    _exit(was_told ? 0 : 2);
+}
+
+TEST(VireonProcessDeathTest, LetsItsThreadEndThoughItDoesNotWaitForIt) {
+    EXPECT_EXIT(DestroyAtExit(), testing::ExitedWithCode(0), "");
 }
 
 // Registering with the interpreter's exit runs scripts, and lets other threads' scripts run.
