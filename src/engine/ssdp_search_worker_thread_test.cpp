@@ -620,18 +620,6 @@ TEST_F(ScriptedSearchWorker, PausesForNoAnswerThatIsNotThereYet) {
     EXPECT_LT(Run(), milliseconds(20 * 100));
 }
 
-TEST_F(ScriptedSearchWorker, TakesInNoAnswerOfAnEngineThatWasClosedMeanwhile) {
-    Make();
-    socket_->LineUp(Answer("late"), [this] { vireon_->isClosed = true; });
-    worker_->Run();
-    vireon_->isClosed = false;
-    // Hands on whatever is there.
-    vireon_->SearchInterfaces(NPT_List<NPT_NetworkInterface*>());
-    socket_ = new ScriptedUdpSocket;
-    WaitForDispatch();
-    EXPECT_EQ(GetNames(), "[]");
-}
-
 TEST_F(ScriptedSearchWorker, ClosesItsSocketWhenItsThreadEnds) {
     Make();
     bool is_closed = false;
