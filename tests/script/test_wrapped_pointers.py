@@ -179,6 +179,11 @@ class WrappedPointers(unittest.TestCase):
         with support.Quiet():
             self.assertRaises(KeyError, fail)
 
+    def test_an_exception_that_its_end_meets_is_still_there_afterwards(self):
+        holder = [probe.wrap(16, '_p_char', 1)]
+        with support.Quiet():
+            self.assertEqual((None, KeyError), probe.call_with_pending(KeyError, holder.__delitem__, (0,)))
+
 
 class Chains(unittest.TestCase):
     def test_entries_are_appended_and_read(self):
