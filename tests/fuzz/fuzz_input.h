@@ -31,6 +31,15 @@ class FuzzInput {
         --size_;
         return *data_++;
     }
+    bool IsEmpty() const { return size_ == 0; }
+    // Fewer where the input ends before.
+    std::string TakeText(std::size_t length) {
+        const std::size_t taken = std::min(length, size_);
+        std::string text(reinterpret_cast<const char*>(data_), taken);
+        data_ += taken;
+        size_ -= taken;
+        return text;
+    }
     std::string TakeRest() {
         std::string rest(reinterpret_cast<const char*>(data_), size_);
         size_ = 0;
