@@ -22,7 +22,7 @@ readonly kBuildPackages=(g++ cmake ninja-build python3 iproute2 util-linux)
 readonly kTestPackages=(
     clang libclang-rt-14-dev clang-format clang-tidy shellcheck black pyflakes3 ccache
     googletest
-    libxml2-utils valgrind
+    libxml2-utils libxml2-dev valgrind
 )
 # What the module is measured with, and beside.
 readonly kBenchPackages=(
