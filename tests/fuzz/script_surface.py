@@ -163,10 +163,9 @@ class Natives(object):
 class Caller(object):
     """One thread's calls."""
 
-    def __init__(self, seed, number, shared, trace):
+    def __init__(self, seed, number, values, shared, trace):
         self.draw = random.Random('%s %s' % (seed, number))
-        self.number, self.shared, self.trace = number, shared, trace
-        self.values = Values(self.draw)
+        self.number, self.values, self.shared, self.trace = number, values, shared, trace
         self.own = Natives(self.values)
         self.calls = self.raised = 0
         self.strange = Strange(self.draw, self.values.strangers)
@@ -411,10 +410,10 @@ class Caller(object):
                 gc.collect()
 
 
-def run_round(seed, count, threads, trace):
+def run_round(seed, count, values, trace):
     """(calls, those that were refused, complaints) of threads that each make so many."""
-    shared = Natives(Values(random.Random(seed)))
-    callers = [Caller(seed, number, shared, trace) for number in range(threads)]
+    shared = Natives(values[0])
+    callers = [Caller(seed, number, own, shared, trace) for number, own in enumerate(values)]
     complaints = []
 
     def run(caller):
@@ -460,10 +459,12 @@ def run(seed, calls=None, seconds=None, threads=4, trace=False):
     end = time.time() + seconds if seconds else None
     made = raised = number = 0
     complaints, before = [], None
+    # Of each thread.
+    values = [Values(random.Random('%s values %d' % (seed, thread))) for thread in range(threads)]
     try:
         while not complaints and (time.time() < end if end else made < calls):
             count = CALLS_A_ROUND if end else min(CALLS_A_ROUND, (calls - made) // threads + 1)
-            more, refused, complaints = run_round('%s.%d' % (seed, number), count, threads, trace)
+            more, refused, complaints = run_round('%s.%d' % (seed, number), count, values, trace)
             made, raised, number = made + more, raised + refused, number + 1
             # A first round makes what is kept for good.
             before = descriptors() if before is None else before
