@@ -1,8 +1,9 @@
 #!/usr/bin/env bash
 # setup.sh build|test|coverage|bench|windows
+# setup.sh build|test|bench|windows|peers
 #
-# Installs what building the module, testing it, measuring it, or building and testing it for Windows
-# needs and is not there yet. Safe to run again: what is in place is left alone, and a machine that has everything
+# Installs what building the module, testing it, measuring it, building and testing it for Windows, or
+# searching among others' programs needs and is not there yet. Safe to run again: what is in place is left alone, and a machine that has everything
 # is not asked for root.
 #
 # Everything comes from Debian 12 but Python 2.7, which Debian 12 no longer has. Unless a Python 2.7
@@ -174,6 +175,22 @@ set_up_pip() {
     pip3 --version >/dev/null 2>&1 || set_up_packages python3-pip
 }
 
+# The same of a library for it.
+set_up_node() {
+    local program
+    for program in node npm; do
+        "$program" --version >/dev/null 2>&1 || set_up_packages nodejs npm
+    done
+}
+
+# What is only fetched (peers.sh) has to be known to apt.
+know_peers() {
+    local package
+    while IFS= read -r package; do
+        has_candidate "$package" || update_once
+    done < <(grep -v '^#' "$kScripts/peers-debian.txt")
+}
+
 command -v apt-get >/dev/null || die 'only Debian 12 is set up by this script (no apt-get here)'
 case ${1-} in
     build) set_up_packages "${kBuildPackages[@]}" ;;
@@ -191,5 +208,12 @@ case ${1-} in
         exit
         ;;
     *) die 'usage: setup.sh build|test|coverage|bench|windows' ;;
+    peers)
+        set_up_packages "${kBuildPackages[@]}" "${kTestPackages[@]}"
+        set_up_pip
+        set_up_node
+        know_peers
+        ;;
+    *) die 'usage: setup.sh build|test|bench|windows|peers' ;;
 esac
 set_up_python "$1"

@@ -416,6 +416,62 @@ class Fetching(SmallTree):
         self.assertTrue((folder / "package/__init__.py").exists())
         self.assertEqual("\n", (self.root / "fetched").read_text())
 
+    # Knows one package, and downloads it to where it is told.
+    APT = """
+for word; do case $word in Dir::Cache::archives=*) folder=${word#*=} ;; esac; done
+case $* in
+    *--print-uris*) echo "'mirror:/some.deb' some.deb 100 SHA256:00" ;;
+    *) echo >"$folder/some.deb" ;;
+esac"""
+
+    def fake_peers(self):
+        for name in ("grep", "cp", "ln"):
+            (self.root / "bin" / name).symlink_to(shutil.which(name))
+        (self.root / "bin/python3").symlink_to(sys.executable)
+        self.fake("apt-get", self.APT)
+        self.fake("dpkg-deb", f'{shutil.which("mkdir")} -p "$3/usr/bin" "$3/lib"; echo >"$3/lib/some.so"')
+        with zipfile.ZipFile(self.root / "some.whl", "w") as wheel:
+            wheel.writestr("package/__init__.py", "")
+        self.fake("pip3", f'for folder; do :; done; {shutil.which("cp")} {self.root}/some.whl "$folder"')
+        self.fake("npm", f'echo "$*" >>{self.root}/npm')
+
+    def test_peers_that_apt_does_not_know(self):
+        self.fake_peers()
+        self.fake("apt-get", "exit 100")
+        packages = (ROOT / "scripts/peers-debian.txt").read_text(encoding="utf-8").splitlines()
+        names = " ".join(name for name in packages if not name.startswith("#"))
+        self.expect(f"peers: apt-get knows not all of: {names}", ("scripts/peers.sh",))
+
+    def test_peers_without_a_network(self):
+        self.fake_peers()
+        self.fake("npm", "exit 1")
+        node = "peers: npm could not fetch what peers-node/ pins; is the network there?"
+        self.expect(node, ("scripts/peers.sh",))
+        self.fake("pip3", "exit 1")
+        python = "fetch-wheels: pip could not fetch what peers-python.txt pins; is the network there?"
+        self.expect(python, ("scripts/peers.sh",))
+        self.fake("apt-get", 'case $* in *--print-uris*) echo "uri file 1 hash" ;; *) exit 100 ;; esac')
+        debian = (
+            "peers: apt-get could not fetch Debian's peers; is the network there, and are the package lists "
+            "recent?"
+        )
+        self.expect(debian, ("scripts/peers.sh",))
+
+    def test_peers_are_fetched_once_and_what_stands_beside_usr_stands_in_it(self):
+        self.fake_peers()
+        said = [
+            self.run_command(
+                "scripts/peers.sh", PATH=str(self.root / "bin"), XDG_CACHE_HOME=str(self.cache)
+            ).stdout.splitlines()[-1]
+            for _ in range(2)
+        ]
+        (folder,) = self.cache.glob("vireon/*")
+        self.assertEqual([str(folder)] * 2, said)
+        self.assertTrue((folder / "programs/usr/lib/some.so").exists())
+        self.assertTrue((folder / "python/package/__init__.py").exists())
+        self.assertTrue((folder / "node/package-lock.json").exists())
+        self.assertEqual(1, len((self.root / "npm").read_text().splitlines()))
+
     def test_a_chosen_interpreter_that_is_not_whole(self):
         for name in ("python.exe", "DLLs/select.pyd", "Lib/os.py", "include/Python.h", "libs/python27.lib"):
             self.write(f"chosen/{name}")
