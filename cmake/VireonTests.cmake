@@ -9,6 +9,7 @@
 #   neighbours  a script or network test once more, beside other extension modules
 #   counts      makes network namespaces, and counts what an answer makes the module do
 #   lives       makes network namespaces, and lets searches and threads in them live long
+#   peers       makes network namespaces and runs programs of others in them (./dev peers)
 find_package(Python3 REQUIRED COMPONENTS Interpreter)
 
 # What searches runs once more for each of these: other packages in the process (tests/neighbours),

@@ -72,6 +72,13 @@ class Dev(SmallTree):
         done = self.run_command("./dev", "windows", "--bundle")
         self.assertEqual((3, "installing\n"), (done.returncode, done.stdout))
 
+    def test_peers_takes_one_option(self):
+        done = self.run_command("./dev", "peers", "--rekord")
+        self.assertEqual((1, "dev: 'peers' takes nothing but --record\n"), (done.returncode, done.stdout))
+        for option in ((), ("--record",)):
+            done = self.run_command("./dev", "peers", *option)
+            self.assertEqual((3, "installing\n"), (done.returncode, done.stdout))
+
     def test_what_is_tested_without_a_word_is_known(self):
         done = self.run_command("./dev", "test")
         self.assertEqual((3, "installing\n"), (done.returncode, done.stdout))

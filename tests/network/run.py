@@ -1,9 +1,10 @@
 """Runs the network tests side by side, since most of their time is waiting for the clock.
 
-    python3 run.py [--verbose] [-j JOBS] [part of a test's name ...]
+    python3 run.py [--verbose] [-j JOBS] [--folder FOLDER] [part of a test's name ...]
 
 The tests run in a network namespace of their own from the start (scripts/private-network.sh), in
-which they may make others without any privileges outside.
+which they may make others without any privileges outside. Others than the network tests, which use the
+same ways, lie in a folder of their own.
 
 VIREON_MODULE_DIR names the folder with the module, VIREON_PYTHON its Python 2.7. For other ways of
 running the module: VIREON_DRIVER_PYTHON is the interpreter's command line with what comes before
@@ -40,10 +41,10 @@ def test_names(suite):
             yield test.id()
 
 
-def run_one(name):
+def run_one(name, folder):
     """Runs one test; gives its name, its outcome, what there is to say of it, its seconds, and what it
     printed."""
-    sys.path.insert(0, HERE)
+    sys.path[:0] = [folder, HERE]
     start = time.monotonic()
     result = unittest.TestResult()
     with contextlib.redirect_stdout(io.StringIO()) as printed:
@@ -83,20 +84,23 @@ def main():
     parser = argparse.ArgumentParser()
     parser.add_argument('-v', '--verbose', action='store_true', help='name the tests that pass too')
     parser.add_argument('-j', '--jobs', type=int, default=os.environ.get('VIREON_JOBS', 2 * os.cpu_count()))
+    parser.add_argument('--folder', type=os.path.abspath, default=HERE, help='where the tests are')
     parser.add_argument('parts', nargs='*')
     options = parser.parse_args()
 
-    sys.path.insert(0, HERE)
+    sys.path[:0] = [options.folder, HERE]
     names = [
         name
-        for name in test_names(unittest.defaultTestLoader.discover(HERE))
+        for name in test_names(unittest.defaultTestLoader.discover(options.folder))
         if not options.parts or any(part in name for part in options.parts)
     ]
     start = time.monotonic()
     results = []
     # Processes, not threads: a thread that is held up would show as a late datagram.
     with concurrent.futures.ProcessPoolExecutor(options.jobs, multiprocessing.get_context('spawn')) as pool:
-        for done in concurrent.futures.as_completed([pool.submit(run_one, name) for name in names]):
+        for done in concurrent.futures.as_completed(
+            [pool.submit(run_one, name, options.folder) for name in names]
+        ):
             results.append(done.result())
             if results[-1][1] != 'ok':
                 announce(*results[-1])
