@@ -4,7 +4,8 @@
 
     find_servers.py [--seconds 8] [--interval 3]
 
-The module `_vireon` must be on the interpreter's path, or in the folder VIREON_MODULE_DIR.
+The package `vireon` and the module `_vireon` must be on the interpreter's path, or in the folder
+VIREON_MODULE_DIR.
 """
 
 from __future__ import print_function

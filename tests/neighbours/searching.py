@@ -1,14 +1,11 @@
 """A search with servers to be found, all in one process, in a namespace made by isolated.sh."""
 import contextlib
 import itertools
-import os
 import socket
-import sys
 import threading
 import time
 
-sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), '..', '..', 'examples'))
-from vireon import Vireon  # what a script layer makes of the flat functions
+from vireon import Vireon
 
 GROUP, ADDRESS, PORT = '239.255.255.250', '10.77.0.1', 31288
 INTERVAL = 0.05

@@ -207,7 +207,7 @@ def callback(event, server):
 def tell():
     word = context.socket(zmq.PUSH)
     word.connect('inproc://servers')
-    while not _vireon.Vireon_isClosed_get(vireon._engine):
+    while not _vireon.Vireon_isClosed_get(vireon):
         time.sleep(0.001)
     time.sleep(0.2)
     word.send('the word')

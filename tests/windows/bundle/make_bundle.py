@@ -22,12 +22,13 @@ def contents(modules, script_tests):
     """Name in the zip to file."""
     found = {name: HERE / name for name in ("README.txt", "run.cmd", "run_tests.py")}
     found["module/_vireon.pyd"] = modules / "_vireon.pyd"
+    found.update((f"module/vireon/{file.name}", file) for file in (modules / "vireon").glob("*.py"))
     for name in ("vireon_machine", "vireon_probe", "vireon_sibling"):
         found[f"module/{HELPERS}/{name}.pyd"] = modules / HELPERS / f"{name}.pyd"
     # Where the script tests look for them, as in this tree.
     tree = ["tests/sanitizers/leak_checker.py"]
     tree += [f"tests/script/{name}" for name in ("support.py", "contract.py", *script_tests)]
-    tree += [f"examples/{name}.py" for name in ("find_servers", "media_server", "read_string", "vireon")]
+    tree += [f"examples/{name}.py" for name in ("find_servers", "media_server", "read_string")]
     found.update((name, ROOT / name) for name in tree)
     return found
 

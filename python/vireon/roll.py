@@ -1,0 +1,92 @@
+"""Who is there, by what was answered and when. No threads, no clock, no network."""
+
+from __future__ import absolute_import
+
+import collections
+
+from vireon.events import CHANGED, FOUND, LOST, Event
+from vireon.server import Server
+
+# A network may claim any number of either; further ones are passed over.
+MOST_SERVERS = 4096
+MOST_LOCATIONS = 16  # of one server
+
+
+class _Place(object):
+    """What a server answered from one of its locations."""
+
+    def __init__(self):
+        self.entries = None
+        self.heard = None
+
+
+class _Known(object):
+    """A server and its places, in the order in which they were first seen."""
+
+    def __init__(self):
+        self.places = collections.OrderedDict()
+        self.answers = 0
+
+    def answer(self, entries, now):
+        location = entries['location']
+        if location not in self.places and len(self.places) >= MOST_LOCATIONS:
+            return
+        place = self.places.setdefault(location, _Place())
+        place.entries, place.heard = entries, now
+        self.answers += 1
+
+    def was_silent_since(self, before):
+        return any(place.heard < before for place in self.places.values())
+
+    def forget(self, before):
+        for location, place in list(self.places.items()):
+            if place.heard < before:
+                del self.places[location]
+
+    def server(self):
+        newest_first = list(reversed(self.places))
+        return Server(self.places[newest_first[0]].entries, newest_first, self.answers)
+
+
+class Roll(object):
+    """The servers that answered within the last `patience` seconds, merged by their `usn`.
+
+    Times are numbers that only grow. Operations give the events that they come to.
+    """
+
+    def __init__(self, patience):
+        self._patience = patience
+        self._known = collections.OrderedDict()
+
+    def answer(self, entries, now):
+        usn = entries['usn']
+        known = self._known.get(usn)
+        if known is None:
+            if len(self._known) >= MOST_SERVERS:
+                return []
+            known = self._known[usn] = _Known()
+            known.answer(entries, now)
+            return [Event(FOUND, known.server())]
+        before = known.server()
+        known.answer(entries, now)
+        server = known.server()
+        return [] if server.says_the_same_as(before) else [Event(CHANGED, server)]
+
+    def pass_time(self, now):
+        events, before = [], now - self._patience
+        for usn, known in list(self._known.items()):
+            if known.was_silent_since(before):
+                events += self._forget(usn, known, before)
+        return events
+
+    def servers(self):
+        """In the order in which they were found."""
+        return [known.server() for known in self._known.values()]
+
+    def _forget(self, usn, known, before):
+        last = known.server()
+        known.forget(before)
+        if known.places:
+            return [Event(CHANGED, known.server())]
+        del self._known[usn]
+        return [Event(LOST, last)]

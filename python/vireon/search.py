@@ -1,0 +1,58 @@
+"""The servers that answer within some seconds."""
+
+from __future__ import absolute_import
+
+import Queue
+
+from vireon.clock import steady
+from vireon.engine import INTERVAL, Vireon
+from vireon.roll import MOST_SERVERS
+from vireon.server import Server
+from vireon.weak import WeakMethod
+
+
+def search(seconds, interval=INTERVAL):
+    """Searches for so many seconds, and gives each server as it is found, once.
+
+        for server in vireon.search(5):
+            print server.name, server.location
+
+    The search begins with the first one that is asked for, and ends with the loop however that ends.
+    """
+    if not seconds >= 0:
+        raise ValueError('no number of seconds: %r' % seconds)
+    return _each(seconds, interval)
+
+
+def _each(seconds, interval):
+    # No block around the yield: a generator that is left within one, in a cycle, is never collected.
+    found = _Found(seconds, interval)
+    server = found.next_one()
+    while server is not None:
+        yield server
+        server = found.next_one()
+
+
+class _Found(object):
+    def __init__(self, seconds, interval):
+        self._usns = set()
+        self._queue = Queue.Queue()
+        self._end = steady() + seconds
+        self._engine = Vireon()
+        self._engine.search(interval, WeakMethod(self._on_answer))
+
+    def _on_answer(self, _, entries):
+        usn = entries['usn']
+        if usn not in self._usns and len(self._usns) < MOST_SERVERS:
+            self._usns.add(usn)
+            self._queue.put(Server(entries))
+
+    def next_one(self):
+        """None when the time is over; the search has ended then."""
+        try:
+            return self._queue.get(timeout=max(0, self._end - steady()))
+        except BaseException as reason:
+            self._engine.stop()
+            if isinstance(reason, Queue.Empty):
+                return None
+            raise

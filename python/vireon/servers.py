@@ -1,0 +1,147 @@
+"""A list of the servers that are there."""
+
+from __future__ import absolute_import
+
+import os
+import threading
+
+from vireon.clock import steady
+from vireon.engine import INTERVAL, Vireon
+from vireon.events import CLOSED, Event, Events
+from vireon.roll import Roll
+from vireon.surroundings import Surroundings
+from vireon.ticker import PERIOD, Ticker
+from vireon.weak import WeakMethod
+
+ROUNDS = 3
+
+
+class Servers(object):
+    """The servers of the networks that this machine is in, kept up to date until it is closed.
+
+        servers = vireon.Servers()
+        ...
+        for event in servers.events():          # in a GUI's timer; never waits
+            print event.kind, event.server
+        ...
+        servers.close(wait=False)
+
+    Iterating gives those that are there. An event is FOUND, CHANGED or LOST, with the server as it was
+    then; the last one is CLOSED, without one. Events wait until `events` takes them; with `on_event`, a
+    callable, each is handed to it instead, one at a time and in order, on a thread that is not the
+    script's. An exception that it raises is printed.
+
+    A server is lost when it did not answer `lost_after` rounds one after the other, each `interval`
+    seconds long. While the program did not run, or the machine slept, no round passes.
+
+    The search starts anew when the machine's addresses change and when it wakes up. One that is dropped
+    ends as if it were closed, and so does the one that a forked child inherited when the child closes it.
+    """
+
+    def __init__(self, on_event=None, interval=INTERVAL, lost_after=ROUNDS, surroundings=None):
+        if not interval > 0 or not lost_after > 0:
+            raise ValueError('an interval and a number of rounds are above 0')
+        self._interval = interval
+        # Whoever answered at the beginning of a round may answer the last one at its end.
+        self._roll = Roll((lost_after + 1) * interval)
+        self._events = Events(on_event)
+        self._surroundings = surroundings or Surroundings()
+        self._listened = 0.0  # seconds, but for those in which nobody could
+        self._looked = steady()
+        self._refreshes = False
+        self._closed = False
+        self._lock = threading.Lock()
+        self._process = os.getpid()
+        self._engine = self._new_engine()
+        self._ticker = Ticker(self._tick)
+
+    def __iter__(self):
+        with self._held():
+            return iter(self._roll.servers())
+
+    def __len__(self):
+        with self._held():
+            return len(self._roll.servers())
+
+    def events(self):
+        """The events since the last call, as a list. Never waits."""
+        return self._events.take()
+
+    def refresh(self):
+        """Has the search start anew soon, on the addresses that the machine has then. Never waits."""
+        self._refreshes = True
+        self._ticker.wake()
+
+    @property
+    def closed(self):
+        return self._closed
+
+    def close(self, wait=True):
+        """Ends the search. Waits for `on_event` if it is running, and else not longer than 0.1 s.
+
+        Without the wait another thread does that: for a GUI's program, whose `on_event` may be waiting for
+        the thread that closes. CLOSED tells when it is done.
+        """
+        with self._held():
+            if self._closed:
+                return
+            self._closed = True
+            engine, self._engine = self._engine, None
+        if wait:
+            self._ticker.tell_to_end()
+            self._finish(engine)
+        else:
+            self._ticker.tell_to_end(lambda: self._finish(engine))
+
+    def __enter__(self):
+        return self
+
+    def __exit__(self, *_):
+        self.close()
+
+    def _held(self):
+        """The lock. A forked child may have inherited it held by a thread that it has not."""
+        if self._process != os.getpid():
+            self._lock, self._process = threading.Lock(), os.getpid()
+        return self._lock
+
+    def _new_engine(self):
+        engine = Vireon()
+        engine.search(self._interval, WeakMethod(self._on_answer))
+        return engine
+
+    def _finish(self, engine):
+        engine.stop()
+        if not self._events.is_called_here():  # else the ticker may be waiting for this thread
+            self._ticker.await_end()
+        self._events.add([Event(CLOSED, None)])
+        self._events.hand_on()
+
+    def _on_answer(self, _, entries):
+        with self._held():
+            if not self._closed:
+                self._events.add(self._roll.answer(entries, self._listened))
+        self._events.hand_on()
+
+    def _tick(self):
+        self._pass_time()
+        if self._refreshes or self._surroundings.have_changed():
+            self._start_anew()
+        self._events.hand_on()
+
+    def _pass_time(self):
+        now = steady()
+        passed, self._looked = now - self._looked, now
+        with self._held():
+            if not self._closed:
+                self._listened += min(passed, 2 * PERIOD)
+                self._events.add(self._roll.pass_time(self._listened))
+
+    def _start_anew(self):
+        self._refreshes = False
+        self._surroundings.settle()
+        with self._held():
+            if self._closed:
+                return
+            left, self._engine = self._engine, self._new_engine()
+        left.stop()
