@@ -18,8 +18,8 @@ from vireon._version import __version__
 from vireon.device import ZoSsdpDeviceInfo
 from vireon.engine import Vireon
 from vireon.events import CHANGED, CLOSED, FOUND, LOST, Event
+from vireon.finding import search
 from vireon.guards import PyAutoLock2, PyAutoUnlock2
-from vireon.search import search
 from vireon.server import Server
 from vireon.servers import Servers
 from vireon.values import Interval, Result, Url
