@@ -1,13 +1,18 @@
 #!/usr/bin/env python3
 """Holds the documents to this tree, and shows for each rule that it can fail."""
 
+import ast
 import pathlib
+import shutil
+import sys
 import tempfile
 import unittest
 
 import docs_rules
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
+sys.path.insert(0, str(ROOT / "scripts"))
+import reference  # its folder is known only now
 
 
 class ThisTree(unittest.TestCase):
@@ -33,6 +38,13 @@ class ThisTree(unittest.TestCase):
 
     def test_tests_that_hold_limits_exist(self):
         self.check(docs_rules.tests_that_hold_limits_exist)
+
+    def test_what_is_made_of_the_table_of_functions_is_up_to_date(self):
+        self.check(reference.stale)
+
+    def test_the_stub_file_is_python(self):
+        stub = (ROOT / "python/vireon/__init__.pyi").read_text(encoding="utf-8")
+        self.assertTrue(ast.parse(stub).body)
 
     def test_the_page_on_style_is_one_page(self):
         self.assertLessEqual(len((ROOT / "docs/style.md").read_text(encoding="utf-8").splitlines()), 100)
@@ -144,6 +156,15 @@ class BadTree(unittest.TestCase):
         ):
             self.write_limits(row)
             self.expect(docs_rules.limits_are_those_of_the_sources, *complaints)
+
+    def test_a_reference_that_is_not_as_the_table_has_it(self):
+        self.write("python/vireon/table.py")
+        shutil.copy(ROOT / "python/vireon/table.py", self.root / "python/vireon/table.py")
+        for path, text in reference.made(self.root).items():
+            self.write(path, text)
+        self.expect(reference.stale)
+        self.write("docs/reference.md", "# The functions\n")
+        self.expect(reference.stale, "docs/reference.md")
 
     def test_a_test_of_a_limit_that_is_not_there(self):
         self.write("src/core/list_test.cpp", "TEST(List, Ends) {}\nTEST_F(List,\n       Goes) {}\n")
