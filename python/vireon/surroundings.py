@@ -16,17 +16,25 @@ class Surroundings(object):
 
     def __init__(self, addresses=addresses.addresses, slept=clock.slept):
         self._read_addresses, self._read_slept = addresses, slept
+        self._seen = frozenset()
         self.settle()
 
     def settle(self):
         """A search starts here and now."""
-        self._addresses = self._seen = self._read_addresses()
+        self._addresses = self._seen = self._look()
         self._slept = self._read_slept()
 
     def have_changed(self):
         """Whether a search should start anew. Addresses come one by one: it is so once they are the same
         in two looks."""
-        seen, self._seen = self._seen, self._read_addresses()
+        seen, self._seen = self._seen, self._look()
         if self._read_slept() - self._slept >= LEAST_SLEEP:
             return True
         return self._seen != self._addresses and self._seen == seen
+
+    def _look(self):
+        try:
+            return self._read_addresses()
+        except EnvironmentError:
+            # A process that has no descriptor left sees no change, and asks again.
+            return self._seen

@@ -5,6 +5,7 @@ from __future__ import absolute_import
 import atexit
 import threading
 import time
+import traceback
 import weakref
 
 from vireon.weak import WeakMethod
@@ -53,10 +54,17 @@ class Ticker(object):
         while not self._ended:
             self._wait()
             if not self._ended:
-                self._method()
+                self._look()
         last, self._last = self._last, None
         if last is not None:
             last()
+
+    def _look(self):
+        try:
+            self._method()
+        except Exception:
+            # Of memory, say: the next look may have some.
+            traceback.print_exc()
 
     def _wait(self):
         for _ in range(LOOKS):

@@ -1,4 +1,5 @@
 """The list of servers without a network: who is there, what is told to whom, when a search starts anew."""
+import socket
 import threading
 import time
 import unittest
@@ -220,6 +221,16 @@ class WhereTheSearchIs(unittest.TestCase):
         self.surroundings.settle()
         self.assertEqual([False], self.looks(1))
 
+    def test_addresses_that_cannot_be_read_are_no_change(self):
+        def refuse():
+            raise socket.error('no descriptor left')
+
+        self.surroundings._read_addresses = refuse
+        self.assertEqual([False] * 3, self.looks(3))
+        self.surroundings.settle()
+        self.surroundings._read_addresses = lambda: self.addresses
+        self.assertEqual([False] * 3, self.looks(3))
+
     def test_the_machine_has_addresses_and_clocks_that_do_not_go_back(self):
         self.assertTrue(addresses.addresses())
         self.assertEqual(addresses.addresses(), addresses.addresses())
@@ -245,6 +256,30 @@ class Looking(unittest.TestCase):
         watched.ticker.tell_to_end()
         watched.ticker.await_end(20)
         self.assertFalse(watched.ticker._thread.is_alive())
+
+    def test_a_look_that_fails_is_printed_and_the_next_one_comes(self):
+        code, output, errors = support.run_script(
+            '''
+import time
+from vireon.ticker import Ticker
+class Watched(object):
+    looks = 0
+    def look(self):
+        self.looks += 1
+        ticker.wake()
+        raise MemoryError
+watched = Watched()
+ticker = Ticker(watched.look)
+ticker.wake()
+while watched.looks < 2:
+    time.sleep(0.01)
+ticker.tell_to_end()
+ticker.await_end()
+print watched.looks >= 2
+'''
+        )
+        self.assertEqual((0, 'True\n'), (code, output), errors)
+        self.assertGreaterEqual(errors.count('MemoryError'), 2)
 
     def test_it_keeps_nobody_alive_and_ends_with_what_it_looks_after(self):
         watched = self.Watched()
