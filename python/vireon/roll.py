@@ -28,12 +28,19 @@ class _Known(object):
         self.answers = 0
 
     def answer(self, entries, now):
+        """Whether it says something else than before."""
+        self.answers += 1
         location = entries['location']
         if location not in self.places and len(self.places) >= MOST_LOCATIONS:
-            return
+            return False
         place = self.places.setdefault(location, _Place())
+        changed = place.entries != entries and location == self.newest()
         place.entries, place.heard = entries, now
-        self.answers += 1
+        return changed
+
+    def newest(self):
+        """The location that was seen for the first time last."""
+        return next(reversed(self.places))
 
     def was_silent_since(self, before):
         return any(place.heard < before for place in self.places.values())
@@ -44,8 +51,7 @@ class _Known(object):
                 del self.places[location]
 
     def server(self):
-        newest_first = list(reversed(self.places))
-        return Server(self.places[newest_first[0]].entries, newest_first, self.answers)
+        return Server(self.places[self.newest()].entries, reversed(self.places), self.answers)
 
 
 class Roll(object):
@@ -67,10 +73,7 @@ class Roll(object):
             known = self._known[usn] = _Known()
             known.answer(entries, now)
             return [Event(FOUND, known.server())]
-        before = known.server()
-        known.answer(entries, now)
-        server = known.server()
-        return [] if server.says_the_same_as(before) else [Event(CHANGED, server)]
+        return [Event(CHANGED, known.server())] if known.answer(entries, now) else []
 
     def pass_time(self, now):
         events, before = [], now - self._patience

@@ -32,9 +32,6 @@ class Server(collections.Mapping):
         """Where its description is: of several places the one that was seen for the first time last."""
         return self._entries['location']
 
-    def says_the_same_as(self, other):
-        return (self._entries, self.locations) == (other._entries, other.locations)
-
     def __getitem__(self, key):
         return self._entries[key]
 

@@ -405,7 +405,6 @@ CLASSES = (
             'name: str',
             'location: str',
             'def __init__(self, entries: Dict[str, str], locations: Optional[Iterable[str]] = ..., answers: int = ...) -> None',
-            'def says_the_same_as(self, other: Server) -> bool',
             'def __getitem__(self, key: str) -> str',
             'def __iter__(self) -> Iterator[str]',
             'def __len__(self) -> int',

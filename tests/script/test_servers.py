@@ -96,6 +96,13 @@ class WhoIsThere(unittest.TestCase):
                     [], self.roll.answer(entries(location=location, modelURL=location + 'model'), now)
                 )
 
+    def test_what_it_says_at_an_older_location_changes_nothing_that_is_told(self):
+        self.roll.answer(entries(location='http://10.0.0.1/'), 0)
+        self.roll.answer(entries(location='http://10.9.0.1/'), 0)
+        self.assertEqual([], self.roll.answer(entries(location='http://10.0.0.1/', DBStatus='ready'), 1))
+        events = self.roll.answer(entries(location='http://10.9.0.1/', DBStatus='ready'), 1)
+        self.assertEqual([(CHANGED, 'ready')], [(each.kind, each.server['DBStatus']) for each in events])
+
     def test_one_that_does_not_answer_is_lost_behind_its_patience(self):
         self.roll.answer(entries(), 0)
         self.assertEqual([], self.roll.pass_time(self.PATIENCE))
