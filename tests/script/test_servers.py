@@ -288,6 +288,34 @@ print watched.looks >= 2
         self.assertEqual((0, 'True\n'), (code, output), errors)
         self.assertGreaterEqual(errors.count('MemoryError'), 2)
 
+    def test_no_look_happens_while_the_interpreter_takes_its_modules_apart(self):
+        code, output, errors = support.run_script(
+            '''
+import imp, os, string, sys, time
+from vireon.ticker import Ticker
+going = []
+class Slow(object):
+    def __del__(self, going=going, sleep=time.sleep):
+        going.append(self)
+        sleep(0.05)
+class Watched(object):
+    def __init__(self):
+        self.ticker = Ticker(self.look)
+    def look(self, going=going, write=os.write):
+        if going:
+            going[:] = []
+            write(1, 'late\\n')
+        self.ticker.wake()
+# The interpreter drops modules in an order that depends on their names: many go behind the ticker's.
+for name in string.letters:
+    sys.modules[name] = imp.new_module(name)
+    sys.modules[name].slow = Slow()
+sys.watched = Watched()
+print 'end'
+'''
+        )
+        self.assertEqual((0, 'end\n', ''), (code, output, errors))
+
     def test_it_keeps_nobody_alive_and_ends_with_what_it_looks_after(self):
         watched = self.Watched()
         end, thread = weakref.ref(watched), watched.ticker._thread
@@ -386,6 +414,30 @@ def on_event(event):
     servers.close()
 servers = vireon.Servers(on_event)
 answer(servers)
+print kinds(told)
+''',
+        )
+
+    def test_it_may_do_so_while_a_new_search_takes_the_place_of_the_one_that_called(self):
+        self.expect(
+            'found closed\n',
+            '''
+import vireon_probe as probe
+told = []
+def on_event(event):
+    told.append(event)
+    if event.kind == vireon.FOUND:
+        # The search that is left is stopped, and that waits for this call.
+        servers.refresh()
+        becomes_true(lambda: servers._engine is not first)
+        time.sleep(0.2)
+        servers.close()
+servers = vireon.Servers(on_event)
+first = servers._engine
+kind = 'urn:schemas-upnp-org:device:ZOMediaServer:1'
+response = probe.response(200, {'Location': 'http://10.0.0.1/', 'USN': kind, 'FriendlyName': 'Den'})
+first.process_message(probe.message(response), probe.context(), probe.string('an id'))
+becomes_true(lambda: len(told) == 2)
 print kinds(told)
 ''',
         )
