@@ -1,10 +1,9 @@
 #!/usr/bin/env bash
-# setup.sh build|test|coverage|bench|windows
-# setup.sh build|test|bench|windows|peers
+# setup.sh build|test|coverage|bench|windows|peers
 #
-# Installs what building the module, testing it, measuring it, building and testing it for Windows, or
-# searching among others' programs needs and is not there yet. Safe to run again: what is in place is left alone, and a machine that has everything
-# is not asked for root.
+# Installs what building the module, testing it, counting what the tests come to, measuring it, building
+# and testing it for Windows, or searching among others' programs needs and is not there yet. Safe to run
+# again: what is in place is left alone, and a machine that has everything is not asked for root.
 #
 # Everything comes from Debian 12 but Python 2.7, which Debian 12 no longer has. Unless a Python 2.7
 # with headers is on PATH already, it comes from Debian 11's suite of the mirror this machine uses
@@ -207,13 +206,12 @@ case ${1-} in
         know_mirrors
         exit
         ;;
-    *) die 'usage: setup.sh build|test|coverage|bench|windows' ;;
     peers)
         set_up_packages "${kBuildPackages[@]}" "${kTestPackages[@]}"
         set_up_pip
         set_up_node
         know_peers
         ;;
-    *) die 'usage: setup.sh build|test|bench|windows|peers' ;;
+    *) die 'usage: setup.sh build|test|coverage|bench|windows|peers' ;;
 esac
 set_up_python "$1"

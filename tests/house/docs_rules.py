@@ -39,7 +39,7 @@ COUNTS = (
         "src/engine/callback_task_worker_thread.cpp",
         r"kLossLogLevel = (\d+);",
     ),
-    Count("docs/datagram.md", r"the (\d+)\s+entries", "src/engine/device_dictionary.cpp", r'\n +{"\w+", '),
+    Count("docs/datagram.md", r"the (\d+)\s+entries", "src/engine/device_dictionary.cpp", r'\n +{L"\w+"sv, '),
     Count(
         "docs/binding.md",
         r"table has (\d+) rows",
