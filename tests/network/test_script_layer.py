@@ -21,6 +21,8 @@ README = os.path.join(HERE, '..', '..', 'README.md')
 ROUNDS = 2
 # For servers that are not to be lost however busy the machine is: some seconds.
 MANY_ROUNDS = 20
+# Seconds for what happens at once, and for a start of Wine before it on a machine that is busy.
+LIMIT = 90
 # The thread that looks after the list does so each second.
 TICK = 1.0
 USN = b'uuid:%d::urn:schemas-upnp-org:device:ZOMediaServer:1'
@@ -68,7 +70,7 @@ class Layer:
     def events(self):
         return [json.loads(line) for line in list(self.lines)]
 
-    def wait(self, kind, count=1, timeout=30):
+    def wait(self, kind, count=1, timeout=LIMIT):
         """The events of that kind, as soon as there are so many."""
         deadline = time.monotonic() + timeout
         with self._changed:
@@ -88,7 +90,7 @@ class Layer:
         self.process.stdin.write(command.encode() + b'\n')
         self.process.stdin.flush()
 
-    def end(self, timeout=30):
+    def end(self, timeout=LIMIT):
         """Waits for the program's end; gives its exit code and what it printed to the errors."""
         if not self.process.stdin.closed:
             self.process.stdin.close()
@@ -114,7 +116,7 @@ class LayerCase(NetworkCase):
     def servers(self, rounds=MANY_ROUNDS):
         """A list of servers that is kept, on the standard network."""
         layer = self.layer('servers', INTERVAL, rounds)
-        layer.wait('ready', timeout=60)
+        layer.wait('ready')
         return layer
 
     def second_network(self):
@@ -141,7 +143,7 @@ class SearchTest(LayerCase):
         replies = [answer(b'one', USN=USN % 1), answer(b'two', USN=USN % 2)]
         self.responder(self.there, reply=lambda request: replies)
         layer = self.layer('search', 2, INTERVAL)
-        end = layer.wait('end', timeout=60)[0]['time']
+        end = layer.wait('end')[0]['time']
         found = layer.wait('found')
         self.assertEqual(sorted(each['server']['name'] for each in found), ['one', 'two'])
         self.assertGreater(end - found[-1]['time'], 2 - SLACK)
@@ -151,7 +153,7 @@ class SearchTest(LayerCase):
         self.standard_network()
         wire = self.capture(self.here)
         layer = self.layer('search', 1, INTERVAL)
-        layer.wait('end', timeout=60)
+        layer.wait('end')
         self.assertEqual(layer.kinds(), ['end'])
         sent = len(wire.datagrams())
         time.sleep(2 * INTERVAL)
@@ -246,7 +248,7 @@ class ServersTest(LayerCase):
         self.standard_network()
         wire = self.capture(self.here)
         layer = self.layer('servers', 30, ROUNDS)
-        layer.wait('ready', timeout=60)
+        layer.wait('ready')
         before = wire.wait(lambda sent: len(sent) == 4, 10)
         layer.say('refresh')
         sent = wire.wait(lambda sent: len(sent) == 8, 10)
