@@ -27,6 +27,7 @@ import pathlib
 import random
 import re
 import resource
+import shlex
 import shutil
 import signal
 import subprocess
@@ -206,6 +207,18 @@ class Tree:
                 return False
         return True
 
+    def compiles(self, path):
+        """Whether the source alone, or a header's, would compile: that builds nothing, so that nothing has
+        to be built again when it does not."""
+        stem = pathlib.PurePosixPath(path).stem
+        for each in json.loads((self.build / "compile_commands.json").read_text(encoding="utf-8")):
+            if pathlib.PurePosixPath(each["file"]).stem == stem:
+                command = [*shlex.split(each["command"]), "-fsyntax-only"]
+                return (
+                    subprocess.run(command, cwd=each["directory"], stderr=subprocess.DEVNULL).returncode == 0
+                )
+        return True
+
     def tests(self):
         """By stage. Each runs in a network of its own, whatever a fault makes it send."""
         shown = subprocess.run(
@@ -337,7 +350,12 @@ class Hunt:
         """What notices the file's text: None when it does not compile, "" when nothing does."""
         file = self.tree.folder / path
         plain = file.read_text(encoding="utf-8")
+        before = file.stat()
         file.write_text(text, encoding="utf-8")
+        if not self.tree.compiles(path):
+            file.write_text(plain, encoding="utf-8")
+            os.utime(file, ns=(before.st_atime_ns, before.st_mtime_ns))
+            return None
         try:
             if not self.tree.make():
                 return None

@@ -151,6 +151,9 @@ class Tree:
         self.count += 1
         return self.built[-1] != "broken"
 
+    def compiles(self, _):
+        return self.file.read_text() != "no C++"
+
     def stamps(self):
         return {
             file: self.count if file in self.links else 0 for file in ("core_test", "xml_test", "_vireon.so")
@@ -181,6 +184,13 @@ class Verdicts(unittest.TestCase):
             self.assertEqual(hunt.tree.built, [text, "plain"])
             self.assertEqual(hunt.tree.file.read_text(), "plain")
             self.folder = self.folder / "next"
+
+    def test_what_does_not_compile_is_not_built(self):
+        hunt = self.hunt([])
+        stamp = hunt.tree.file.stat().st_mtime_ns
+        self.assertIsNone(hunt.verdict("src/core/list.cpp", "no C++"))
+        self.assertEqual((hunt.tree.built, hunt.tree.file.read_text()), ([], "plain"))
+        self.assertEqual(hunt.tree.file.stat().st_mtime_ns, stamp)
 
     def test_what_was_not_linked_anew_does_not_run(self):
         hunt = self.hunt(["core_test"], unit_core="", unit_xml="exit(1)", script_all="exit(1)")
