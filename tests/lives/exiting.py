@@ -49,8 +49,8 @@ def leave(seed, number):
     if way == 'interrupt':
         timer = threading.Timer(pause, thread.interrupt_main)
         timer.daemon = True
-        timer.start()
         try:
+            timer.start()
             while True:
                 time.sleep(0.01)
         except KeyboardInterrupt:

@@ -10,6 +10,7 @@ import os
 import random
 import signal
 import sys
+import thread
 import threading
 import time
 import traceback
@@ -66,6 +67,7 @@ class Round(object):
         self.workers = []
         self.records = {}
         self.children = []
+        self.scripts = set([thread.get_ident()])
 
     # What threads do. Each gets the thread's own random source.
 
@@ -116,8 +118,8 @@ class Round(object):
             self.delete(item)
         elif act == 'collect':
             gc.collect()
-        elif forks and draw.random() < 0.1:
-            # The child has this thread and returns from the callable, which ends it.
+        elif forks and thread.get_ident() not in self.scripts and draw.random() < 0.1:
+            # The child has this dispatch thread and returns from the callable, which ends it.
             child = os.fork()
             if child == 0:
                 signal.alarm(LONGEST_ROUND_SECONDS)
@@ -262,8 +264,9 @@ class Round(object):
                     if self.destroys:
                         _vireon.delete_Vireon(item.pointer)
             code = 0
-        finally:
-            os._exit(code)
+        except BaseException:
+            inventory.say('complaint in a child', self.number, traceback.format_exc())
+        os._exit(code)
 
     ACTS = (
         [do_search] * 5
@@ -274,6 +277,7 @@ class Round(object):
 
     def act(self, number, count):
         draw = random.Random('%s %d' % (self.seed, number))
+        self.scripts.add(thread.get_ident())
         try:
             for _ in range(count):
                 draw.choice(self.ACTS)(self, draw)
@@ -291,13 +295,13 @@ class Round(object):
             threading.Thread(target=self.act, args=(number, self.draw.randrange(4, 16)))
             for number in range(count)
         ]
-        for thread in threads:
-            thread.start()
+        for each in threads:
+            each.start()
         self.end(threads)
 
     def end(self, threads):
         limit = time.time() + LONGEST_ROUND_SECONDS
-        while any(thread.isAlive() for thread in threads):
+        while any(each.isAlive() for each in threads):
             if time.time() > limit:
                 frames = [traceback.format_stack(frame) for frame in sys._current_frames().values()]
                 complain('hangs\n' + '\n'.join(''.join(frame) for frame in frames))
@@ -316,8 +320,9 @@ class Round(object):
         for record in self.records.values():
             _vireon.delete_ZoSsdpDeviceInfo(record)
         for child in self.children:
-            if os.waitpid(child, 0)[1] != 0:
-                complain('a forked child ended badly')
+            status = os.waitpid(child, 0)[1]
+            if status != 0:
+                complain('a forked child ended with the status %d' % status)
 
 
 class Expected(Exception):
