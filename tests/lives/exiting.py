@@ -11,6 +11,7 @@ import sys
 import thread
 import threading
 import time
+import traceback
 
 import _vireon
 import inventory
@@ -37,6 +38,8 @@ def leave(seed, number):
     sys.setcheckinterval(mixing.NEVER if round_.destroys else 1)
     # What a thread prints whose interpreter ends is the interpreter's own.
     sys.stdout = sys.stderr = open(os.devnull, 'w')
+    # What ends this one is not.
+    sys.excepthook = lambda *failure: os.write(2, ''.join(traceback.format_exception(*failure)))
     first = round_.make_engine(draw)
     way = draw.choice(['return', 'exit', 'interrupt', 'handler'])
     if way == 'handler':
