@@ -6,6 +6,7 @@ order what mixing.py has. Each draws from the seed and its number. Python 2.7.
 import atexit
 import os
 import random
+import signal
 import subprocess
 import sys
 import thread
@@ -38,10 +39,13 @@ def leave(seed, number):
     sys.setcheckinterval(mixing.NEVER if round_.destroys else 1)
     # What a thread prints whose interpreter ends is the interpreter's own.
     sys.stdout = sys.stderr = open(os.devnull, 'w')
-    # What ends this one is not.
-    sys.excepthook = lambda *failure: os.write(2, ''.join(traceback.format_exception(*failure)))
     first = round_.make_engine(draw)
     way = draw.choice(['return', 'exit', 'interrupt', 'handler'])
+    if way == 'interrupt':
+        # Whoever started this in the background may have had it ignored.
+        signal.signal(signal.SIGINT, signal.default_int_handler)
+        # An interrupt lets threads change anywhere, also between a look and the call.
+        round_.destroys = False
     if way == 'handler':
         atexit.register(lambda: first.is_alive and _vireon.Vireon_Stop(first.pointer))
     for each in range(draw.randrange(2, 6)):
@@ -78,6 +82,10 @@ def main(seed, first, count):
 
 if __name__ == '__main__':
     if len(sys.argv) == 3:
-        leave(sys.argv[1], int(sys.argv[2]))
+        try:
+            leave(sys.argv[1], int(sys.argv[2]))
+        except Exception:
+            os.write(2, traceback.format_exc())
+            raise
     else:
         sys.exit(main(sys.argv[1], int(sys.argv[2]), int(sys.argv[3])))
