@@ -1,4 +1,4 @@
-"""How the tests run the host: in a network namespace of its own, where searches are answered."""
+"""How the tests run the host: in a network namespace of its own, where searches are answered or not."""
 import os
 import pathlib
 import signal
@@ -20,9 +20,10 @@ OWN_THREADS = '--own'
 BOTH_WAYS = (SAME_THREAD, OWN_THREADS)
 
 
-def command(*arguments):
+def command(is_answered, *arguments):
+    answering = [sys.executable, '-B', ANSWERING] if is_answered else []
     runner = [ROOT / 'scripts' / 'windows' / 'wine-isolated.sh'] if ON_WINDOWS else []
-    return [str(word) for word in [ISOLATED, sys.executable, '-B', ANSWERING, *runner, HOST, *arguments]]
+    return [str(word) for word in [ISOLATED, *answering, *runner, HOST, *arguments]]
 
 
 def environment(leaves_engines):
@@ -44,6 +45,8 @@ class HostCase(unittest.TestCase):
     time_limit_seconds = 120
     # Whether the scripts leave their engines behind, which a check for leaks would tell.
     leaves_engines = False
+    # Whether a server is there.
+    is_answered = True
 
     @classmethod
     def setUpClass(cls):
@@ -59,7 +62,7 @@ class HostCase(unittest.TestCase):
 
     def run_words(self, *arguments):
         process = subprocess.Popen(
-            command(*arguments),
+            command(self.is_answered, *arguments),
             env=environment(self.leaves_engines),
             stdout=subprocess.PIPE,
             stderr=subprocess.PIPE,
