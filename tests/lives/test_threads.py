@@ -28,7 +28,10 @@ class Threads(LivesCase):
                 self.assertLessEqual(now, was + room, text)
 
     def test_the_interpreter_may_end_at_any_moment(self):
-        self.run_rounds("exiting.py", self.seed(), EXITS, 4, seconds=1500, leaves_engines=True)
+        for text in self.run_rounds("exiting.py", self.seed(), EXITS, 4, seconds=1500, leaves_engines=True):
+            for line in text.splitlines():
+                if line.startswith("round "):
+                    self.note(line)
 
 
 if __name__ == "__main__":
