@@ -55,6 +55,14 @@ COUNTS = (
     ),
 )
 
+# The newest version comes first.
+CHANGELOG = pathlib.Path("CHANGELOG.md")
+CHANGED_VERSION = re.compile(r"^## \[?([\d.]+)", re.M)
+PROJECT_VERSION = re.compile(r"^project\(vireon VERSION ([\d.]+)", re.M)
+
+# Which sets a container up by a verb, as documents tell people to.
+CONTAINER = pathlib.Path(".devcontainer/devcontainer.json")
+
 # The limits: a row each, in this document's only table.
 LIMITS = pathlib.Path("SECURITY.md")
 LIMIT_ROW = re.compile(r"\| [^|]+ \| ([\d,.]+)(?: [^|]*)? \| `(k\w+)` \| `([\w/.]+)` \| ([^|]+) \|")
@@ -73,7 +81,7 @@ SCRIPT_TEST = re.compile(r"^ +def (test_\w+)\(", re.M)
 
 
 def documents(root):
-    pages = [pathlib.Path("README.md"), LIMITS]
+    pages = [pathlib.Path("README.md"), pathlib.Path("CONTRIBUTING.md"), CHANGELOG, LIMITS]
     return [page for page in pages if (root / page).exists()] + sorted(
         path.relative_to(root) for path in (root / "docs").glob("*.md")
     )
@@ -149,7 +157,7 @@ def commands_of_documents_exist(root):
     """The verbs of ./dev and the paths in blocks of code."""
     verbs = set(re.findall(r"^    ([a-z]+)\)", house_rules.read(root, pathlib.Path("dev")), re.M))
     complaints = []
-    for document in documents(root):
+    for document in documents(root) + [CONTAINER] * (root / CONTAINER).exists():
         text = house_rules.read(root, document)
         complaints += [
             f"{document}: ./dev has no verb {verb}" for verb in VERB.findall(text) if verb not in verbs
@@ -160,6 +168,15 @@ def commands_of_documents_exist(root):
             if not is_there(root, document, path)
         ]
     return complaints
+
+
+def the_changelog_begins_with_the_version(root):
+    changed = CHANGED_VERSION.search(house_rules.read(root, CHANGELOG))
+    version = PROJECT_VERSION.search(house_rules.read(root, pathlib.Path("CMakeLists.txt")))
+    if changed and version and changed.group(1) == version.group(1):
+        return []
+    names = [found.group(1) if found else "nothing" for found in (changed, version)]
+    return [f"{CHANGELOG}: begins with {names[0]}, the project is at {names[1]}"]
 
 
 def number(text):

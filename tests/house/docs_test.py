@@ -30,6 +30,9 @@ class ThisTree(unittest.TestCase):
     def test_commands_of_documents_exist(self):
         self.check(docs_rules.commands_of_documents_exist)
 
+    def test_the_changelog_begins_with_the_version(self):
+        self.check(docs_rules.the_changelog_begins_with_the_version)
+
     def test_counts_of_documents_are_those_of_the_sources(self):
         self.check(docs_rules.counts_of_documents_are_those_of_the_sources)
 
@@ -104,6 +107,20 @@ class BadTree(unittest.TestCase):
     def test_a_command_that_is_not_there(self):
         self.write("README.md", "`./dev build`, `./dev bild`\n\n    src/core/list.h && tests/run.sh\n")
         self.expect(docs_rules.commands_of_documents_exist, "no verb bild", "tests/run.sh is not there")
+
+    def test_a_container_that_is_set_up_by_no_verb(self):
+        self.write(docs_rules.CONTAINER, '{ "postCreateCommand": "./dev build" }\n')
+        self.expect(docs_rules.commands_of_documents_exist)
+        self.write(docs_rules.CONTAINER, '{ "postCreateCommand": "./dev bild" }\n')
+        self.expect(docs_rules.commands_of_documents_exist, "no verb bild")
+
+    def test_a_changelog_that_begins_with_another_version(self):
+        self.write("CMakeLists.txt", "project(vireon VERSION 1.2.0 LANGUAGES CXX)\n")
+        self.write(docs_rules.CHANGELOG, "# Changelog\n\n## 1.2.0 - unreleased\n\n## 1.1.0\n")
+        self.expect(docs_rules.the_changelog_begins_with_the_version)
+        for text, name in (("## 1.1.0\n\n## 1.2.0\n", "1.1.0"), ("# Changelog\n", "nothing")):
+            self.write(docs_rules.CHANGELOG, text)
+            self.expect(docs_rules.the_changelog_begins_with_the_version, f"begins with {name}")
 
     def test_a_count_that_is_another(self):
         count = docs_rules.Count("README.md", r"at most ([\d,]+)", "src/core/list.h", r"kLimit = (\d+);")
