@@ -40,6 +40,14 @@ COUNTS = (
         r"kLossLogLevel = (\d+);",
     ),
     Count("docs/datagram.md", r"the (\d+)\s+entries", "src/engine/device_dictionary.cpp", r'\n +{L"\w+"sv, '),
+    Count("docs/wire.md", r"each interval, (\d+) s", PROTOCOL, r"kDefaultIntervalSeconds = (\d+);"),
+    Count("docs/wire.md", r"may have ([\d,]+) bytes", PROTOCOL, r"kAnswerBufferSize = (\d+);"),
+    Count(
+        "docs/wire.md",
+        r"the first (\d+) are looked at",
+        "src/net/interface_platform.h",
+        r"kMaxEntries = (\d+);",
+    ),
     Count(
         "docs/binding.md",
         r"table has (\d+) rows",
