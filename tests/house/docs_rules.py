@@ -16,7 +16,8 @@ import house_rules
 FOREIGN = pathlib.Path("tests/house/foreign_names.txt")
 
 CODE_SPAN = re.compile(r"`([^`\n]+)`")
-LINK = re.compile(r"\]\(([^)#:]+)\)")
+LINK = re.compile(r"\]\(([^)#:]*)(?:#([\w-]+))?\)")
+HEADING = re.compile(r"^#+ +(.+)$", re.M)
 FENCE = re.compile(r"^```.*?^```", re.M | re.S)
 PATH = re.compile(r"(?:[\w.<>*-]+/)+[\w.<>*-]*|[\w.-]+\.(?:py|h|cpp|sh|md|txt|cmake|json|toml|pyd|so)")
 DECLARATION = re.compile(r"[A-Za-z_]\w*(?:(?:::|\.)~?\w+)*(?:<[\w:]+>)?(?:\(\))?")
@@ -45,6 +46,12 @@ COUNTS = (
     Count(
         "docs/wire.md",
         r"the first (\d+) are looked at",
+        "src/net/interface_platform.h",
+        r"kMaxEntries = (\d+);",
+    ),
+    Count(
+        "docs/threads.md",
+        r"more than (\d+) addresses is searched",
         "src/net/interface_platform.h",
         r"kMaxEntries = (\d+);",
     ),
@@ -155,10 +162,18 @@ def what_documents_name_exists(root):
 def what_documents_link_to_exists(root):
     complaints = []
     for document in documents(root):
-        for target in LINK.findall(house_rules.read(root, document)):
-            if not (root / document.parent / target).exists():
+        for target, place in LINK.findall(house_rules.read(root, document)):
+            page = document.parent / target if target else document
+            if not (root / page).exists():
                 complaints.append(f"{document}: links to {target}, which is not there")
+            elif place and place not in places_of(house_rules.read(root, page)):
+                complaints.append(f"{document}: links to {place} of {page}, which has no such heading")
     return complaints
+
+
+def places_of(text):
+    """What its headings are linked to as."""
+    return {re.sub(r"[^\w -]", "", heading.lower()).replace(" ", "-") for heading in HEADING.findall(text)}
 
 
 def commands_of_documents_exist(root):

@@ -104,6 +104,14 @@ class BadTree(unittest.TestCase):
         )
         self.expect(docs_rules.what_documents_link_to_exists, "links to gone.md")
 
+    def test_a_link_to_a_heading(self):
+        self.write(
+            "docs/page.md", "# Who, and when\n\n[here](#who-and-when), [there](page.md#who-and-when)\n"
+        )
+        self.expect(docs_rules.what_documents_link_to_exists)
+        self.write("docs/page.md", "# Who\n\n[here](#when), [there](../README.md#who)\n")
+        self.expect(docs_rules.what_documents_link_to_exists, "links to when", "links to who")
+
     def test_a_command_that_is_not_there(self):
         self.write("README.md", "`./dev build`, `./dev bild`\n\n    src/core/list.h && tests/run.sh\n")
         self.expect(docs_rules.commands_of_documents_exist, "no verb bild", "tests/run.sh is not there")
