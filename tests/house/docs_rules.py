@@ -49,6 +49,14 @@ COUNTS = (
         "src/net/interface_platform.h",
         r"kMaxEntries = (\d+);",
     ),
+    Count("docs/troubleshooting.md", r"it all has ([\d,]+) bytes", PROTOCOL, r"kAnswerBufferSize = (\d+);"),
+    Count("docs/troubleshooting.md", r"Behind ([\d,]+) that wait", PROTOCOL, r"kQueueLimit = (\d+);"),
+    Count(
+        "docs/troubleshooting.md",
+        r"no more than (\d+) addresses",
+        "src/net/interface_platform.h",
+        r"kMaxEntries = (\d+);",
+    ),
     Count(
         "docs/threads.md",
         r"more than (\d+) addresses is searched",
