@@ -83,6 +83,9 @@ CHANGELOG = pathlib.Path("CHANGELOG.md")
 CHANGED_VERSION = re.compile(r"^## \[?([\d.]+)", re.M)
 PROJECT_VERSION = re.compile(r"^project\(vireon VERSION ([\d.]+)", re.M)
 
+# Has a row for each source that platforms bring along.
+PORTING = pathlib.Path("docs/porting.md")
+
 # Which sets a container up by a verb, as documents tell people to.
 CONTAINER = pathlib.Path(".devcontainer/devcontainer.json")
 
@@ -208,6 +211,23 @@ def the_changelog_begins_with_the_version(root):
         return []
     names = [found.group(1) if found else "nothing" for found in (changed, version)]
     return [f"{CHANGELOG}: begins with {names[0]}, the project is at {names[1]}"]
+
+
+def the_page_on_porting_has_each_platform_source(root):
+    """But for those that one platform alone needs."""
+    listed = house_rules.listed_exceptions(root, house_rules.ONE_PLATFORM)
+    names = {
+        "/".join(
+            "<platform>" if part in house_rules.PLATFORM_FOLDERS else part
+            for part in path.with_suffix("").parts[1:]
+        )
+        for path in house_rules.sources(root, ".cpp")
+        if house_rules.is_platform_source(path)
+        and not path.stem.endswith("_test")
+        and path.as_posix() not in listed
+    }
+    rows = set(re.findall(r"^\| `([^`]+)` \|", house_rules.read(root, PORTING), re.M))
+    return [f"{PORTING}: leaves out {name}" for name in sorted(names - rows)]
 
 
 def number(text):

@@ -33,6 +33,9 @@ class ThisTree(unittest.TestCase):
     def test_the_changelog_begins_with_the_version(self):
         self.check(docs_rules.the_changelog_begins_with_the_version)
 
+    def test_the_page_on_porting_has_each_platform_source(self):
+        self.check(docs_rules.the_page_on_porting_has_each_platform_source)
+
     def test_counts_of_documents_are_those_of_the_sources(self):
         self.check(docs_rules.counts_of_documents_are_those_of_the_sources)
 
@@ -129,6 +132,18 @@ class BadTree(unittest.TestCase):
         for text, name in (("## 1.1.0\n\n## 1.2.0\n", "1.1.0"), ("# Changelog\n", "nothing")):
             self.write(docs_rules.CHANGELOG, text)
             self.expect(docs_rules.the_changelog_begins_with_the_version, f"begins with {name}")
+
+    def test_a_platform_source_that_the_page_on_porting_leaves_out(self):
+        self.write("src/core/win32/time.cpp")
+        self.write("src/core/posix/time_test.cpp")
+        self.write("src/core/posix/fork.cpp")
+        self.write(docs_rules.house_rules.ONE_PLATFORM, "src/core/posix/fork.cpp: no forks elsewhere\n")
+        self.write(docs_rules.PORTING, "| source |\n|---|\n| `core/<platform>/time` |\n")
+        self.expect(docs_rules.the_page_on_porting_has_each_platform_source)
+        self.write("src/net/win32/socket.cpp")
+        self.expect(
+            docs_rules.the_page_on_porting_has_each_platform_source, "leaves out net/<platform>/socket"
+        )
 
     def test_a_count_that_is_another(self):
         count = docs_rules.Count("README.md", r"at most ([\d,]+)", "src/core/list.h", r"kLimit = (\d+);")
