@@ -10,12 +10,13 @@ import unittest
 
 from capture import by_sender
 from network_case import INTERVAL, SLACK, NetworkCase, to_group
-from responder import answer
+from responder import ENTRY_SOURCES, answer
 from searcher import _die_with_parent, driver_command, module_directory
 
 HERE = os.path.dirname(os.path.abspath(__file__))
 DRIVER = os.path.join(HERE, 'layer_driver.py')
 PAGE = os.path.join(HERE, '..', '..', 'docs', 'script-layer.md')
+MODULES_PAGE = os.path.join(HERE, '..', '..', 'docs', 'module.md')
 README = os.path.join(HERE, '..', '..', 'README.md')
 
 ROUNDS = 2
@@ -305,13 +306,37 @@ class PagesTest(LayerCase):
         self.assertEqual(told, 'found Living room\nclosed None')
         self.assertIn('Update Service Living room', self.output(engine))
 
+    def test_the_modules_page(self):
+        self.standard_network()
+        self.responder(self.there, reply=lambda request: [answer()])
+        (module,) = self.programs(MODULES_PAGE)
+        self.assertIn('Update Service Living room', self.output(module.replace('sleep(10)', 'sleep(1)')))
+
     def test_the_readme(self):
         self.standard_network()
         self.responder(self.there, reply=lambda request: [answer()])
-        layer, module = self.programs(README)
+        (layer,) = self.programs(README)
         typed = 'import __builtin__, time\n__builtin__.raw_input = lambda _: time.sleep(1)\n'
         self.assertIn('found Server(usn=', self.output(typed + layer))
-        self.assertIn('Update Service Living room', self.output(module.replace('sleep(10)', 'sleep(1)')))
+
+    def test_the_readmes_table_is_what_a_script_gets(self):
+        self.standard_network()
+        self.responder(self.there, reply=lambda request: [answer()])
+        with open(README) as file:
+            rows = re.findall(r'^\| `(\w+)` \| `([\w-]+)` \| `(.*)` \|$', file.read(), re.M)
+        self.assertEqual(
+            [(key, header.lower()) for key, header, _ in rows],
+            [(key, header.decode().lower()) for key, header in ENTRY_SOURCES],
+        )
+        told = self.output(
+            'import vireon\n'
+            'for server in vireon.search(1):\n'
+            '    for key, value in sorted(server.items()):\n'
+            '        print type(key).__name__, key, type(value).__name__, value\n'
+        )
+        self.assertEqual(
+            told.split('\n'), sorted('unicode %s str %s' % (key, value) for key, _, value in rows)
+        )
 
 
 if __name__ == '__main__':
