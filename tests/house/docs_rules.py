@@ -7,6 +7,7 @@ constant that is one, with its value and a test.
 """
 
 import collections
+import os
 import pathlib
 import re
 
@@ -76,6 +77,21 @@ COUNTS = (
         "src/binding/pointer_conversion.cpp",
         r"kMaxSteps = (\d+);",
     ),
+)
+
+# What whoever opens the README has come to ask: a row of its table each, with a link.
+QUESTIONS = (
+    "How do I find servers?",
+    "Why do I find none?",
+    "Why is my server not found?",
+    "Who frees this?",
+    "Which thread calls me?",
+    "How long can `Stop` take?",
+    "What when the network changes?",
+    "What does the module cost?",
+    "Is it safe?",
+    "How do I build the Windows module?",
+    "Where do I change X?",
 )
 
 # The newest version comes first.
@@ -185,6 +201,30 @@ def what_documents_link_to_exists(root):
 def places_of(text):
     """What its headings are linked to as."""
     return {re.sub(r"[^\w -]", "", heading.lower()).replace(" ", "-") for heading in HEADING.findall(text)}
+
+
+def each_document_is_two_clicks_away(root):
+    """From the README, by links."""
+    clicks, found = {pathlib.Path("README.md")}, set()
+    for _ in range(2):
+        found |= clicks
+        clicks = {
+            pathlib.Path(os.path.normpath(document.parent / target))
+            for document in clicks
+            for target, _ in LINK.findall(house_rules.read(root, document))
+            if target.endswith(".md")
+        }
+    return [f"README.md: {page} is too far away" for page in documents(root) if page not in found | clicks]
+
+
+def the_readme_answers_each_question(root):
+    text = house_rules.read(root, pathlib.Path("README.md"))
+    rows = dict(re.findall(r"^\| (.+\?) \| (.+) \|$", text, re.M))
+    return [
+        f"README.md: says nowhere '{question}'"
+        for question in QUESTIONS
+        if not LINK.search(rows.get(question, ""))
+    ]
 
 
 def commands_of_documents_exist(root):

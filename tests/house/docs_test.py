@@ -27,6 +27,12 @@ class ThisTree(unittest.TestCase):
     def test_what_documents_link_to_exists(self):
         self.check(docs_rules.what_documents_link_to_exists)
 
+    def test_each_document_is_two_clicks_away(self):
+        self.check(docs_rules.each_document_is_two_clicks_away)
+
+    def test_the_readme_answers_each_question(self):
+        self.check(docs_rules.the_readme_answers_each_question)
+
     def test_commands_of_documents_exist(self):
         self.check(docs_rules.commands_of_documents_exist)
 
@@ -114,6 +120,24 @@ class BadTree(unittest.TestCase):
         self.expect(docs_rules.what_documents_link_to_exists)
         self.write("docs/page.md", "# Who\n\n[here](#when), [there](../README.md#who)\n")
         self.expect(docs_rules.what_documents_link_to_exists, "links to when", "links to who")
+
+    def test_a_document_that_is_three_clicks_away(self):
+        self.write("README.md", "[one](docs/one.md#x)\n")
+        self.write("docs/one.md", "# x\n\n[two](two.md), [back](../README.md)\n")
+        self.write("docs/two.md")
+        self.expect(docs_rules.each_document_is_two_clicks_away)
+        self.write("docs/two.md", "[three](three.md)\n")
+        self.write("docs/three.md")
+        self.expect(docs_rules.each_document_is_two_clicks_away, "docs/three.md is too far")
+
+    def test_a_question_without_an_answer(self):
+        rows = [f"| {question} | [here](docs/page.md) |" for question in docs_rules.QUESTIONS]
+        self.write("README.md", "\n".join(rows))
+        self.expect(docs_rules.the_readme_answers_each_question)
+        self.write(
+            "README.md", "\n".join(["| Is it safe? | yes |"] + [row for row in rows if "safe" not in row])
+        )
+        self.expect(docs_rules.the_readme_answers_each_question, "Is it safe?")
 
     def test_a_command_that_is_not_there(self):
         self.write("README.md", "`./dev build`, `./dev bild`\n\n    src/core/list.h && tests/run.sh\n")
