@@ -1,9 +1,10 @@
 #!/usr/bin/env bash
-# setup.sh build|test|coverage|bench|windows|peers
+# setup.sh build|test|coverage|bench|windows|peers|docs
 #
 # Installs what building the module, testing it, counting what the tests come to, measuring it, building
-# and testing it for Windows, or searching among others' programs needs and is not there yet. Safe to run
-# again: what is in place is left alone, and a machine that has everything is not asked for root.
+# and testing it for Windows, searching among others' programs, or making pages of its headers needs and
+# is not there yet. Safe to run again: what is in place is left alone, and a machine that has everything
+# is not asked for root.
 #
 # Everything comes from Debian 12 but Python 2.7, which Debian 12 no longer has. Unless a Python 2.7
 # with headers is on PATH already, it comes from Debian 11's suite of the mirror this machine uses
@@ -212,6 +213,10 @@ case ${1-} in
         set_up_node
         know_peers
         ;;
-    *) die 'usage: setup.sh build|test|coverage|bench|windows|peers' ;;
+    docs)
+        set_up_packages doxygen
+        exit
+        ;;
+    *) die 'usage: setup.sh build|test|coverage|bench|windows|peers|docs' ;;
 esac
 set_up_python "$1"
