@@ -24,6 +24,7 @@ PATH = re.compile(r"(?:[\w.<>*-]+/)+[\w.<>*-]*|[\w.-]+\.(?:py|h|cpp|sh|md|txt|cm
 DECLARATION = re.compile(r"[A-Za-z_]\w*(?:(?:::|\.)~?\w+)*(?:<[\w:]+>)?(?:\(\))?")
 COMMAND_WORD = re.compile(r"(?<![\w/.-])(?:src|tests|scripts|examples|docs|cmake|bench)/[\w./-]+")
 VERB = re.compile(r"\./dev +([a-z]+)")
+VERB_CASE = re.compile(r"^    ([a-z]+)\)", re.M)
 
 # A sentence and the source that decides its number: by naming it, then multiplied by the factor, or by as
 # many rows as match. A sentence that goes has to go from here as well.
@@ -42,6 +43,14 @@ COUNTS = (
         r"kLossLogLevel = (\d+);",
     ),
     Count("docs/datagram.md", r"the (\d+)\s+entries", "src/engine/device_dictionary.cpp", r'\n +{L"\w+"sv, '),
+    Count(
+        "docs/pictures/search.svg",
+        r"again every (\d+) seconds",
+        PROTOCOL,
+        r"kDefaultIntervalSeconds = (\d+);",
+    ),
+    Count("docs/wire.md", r"a port drawn between (\d+) and", PROTOCOL, r"kFirstPort = (\d+);"),
+    Count("docs/wire.md", r"\| (\d+) hops", PROTOCOL, r"kMulticastTimeToLive = (\d+);"),
     Count("docs/wire.md", r"each interval, (\d+) s", PROTOCOL, r"kDefaultIntervalSeconds = (\d+);"),
     Count("docs/wire.md", r"may have ([\d,]+) bytes", PROTOCOL, r"kAnswerBufferSize = (\d+);"),
     Count(
@@ -94,6 +103,9 @@ QUESTIONS = (
     "Where do I change X?",
 )
 
+# Has a row for each verb.
+CONTRIBUTING = pathlib.Path("CONTRIBUTING.md")
+
 # The newest version comes first.
 CHANGELOG = pathlib.Path("CHANGELOG.md")
 CHANGED_VERSION = re.compile(r"^## \[?([\d.]+)", re.M)
@@ -123,7 +135,7 @@ SCRIPT_TEST = re.compile(r"^ +def (test_\w+)\(", re.M)
 
 
 def documents(root):
-    pages = [pathlib.Path("README.md"), pathlib.Path("CONTRIBUTING.md"), CHANGELOG, LIMITS]
+    pages = [pathlib.Path("README.md"), CONTRIBUTING, CHANGELOG, LIMITS]
     return [page for page in pages if (root / page).exists()] + sorted(
         path.relative_to(root) for path in (root / "docs").glob("*.md")
     )
@@ -229,7 +241,7 @@ def the_readme_answers_each_question(root):
 
 def commands_of_documents_exist(root):
     """The verbs of ./dev and the paths in blocks of code."""
-    verbs = set(re.findall(r"^    ([a-z]+)\)", house_rules.read(root, pathlib.Path("dev")), re.M))
+    verbs = set(VERB_CASE.findall(house_rules.read(root, pathlib.Path("dev"))))
     complaints = []
     for document in documents(root) + [CONTAINER] * (root / CONTAINER).exists():
         text = house_rules.read(root, document)
@@ -268,6 +280,12 @@ def the_page_on_porting_has_each_platform_source(root):
     }
     rows = set(re.findall(r"^\| `([^`]+)` \|", house_rules.read(root, PORTING), re.M))
     return [f"{PORTING}: leaves out {name}" for name in sorted(names - rows)]
+
+
+def contributors_are_told_of_each_verb(root):
+    verbs = VERB_CASE.findall(house_rules.read(root, pathlib.Path("dev")))
+    told = VERB.findall(house_rules.read(root, CONTRIBUTING))
+    return [f"{CONTRIBUTING}: says nothing of ./dev {verb}" for verb in verbs if verb not in told]
 
 
 def number(text):

@@ -27,6 +27,9 @@ class ThisTree(unittest.TestCase):
     def test_what_documents_link_to_exists(self):
         self.check(docs_rules.what_documents_link_to_exists)
 
+    def test_contributors_are_told_of_each_verb(self):
+        self.check(docs_rules.contributors_are_told_of_each_verb)
+
     def test_each_document_is_two_clicks_away(self):
         self.check(docs_rules.each_document_is_two_clicks_away)
 
@@ -120,6 +123,15 @@ class BadTree(unittest.TestCase):
         self.expect(docs_rules.what_documents_link_to_exists)
         self.write("docs/page.md", "# Who\n\n[here](#when), [there](../README.md#who)\n")
         self.expect(docs_rules.what_documents_link_to_exists, "links to when", "links to who")
+
+    def test_a_verb_that_contributors_are_not_told_of(self):
+        self.write("dev", "    build) ;;\n    clean) ;;\n")
+        self.write(
+            docs_rules.CONTRIBUTING, "| `./dev build [PRESET...]` | builds |\n| `./dev clean` | cleans |\n"
+        )
+        self.expect(docs_rules.contributors_are_told_of_each_verb)
+        self.write(docs_rules.CONTRIBUTING, "| `./dev build [PRESET...]` | builds |\n")
+        self.expect(docs_rules.contributors_are_told_of_each_verb, "nothing of ./dev clean")
 
     def test_a_document_that_is_three_clicks_away(self):
         self.write("README.md", "[one](docs/one.md#x)\n")
