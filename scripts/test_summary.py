@@ -4,8 +4,8 @@
 Sums up the last test run of each preset from build/<preset>/results.xml, which ctest wrote: a row per
 preset, what failed or was skipped by name, and a last line "N passed, N failed, N skipped".
 
-A ctest test is usually a program with many tests of its own (GoogleTest, unittest and what prints the
-same, the replay of a fuzzer's corpus); those are what is counted. A program that fails without saying
+A ctest test is usually a program with many tests of its own (GoogleTest, unittest, pytest, the replay of a
+fuzzer's corpus); those are what is counted. A program that fails without saying
 which test failed, or that succeeds without having run any, counts as one failure. Ends with 1 when
 anything failed and, where the environment has CI=true, when anything was skipped.
 
@@ -26,6 +26,9 @@ UNITTEST_RESULT = re.compile(
     re.M,
 )
 UNITTEST_END = re.compile(r"^Ran (\d+) tests? in .*\n\n(?:OK|FAILED)(?: \((.*)\))?$", re.M)
+PYTEST_END = re.compile(r"^=+ (\d+ [a-z]+(?:, \d+ [a-z]+)*) in [\d.]+s.*=+$", re.M)
+PYTEST_FAILURE = re.compile(r"^(?:FAILED|ERROR) (\S+)", re.M)
+PYTEST_SKIPS = re.compile(r"^SKIPPED \[(\d+)\] (.*)$", re.M)
 # The leak checker of a checked build failed, not what it checked; a program's second run is what counts.
 RUN_AGAIN = re.compile(r"the leak checker's own tracer crashed, .* running the (program|script) once more")
 REPLAYED = re.compile(r"^replayed (\d+) inputs?$", re.M)
@@ -40,6 +43,7 @@ class Count:
         self.skipped = []
         self.elsewhere = []
         self.told = []
+        self.seconds = 0.0
 
     def add(self, other):
         self.passed += other.passed
@@ -47,6 +51,7 @@ class Count:
         self.skipped += other.skipped
         self.elsewhere += other.elsewhere
         self.told += other.told
+        self.seconds += other.seconds
 
 
 def count_gtest(output):
@@ -89,6 +94,22 @@ def count_unittest(output):
     return count
 
 
+def count_pytest(output):
+    count = Count()
+    for end in PYTEST_END.findall(output):
+        numbers = {kind.rstrip("s"): int(number) for number, kind in re.findall(r"(\d+) ([a-z]+)", end)}
+        count.passed += numbers.get("passed", 0)
+        count.failed += ["a test"] * (numbers.get("failed", 0) + numbers.get("error", 0))
+        count.skipped += ["a test"] * numbers.get("skipped", 0)
+    named_failures = PYTEST_FAILURE.findall(output)
+    named_skips = [what for number, what in PYTEST_SKIPS.findall(output) for _ in range(int(number))]
+    if len(named_failures) == len(count.failed):
+        count.failed = named_failures
+    if len(named_skips) == len(count.skipped):
+        count.skipped = named_skips
+    return count
+
+
 def count_replayed(output):
     count = Count()
     count.passed = sum(int(number) for number in REPLAYED.findall(output))
@@ -104,7 +125,7 @@ def count_program(case):
         count.told.append(f"{name}: {again.group()}")
         if again.group(1) == "program":
             output = output[again.end() :]
-    for count_kind in (count_gtest, count_unittest, count_replayed):
+    for count_kind in (count_gtest, count_unittest, count_pytest, count_replayed):
         count.add(count_kind(output))
     succeeded = case.get("status") == "run"
     if succeeded and count.passed + len(count.failed) + len(count.skipped) == 0:
@@ -122,18 +143,24 @@ def count_program(case):
 
 def count_preset(path):
     count = Count()
-    for case in ElementTree.parse(path).getroot().iter("testcase"):
+    results = ElementTree.parse(path).getroot()
+    for case in results.iter("testcase"):
         count.add(count_program(case))
+    # Of the clock: programs run side by side.
+    count.seconds = float(results.get("time") or 0)
     return count
 
 
 def main(presets):
     total = Count()
-    print(f"{'preset':10} {'run':>7} {'passed':>7} {'failed':>7} {'skipped':>8}")
+    print(f"{'preset':10} {'run':>7} {'passed':>7} {'failed':>7} {'skipped':>8} {'minutes':>8}")
     for preset in presets:
         count = count_preset(pathlib.Path("build", preset, "results.xml"))
         run = count.passed + len(count.failed)
-        print(f"{preset:10} {run:7} {count.passed:7} {len(count.failed):7} {len(count.skipped):8}")
+        print(
+            f"{preset:10} {run:7} {count.passed:7} {len(count.failed):7} {len(count.skipped):8}"
+            f" {count.seconds / 60:8.1f}"
+        )
         for kind in ("failed", "skipped", "elsewhere", "told"):
             for what in getattr(count, kind):
                 print(f"  {kind}: {what}")

@@ -51,17 +51,15 @@ Ran 3 tests in 0.001s
 FAILED (failures=1, skipped=1)
 """
 
-NETWORK = """test_bytes (test_requests.Requests.test_bytes) ... 0.5s ok
-test_resend (test_timing.Timing.test_resend) ... 0.0s skipped 'not root'
-test_order (test_answers.Answers.test_order) ... 1.5s FAIL
-======================================================================
-FAIL: test_answers.Answers.test_order
-----------------------------------------------------------------------
-AssertionError: 1 passed
-----------------------------------------------------------------------
-Ran 3 tests in 2.0s
-
-FAILED (failures=1, skipped=1)
+NETWORK = """gw0 [4] / gw1 [4]
+[gw0] [ 25%] PASSED test_requests.py::Requests::test_bytes
+[gw1] [ 50%] FAILED test_answers.py::Answers::test_order
+=================================== FAILURES ===================================
+E   AssertionError: 1 passed
+=========================== short test summary info ============================
+SKIPPED [2] test_timing.py:12: platform: no clock
+FAILED test_answers.py::Answers::test_order - AssertionError: 1 passed
+============== 1 failed, 1 passed, 2 skipped in 62.01s (0:01:02) ===============
 """
 
 
@@ -116,11 +114,19 @@ class Summary(unittest.TestCase):
     def test_counts_network_tests(self):
         self.results("release", ("network", "fail", NETWORK))
         output = self.summary("release")[1]
-        self.assertIn("failed: network: test_order (test_answers.Answers.test_order)\n", output)
-        self.assertIn(
-            "skipped: network: test_resend (test_timing.Timing.test_resend): skipped 'not root'\n", output
-        )
-        self.assertIn("1 passed, 1 failed, 1 skipped", output)
+        self.assertIn("failed: network: test_answers.py::Answers::test_order\n", output)
+        self.assertEqual(2, output.count("elsewhere: network: test_timing.py:12: platform: no clock\n"))
+        self.assertIn("1 passed, 1 failed, 0 skipped", output)
+
+    def test_counts_what_network_tests_do_not_name(self):
+        self.results("release", ("network", "fail", "===== 1 failed, 2 errors, 1 skipped in 0.10s =====\n"))
+        self.assertIn("0 passed, 3 failed, 1 skipped", self.summary("release")[1])
+
+    def test_tells_how_long_a_preset_took(self):
+        self.results("dev", ("core", "run", GTEST))
+        path = pathlib.Path("build/dev/results.xml")
+        path.write_text(path.read_text().replace("<testsuite>", '<testsuite time="90">'))
+        self.assertRegex(self.summary("dev")[1], r"(?m)^dev .* 1\.5$")
 
     def test_counts_replayed_inputs(self):
         self.results("dev", ("fuzz", "run", "a\nb\nreplayed 2 inputs\n"))

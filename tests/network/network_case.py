@@ -10,6 +10,7 @@ from capture import Capture
 from namespace import Namespace
 from responder import GROUP, PORT, Responder
 from searcher import Searcher, driver_command, module_directory
+from wire_files import watch
 
 # Seconds between two searches. A float holds it exactly, in whole milliseconds, so that no
 # rounding of the module's shows in the tests' times.
@@ -100,6 +101,7 @@ class NetworkCase(unittest.TestCase):
     def namespace(self):
         namespace = Namespace()
         self.addCleanup(namespace.close)
+        watch(namespace)
         return namespace
 
     def capture(self, namespace):

@@ -1,0 +1,57 @@
+"""What the runner of these tests keeps of one that fails."""
+
+import os
+import pathlib
+import subprocess
+import sys
+import tempfile
+import unittest
+
+from network_case import missing_namespaces, unmet
+
+RUNNER = str(pathlib.Path(__file__).with_name('run.py'))
+FAILS_AFTER_A_DATAGRAM = """
+import socket, unittest
+import namespace, wire_files
+
+class Sending(unittest.TestCase):
+    def test_a_datagram(self):
+        inside = namespace.Namespace()
+        inside.ip('link set lo up')
+        wire_files.watch(inside)
+        with inside.entered(), socket.socket(socket.AF_INET, socket.SOCK_DGRAM) as sender:
+            sender.sendto(b'one datagram', ('127.0.0.1', 9))
+        inside.close()
+        self.assertEqual(%s, 1)
+"""
+
+
+class RunnerTest(unittest.TestCase):
+    def setUp(self):
+        reason = missing_namespaces()
+        if reason:
+            unmet(reason)
+        folder = tempfile.TemporaryDirectory()
+        self.addCleanup(folder.cleanup)
+        self.folder = pathlib.Path(folder.name)
+
+    def run_test(self, value):
+        (self.folder / 'test_sending.py').write_text(FAILS_AFTER_A_DATAGRAM % value)
+        return subprocess.run(
+            [sys.executable, '-B', RUNNER, '-j', '1', '--folder', str(self.folder)],
+            env=dict(os.environ, VIREON_MODULE_DIR=str(self.folder)),
+            stdout=subprocess.PIPE,
+            stderr=subprocess.STDOUT,
+            text=True,
+        )
+
+    def test_the_wire_of_a_test_that_fails_is_kept_and_named(self):
+        done = self.run_test(0)
+        file = self.folder / 'captures' / 'test_sending.test_a_datagram.1.pcap'
+        self.assertNotEqual(done.returncode, 0)
+        self.assertIn(str(file), done.stdout)
+        self.assertIn(b'one datagram', file.read_bytes())
+
+    def test_nothing_is_kept_of_one_that_passes(self):
+        done = self.run_test(1)
+        self.assertEqual((done.returncode, [*self.folder.glob('captures/*')]), (0, []), done.stdout)
