@@ -4,12 +4,12 @@ import pathlib
 import signal
 import subprocess
 import sys
-import unittest
 
 HERE = pathlib.Path(__file__).resolve().parent
 ROOT = HERE.parents[1]
-ISOLATED = ROOT / 'tests' / 'script' / 'isolated.sh'
-ANSWERING = ROOT / 'tests' / 'network' / 'answering.py'
+sys.path.insert(0, str(ROOT / 'tests' / 'network'))
+from isolated_case import ANSWERED, ISOLATED, IsolatedCase, without_leak_checks  # known only now
+
 MODULE_DIR = os.environ['VIREON_MODULE_DIR']
 HOST = os.environ['VIREON_HOST']
 ON_WINDOWS = HOST.endswith('.exe')
@@ -21,40 +21,23 @@ BOTH_WAYS = (SAME_THREAD, OWN_THREADS)
 
 
 def command(is_answered, *arguments):
-    answering = [sys.executable, '-B', ANSWERING] if is_answered else []
     runner = [ROOT / 'scripts' / 'windows' / 'wine-isolated.sh'] if ON_WINDOWS else []
-    return [str(word) for word in [ISOLATED, *answering, *runner, HOST, *arguments]]
+    return [str(word) for word in [*(ANSWERED if is_answered else [ISOLATED]), *runner, HOST, *arguments]]
 
 
 def environment(leaves_engines):
-    changes = {'VIREON_SCRIPT_PATH' if ON_WINDOWS else 'PYTHONPATH': ':'.join(PATH)}
-    if leaves_engines:
-        for name, option in ('ASAN_OPTIONS', 'detect_leaks=0'), ('TSAN_OPTIONS', 'report_thread_leaks=0'):
-            changes[name] = os.environ.get(name, '') + ':' + option
-    return dict(os.environ, **changes)
+    changed = without_leak_checks() if leaves_engines else dict(os.environ)
+    changed['VIREON_SCRIPT_PATH' if ON_WINDOWS else 'PYTHONPATH'] = ':'.join(PATH)
+    return changed
 
 
-def missing_namespaces():
-    """Why there are none, or nothing."""
-    tried = subprocess.run([str(ISOLATED), 'true'], stderr=subprocess.PIPE)
-    return ' '.join(tried.stderr.decode().split()) if tried.returncode else ''
-
-
-class HostCase(unittest.TestCase):
+class HostCase(IsolatedCase):
     maxDiff = None
     time_limit_seconds = 120
     # Whether the scripts leave their engines behind, which a check for leaks would tell.
     leaves_engines = False
     # Whether a server is there.
     is_answered = True
-
-    @classmethod
-    def setUpClass(cls):
-        reason = missing_namespaces()
-        if reason and os.environ.get('CI') == 'true':
-            raise AssertionError(reason)
-        if reason:
-            raise unittest.SkipTest(reason)
 
     def run_host(self, way, script, *options):
         """(exit code, lines of the standard output in order, standard error)."""

@@ -12,11 +12,11 @@ import shlex
 import signal
 import subprocess
 import sys
-import unittest
 
 HERE = pathlib.Path(__file__).resolve().parent
-ISOLATED = str(HERE.parent / "script" / "isolated.sh")
-ANSWERING = str(HERE.parent / "network" / "answering.py")
+sys.path.insert(0, str(HERE.parent / "network"))
+from isolated_case import ANSWERED, ISOLATED, IsolatedCase, without_leak_checks  # known only now
+
 IS_LONG = os.environ.get("VIREON_LIVES") == "long"
 ON_WINDOWS = "VIREON_WINDOWS_PYTHON" in os.environ
 
@@ -33,16 +33,7 @@ def interpreter():
     return shlex.split(words) + ["-B"]
 
 
-class LivesCase(unittest.TestCase):
-    @classmethod
-    def setUpClass(cls):
-        tried = subprocess.run([ISOLATED, "true"], stderr=subprocess.PIPE, text=True)
-        if tried.returncode:
-            reason = " ".join(tried.stderr.split())
-            if os.environ.get("CI") == "true":
-                raise AssertionError(reason)
-            raise unittest.SkipTest(reason)
-
+class LivesCase(IsolatedCase):
     def note(self, text):
         print("\n%s: %s" % (self.id(), text), flush=True)
 
@@ -55,18 +46,12 @@ class LivesCase(unittest.TestCase):
     def run_script(self, name, *arguments, seconds=300, leaves_engines=False, pouring=()):
         """What a script says in a namespace of its own, where each search is answered; or the first one,
         at the rate and for the seconds given."""
-        server = [str(HERE / "pouring.py"), *map(str, pouring)] if pouring else [ANSWERING]
-        environment = dict(os.environ)
-        if leaves_engines:
-            for variable, option in ("ASAN_OPTIONS", "detect_leaks=0"), (
-                "TSAN_OPTIONS",
-                "report_thread_leaks=0",
-            ):
-                environment[variable] = environment.get(variable, "") + ":" + option
+        server = ANSWERED
+        if pouring:
+            server = [ISOLATED, sys.executable, "-B", str(HERE / "pouring.py"), *map(str, pouring)]
         process = subprocess.Popen(
-            [ISOLATED, sys.executable, "-B", *server, *interpreter(), str(HERE / name)]
-            + [str(each) for each in arguments],
-            env=environment,
+            [*server, *interpreter(), str(HERE / name), *map(str, arguments)],
+            env=without_leak_checks() if leaves_engines else None,
             stdout=subprocess.PIPE,
             stderr=subprocess.PIPE,
             text=True,

@@ -15,7 +15,7 @@ import socket
 import struct
 import time
 
-from capture import LoudThread
+from capture import WokenThread
 from namespace import Namespace
 
 _ETH_P_ALL = 3
@@ -141,16 +141,15 @@ class BadCable:
         self.to_here = _Way(ends[1], ends[0])
         self._ways = {way.source.fileno(): way for way in (self.to_there, self.to_here)}
         self._waiting, self._number = [], 0
-        self._wake, self._woken = os.pipe()
-        self._thread = LoudThread(self._run)
+        self._thread = WokenThread(self._run)
 
-    def _run(self):
+    def _run(self, wake):
         poll = select.poll()
-        for fd in (self._wake, *self._ways):
+        for fd in (wake, *self._ways):
             poll.register(fd, select.POLLIN)
         while True:
             ready = [fd for fd, _ in poll.poll(self._milliseconds_to_wait())]
-            if self._wake in ready:
+            if wake in ready:
                 return
             for fd in ready:
                 self._take_in(self._ways[fd])
@@ -185,12 +184,9 @@ class BadCable:
             way.given.append(frame)
 
     def close(self):
-        os.write(self._woken, b'x')
         try:
-            self._thread.join()
+            self._thread.end()
         finally:
-            for fd in (self._wake, self._woken):
-                os.close(fd)
             for way in self._ways.values():
                 way.source.close()
             self._middle.close()

@@ -79,6 +79,22 @@ class LoudThread:
             raise self._failure
 
 
+class WokenThread(LoudThread):
+    """One that runs until it is told to end, by `wake`: something to read for it."""
+
+    def __init__(self, run):
+        self._wake, self._woken = os.pipe()
+        super().__init__(lambda: run(self._wake))
+
+    def end(self):
+        os.write(self._woken, b'x')
+        try:
+            self.join()
+        finally:
+            os.close(self._wake)
+            os.close(self._woken)
+
+
 class Capture:
     """Collects from construction until close. Times are the kernel's, in seconds of the clock."""
 
@@ -97,12 +113,11 @@ class Capture:
         self._socket.setsockopt(socket.SOL_SOCKET, socket.SO_RCVBUF, 1 << 22)
         self._datagrams = []
         self._changed = threading.Condition()
-        self._wake, self._woken = os.pipe()
-        self._thread = LoudThread(self._run)
+        self._thread = WokenThread(self._run)
 
-    def _run(self):
+    def _run(self, wake):
         while True:
-            if wait_for_either(self._socket, self._wake):
+            if wait_for_either(self._socket, wake):
                 return
             packet, control, _, address = self._socket.recvmsg(65536, 64)
             # The first ones may have come in before the filter.
@@ -119,12 +134,9 @@ class Capture:
                 self._changed.notify_all()
 
     def close(self):
-        os.write(self._woken, b'x')
         try:
-            self._thread.join()
+            self._thread.end()
         finally:
-            for fd in (self._wake, self._woken):
-                os.close(fd)
             self._socket.close()
 
     def datagrams(self):

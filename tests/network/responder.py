@@ -5,13 +5,12 @@ Nothing here knows the product; texts of answers are put together by the tests.
 
 import collections
 import errno
-import os
 import socket
 import struct
 import threading
 import time
 
-from capture import LoudThread, wait_for_either
+from capture import LoudThread, WokenThread, wait_for_either
 
 PORT = 31288
 GROUP = '239.255.255.250'
@@ -113,12 +112,11 @@ class Responder:
         self.reply = reply or (lambda request: [])
         self._requests = []
         self._changed = threading.Condition()
-        self._wake, self._woken = os.pipe()
-        self._thread = LoudThread(self._run)
+        self._thread = WokenThread(self._run)
 
-    def _run(self):
+    def _run(self, wake):
         while True:
-            if wait_for_either(self._socket, self._wake):
+            if wait_for_either(self._socket, wake):
                 return
             payload, control, _, source = self._socket.recvmsg(65536, 256)
             destination = socket.inet_ntoa(struct.unpack('I4s4s', control[0][2][:12])[2])
@@ -134,12 +132,9 @@ class Responder:
                 self._changed.notify_all()
 
     def close(self):
-        os.write(self._woken, b'x')
         try:
-            self._thread.join()
+            self._thread.end()
         finally:
-            for fd in (self._wake, self._woken):
-                os.close(fd)
             self._socket.close()
 
     def join(self, address):

@@ -86,6 +86,26 @@ class WrappedPointer(ctypes.Structure):
     ]
 
 
+# What a callable is told of a server.
+SERVER_KEYS = (
+    'location',
+    'usn',
+    'friendlyName',
+    'HttpPort',
+    'HttpsPort',
+    'manufacturer',
+    'manufacturerURL',
+    'modelDescription',
+    'modelName',
+    'modelURL',
+    'modelNumber',
+    'serialNumber',
+    'WebsocketPort',
+    'DBStatus',
+    'version',
+)
+
+
 def fields_of(wrapped):
     return WrappedPointer.from_address(id(wrapped) + object.__basicsize__)
 

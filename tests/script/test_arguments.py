@@ -373,24 +373,6 @@ class Workers(unittest.TestCase):
 
 
 class Delivery(unittest.TestCase):
-    KEYS = [
-        'location',
-        'usn',
-        'friendlyName',
-        'HttpPort',
-        'HttpsPort',
-        'manufacturer',
-        'manufacturerURL',
-        'modelDescription',
-        'modelName',
-        'modelURL',
-        'modelNumber',
-        'serialNumber',
-        'WebsocketPort',
-        'DBStatus',
-        'version',
-    ]
-
     def test_the_callable_gets_the_event_and_the_dictionary(self):
         engine = _vireon.new_Vireon()
         calls = []
@@ -407,7 +389,7 @@ class Delivery(unittest.TestCase):
         self.assertIs(None, _vireon.Vireon_CallbacktoClient(engine, device))
         ((event, entries),) = calls
         self.assertEqual((str, 'Update Service'), (type(event), event))
-        self.assertEqual(sorted(self.KEYS), sorted(entries))
+        self.assertEqual(sorted(support.SERVER_KEYS), sorted(entries))
         self.assertEqual(set([unicode]), set(map(type, entries)))
         self.assertEqual(set([str]), set(map(type, entries.values())))
         self.assertEqual(

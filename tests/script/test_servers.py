@@ -13,27 +13,9 @@ from vireon.roll import Roll
 from vireon.surroundings import Surroundings
 from vireon.ticker import Ticker
 
-KEYS = (
-    'usn',
-    'friendlyName',
-    'HttpPort',
-    'HttpsPort',
-    'manufacturer',
-    'manufacturerURL',
-    'modelDescription',
-    'modelName',
-    'modelURL',
-    'modelNumber',
-    'serialNumber',
-    'WebsocketPort',
-    'DBStatus',
-    'version',
-    'location',
-)
-
 
 def entries(usn='uuid:1', location='http://10.0.0.1/', name='Den', **others):
-    answer = dict.fromkeys(KEYS, '')
+    answer = dict.fromkeys(support.SERVER_KEYS, '')
     answer.update(others, usn=usn, location=location, friendlyName=name)
     return answer
 
