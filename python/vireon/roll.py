@@ -50,8 +50,9 @@ class _Known(object):
             if place.heard < before:
                 del self.places[location]
 
-    def server(self):
-        return Server(self.places[self.newest()].entries, reversed(self.places), self.answers)
+    def server(self, now):
+        age = now - max(place.heard for place in self.places.values())
+        return Server(self.places[self.newest()].entries, reversed(self.places), self.answers, age)
 
 
 class Roll(object):
@@ -72,24 +73,27 @@ class Roll(object):
                 return []
             known = self._known[usn] = _Known()
             known.answer(entries, now)
-            return [Event(FOUND, known.server())]
-        return [Event(CHANGED, known.server())] if known.answer(entries, now) else []
+            return [Event(FOUND, known.server(now))]
+        return [Event(CHANGED, known.server(now))] if known.answer(entries, now) else []
 
     def pass_time(self, now):
         events, before = [], now - self._patience
         for usn, known in list(self._known.items()):
             if known.was_silent_since(before):
-                events += self._forget(usn, known, before)
+                events += self._forget(usn, known, now)
         return events
 
-    def servers(self):
-        """In the order in which they were found."""
-        return [known.server() for known in self._known.values()]
+    def __len__(self):
+        return len(self._known)
 
-    def _forget(self, usn, known, before):
-        last = known.server()
-        known.forget(before)
+    def servers(self, now):
+        """In the order in which they were found."""
+        return [known.server(now) for known in self._known.values()]
+
+    def _forget(self, usn, known, now):
+        last = known.server(now)
+        known.forget(now - self._patience)
         if known.places:
-            return [Event(CHANGED, known.server())]
+            return [Event(CHANGED, known.server(now))]
         del self._known[usn]
         return [Event(LOST, last)]

@@ -9,13 +9,15 @@ class Server(collections.Mapping):
     """What a server says of itself: a dictionary of what it answered, which does not change.
 
     Keys are texts, values the bytes that somebody on the network sent. A server that answers on several
-    networks has a location in each.
+    networks has a location in each. `answers` counts what it has answered, `age` is how many seconds ago
+    it did so last.
     """
 
-    def __init__(self, entries, locations=None, answers=1):
+    def __init__(self, entries, locations=None, answers=1, age=0.0):
         self._entries = entries
         self.locations = (entries['location'],) if locations is None else tuple(locations)
         self.answers = answers
+        self.age = age
 
     @property
     def usn(self):

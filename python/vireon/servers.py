@@ -46,8 +46,7 @@ class Servers(object):
         self._roll = Roll((lost_after + 1) * interval)
         self._events = Events(on_event)
         self._surroundings = surroundings or Surroundings()
-        self._listened = 0.0  # seconds, but for those in which nobody could
-        self._looked = steady()
+        self._listened, self._looked = 0.0, steady()  # seconds till then, but for those in which nobody could
         self._refreshes = False
         self._closed = False
         self._lock = threading.Lock()
@@ -57,11 +56,11 @@ class Servers(object):
 
     def __iter__(self):
         with self._held():
-            return iter(self._roll.servers())
+            return iter(self._roll.servers(self._now()))
 
     def __len__(self):
         with self._held():
-            return len(self._roll.servers())
+            return len(self._roll)
 
     def events(self):
         """The events since the last call, as a list. Never waits."""
@@ -120,7 +119,7 @@ class Servers(object):
     def _on_answer(self, _, entries):
         with self._held():
             if not self._closed:
-                self._events.add(self._roll.answer(entries, self._listened))
+                self._events.add(self._roll.answer(entries, self._now()))
         self._events.hand_on()
 
     def _tick(self):
@@ -129,12 +128,14 @@ class Servers(object):
             self._start_anew()
         self._events.hand_on()
 
+    def _now(self):
+        """The seconds in which the list could listen."""
+        return self._listened + min(steady() - self._looked, 2 * PERIOD)
+
     def _pass_time(self):
-        now = steady()
-        passed, self._looked = now - self._looked, now
         with self._held():
             if not self._closed:
-                self._listened += min(passed, 2 * PERIOD)
+                self._listened, self._looked = self._now(), steady()
                 self._events.add(self._roll.pass_time(self._listened))
 
     def _start_anew(self):

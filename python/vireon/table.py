@@ -401,10 +401,11 @@ CLASSES = (
         (
             'locations: Tuple[str, ...]',
             'answers: int',
+            'age: float',
             'usn: str',
             'name: str',
             'location: str',
-            'def __init__(self, entries: Dict[str, str], locations: Optional[Iterable[str]] = ..., answers: int = ...) -> None',
+            'def __init__(self, entries: Dict[str, str], locations: Optional[Iterable[str]] = ..., answers: int = ..., age: float = ...) -> None',
             'def __getitem__(self, key: str) -> str',
             'def __iter__(self) -> Iterator[str]',
             'def __len__(self) -> int',

@@ -40,7 +40,14 @@ class WhoIsThere(unittest.TestCase):
     def test_a_server_is_found_by_its_first_answer_alone(self):
         events = [self.roll.answer(entries(), now) for now in range(3)]
         self.assertEqual([[FOUND], [], []], [kinds(each) for each in events])
-        self.assertEqual(3, self.roll.servers()[0].answers)
+        self.assertEqual(3, self.roll.servers(2)[0].answers)
+
+    def test_its_age_is_that_of_its_last_answer_wherever_it_gave_it(self):
+        self.roll.answer(entries(location='http://10.0.0.1/'), 0)
+        self.roll.answer(entries(location='http://10.9.0.1/'), 2)
+        self.roll.answer(entries(location='http://10.0.0.1/'), 3)
+        self.assertEqual([4], [server.age for server in self.roll.servers(7)])
+        self.assertEqual([10], [event.server.age for event in self.roll.pass_time(13)])
 
     def test_it_is_what_it_answered(self):
         server = self.roll.answer(entries(DBStatus='ready'), 0)[0].server
@@ -53,7 +60,7 @@ class WhoIsThere(unittest.TestCase):
     def test_servers_are_told_apart_by_their_usn(self):
         for usn in ('uuid:1', 'uuid:2', 'uuid:1'):
             self.roll.answer(entries(usn), 0)
-        self.assertEqual(['uuid:1', 'uuid:2'], [server.usn for server in self.roll.servers()])
+        self.assertEqual(['uuid:1', 'uuid:2'], [server.usn for server in self.roll.servers(0)])
 
     def test_an_answer_that_says_something_else_is_a_change(self):
         self.roll.answer(entries(), 0)
@@ -90,7 +97,7 @@ class WhoIsThere(unittest.TestCase):
         self.assertEqual([], self.roll.pass_time(self.PATIENCE))
         lost = self.roll.pass_time(self.PATIENCE + 0.1)
         self.assertEqual([(LOST, 'Den')], [(each.kind, each.server.name) for each in lost])
-        self.assertEqual([], self.roll.servers())
+        self.assertEqual(0, len(self.roll))
         self.assertEqual([FOUND], kinds(self.roll.answer(entries(), 20)))
 
     def test_a_location_that_does_not_answer_goes_by_itself(self):
@@ -105,12 +112,12 @@ class WhoIsThere(unittest.TestCase):
         for number in range(roll.MOST_SERVERS):
             self.roll.answer(entries('uuid:%d' % number), 0)
         self.assertEqual([], self.roll.answer(entries('uuid:one more'), 0))
-        self.assertEqual(roll.MOST_SERVERS, len(self.roll.servers()))
+        self.assertEqual(roll.MOST_SERVERS, len(self.roll))
 
     def test_more_locations_than_the_most_are_passed_over(self):
         for number in range(roll.MOST_LOCATIONS + 1):
             self.roll.answer(entries(location='http://10.0.0.%d/' % number), 0)
-        self.assertEqual(roll.MOST_LOCATIONS, len(self.roll.servers()[0].locations))
+        self.assertEqual(roll.MOST_LOCATIONS, len(self.roll.servers(0)[0].locations))
 
 
 class Told(unittest.TestCase):
@@ -350,6 +357,20 @@ servers.close()
 servers.close()
 print kinds(servers.events() + servers.events())
 print len(servers)
+''',
+        )
+
+    def test_a_server_is_as_old_as_its_last_answer(self):
+        self.expect(
+            'True True\n',
+            '''
+servers = vireon.Servers()
+answer(servers)
+time.sleep(0.5)
+grown = next(iter(servers)).age
+answer(servers)
+print 0.4 < grown < 20, next(iter(servers)).age < grown
+servers.close()
 ''',
         )
 
