@@ -35,8 +35,9 @@ else:
     _SIOCGIFCONF, _SIOCGIFFLAGS, _SIOCGIFNETMASK = 0x8912, 0x8913, 0x891B
     _ENTRY_SIZE = 16 + 8 + 2 * struct.calcsize('P')  # struct ifreq: a name and the largest of a union
     _MOST_ENTRIES = 1024
-    # IFF_UP, IFF_BROADCAST, IFF_LOOPBACK, IFF_POINTOPOINT, IFF_MULTICAST; others come and go.
-    _FLAGS = 0x1 | 0x2 | 0x8 | 0x10 | 0x1000
+    # Of an interface's flags; others come and go.
+    UP, BROADCAST, LOOPBACK, POINT_TO_POINT, MULTICAST = 0x1, 0x2, 0x8, 0x10, 0x1000
+    _FLAGS = UP | BROADCAST | LOOPBACK | POINT_TO_POINT | MULTICAST
 
     def _entries(probe):
         room = array.array('c', '\0' * (_MOST_ENTRIES * _ENTRY_SIZE))
@@ -50,12 +51,16 @@ else:
         mask = fcntl.ioctl(probe, _SIOCGIFNETMASK, entry)[20:24]
         return entry[:16].rstrip('\0'), entry[20:24], mask, flags
 
-    def addresses():
-        found = set()
+    def in_order():
+        """Name, address, mask and flags of each."""
+        found = []
         with contextlib.closing(socket.socket(socket.AF_INET, socket.SOCK_DGRAM)) as probe:
             for entry in _entries(probe):
                 try:
-                    found.add(_described(probe, entry))
+                    found.append(_described(probe, entry))
                 except IOError:
                     continue  # it has gone meanwhile
-        return frozenset(found)
+        return found
+
+    def addresses():
+        return frozenset(in_order())

@@ -33,14 +33,14 @@ OTHER_NETWORK = ('10.77.2.1', '10.77.2.2')
 class Layer:
     """A program that uses the layer, in a namespace. Every wait has its limit."""
 
-    def __init__(self, namespace, *words, text=None):
+    def __init__(self, namespace, *words, text=None, program=(DRIVER,)):
         environment = dict(os.environ, VIREON_MODULE_DIR=module_directory(), PYTHONDONTWRITEBYTECODE='1')
         environment.pop('PYTHONUNBUFFERED', None)
         if 'VIREON_DRIVER_PRELOAD' in os.environ:
             environment['LD_PRELOAD'] = os.environ['VIREON_DRIVER_PRELOAD']
         with namespace.entered():
             self.process = subprocess.Popen(
-                driver_command() + ['-u', DRIVER, *words],
+                driver_command() + ['-u', *program, *words],
                 env=environment,
                 stdin=subprocess.PIPE,
                 stdout=subprocess.PIPE,
@@ -109,8 +109,8 @@ class Layer:
 
 
 class LayerCase(NetworkCase):
-    def layer(self, *words, text=None):
-        layer = Layer(self.here, *map(str, words), text=text)
+    def layer(self, *words, **options):
+        layer = Layer(self.here, *map(str, words), **options)
         self.addCleanup(layer.close)
         return layer
 
