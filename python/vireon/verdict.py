@@ -22,9 +22,7 @@ NO_STATUS = Fault('no "HTTP/1.1 200 OK" at its beginning', 'begin its answer wit
 BAD_STATUS = Fault('the status is %s, not 200', 'answer with "HTTP/1.1 200 OK"')
 NO_ST = Fault('no ST header', 'send the header ST, with the type %s' % DEVICE_TYPE)
 NO_USN = Fault('no USN header', 'send the header USN, as uuid:<its uuid>::%s' % DEVICE_TYPE)
-NO_EXT = Fault(
-    'no EXT header', 'send the header EXT: nothing stands behind its colon, but it needs the colon'
-)
+NO_EXT = Fault('no EXT header', 'send the header "EXT:", with its colon and nothing behind it')
 BAD_USN = Fault(
     'USN is not uuid::ST', 'send as USN its uuid, "::" and what it sends as ST, with no further "::"'
 )

@@ -99,7 +99,7 @@ class WhatToDo(unittest.TestCase):
         self.expect('Start a media server in one of the networks above: of what answers (2)', others=2)
 
     def test_where_an_answer_is_dropped(self):
-        self.expect('Have the server at 10.0.0.2 send the header EXT', faulty=FAULTY)
+        self.expect('Have the server at 10.0.0.2 send the header "EXT:"', faulty=FAULTY)
         both = FAULTY + [('10.0.0.3', verdict.NO_ST)]
         self.assertIn(', and see above for what is wrong with 1 more.', advice(findings(faulty=both)))
 
