@@ -6,6 +6,7 @@ import json
 import os
 import pty
 import re
+import select
 import signal
 import struct
 import subprocess
@@ -183,7 +184,8 @@ class WatchTest(CommandCase):
         deadline = time.monotonic() + LIMIT
         # Two tables behind the first one that has the server.
         while seen.partition(HOSTILE_NAME)[2].count('\x1b[H') < 2 and time.monotonic() < deadline:
-            seen += os.read(master, 65536).decode('utf-8', 'replace')
+            if select.select([master], [], [], 1)[0]:
+                seen += os.read(master, 65536).decode('utf-8', 'replace')
         process.send_signal(signal.SIGINT)
         self.assertEqual(process.wait(LIMIT), 0)
         rows = [row.split() for row in re.split(r'\x1b\[K\r\n', seen) if HOSTILE_NAME in row]
