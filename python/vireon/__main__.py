@@ -27,7 +27,7 @@ def _seconds(text):
 
 
 def _text(argument):
-    return argument.decode(sys.getfilesystemencoding() or 'utf-8', 'replace')
+    return argument.decode('mbcs' if os.name == 'nt' else 'utf-8', 'replace')
 
 
 def _parser():
@@ -67,9 +67,9 @@ def _parser():
     return parser
 
 
-def main(arguments=None):
+def main():
     """Gives the exit code."""
-    options = _parser().parse_args(arguments)
+    options = _parser().parse_args()
     try:
         return options.run(options)
     except KeyboardInterrupt:

@@ -15,6 +15,7 @@ from vireon.roll import MOST_SERVERS
 from vireon.shown import say, shown
 
 MOST_LINES = 40  # of answers
+MOST_NAME = 60  # characters
 
 
 def examine(seconds, interval):
@@ -96,7 +97,7 @@ def _write_answers(answers, told):
 def _words(kind, answers, told):
     if kind.fault is None:
         whether = u'told of it, too' if kind.usn in told else u'did not tell of it'
-        return u'taken: %s (the module %s)' % (shown(kind.name), whether)
+        return u'taken: %s (the module %s)' % (shown(kind.name, MOST_NAME), whether)
     if answers.is_needless(kind):
         return u'not needed: ' + kind.says
     return (u'dropped: ' if kind.is_meant else u'no media server: ') + kind.says

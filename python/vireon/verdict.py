@@ -49,17 +49,16 @@ FAULTS = (
 
 
 class Verdict(object):
-    """On one datagram. `fault` is None when the module takes it; `says` is the reason otherwise.
+    """On one datagram: `fault` is None when the module takes it, and `says` the reason otherwise.
 
-    What it says of itself is None where that could not be read.
+    `usn` and `name` are what it says of itself, None where that could not be read.
     """
 
     def __init__(self, fault, detail=None, message=None):
         self.fault = fault
         self.says = None if fault is None else (fault.says if detail is None else fault.says % detail)
-        self.usn, self.name, self.location = (
-            (message.find(header) if message else None) for header in ('USN', 'FriendlyName', 'Location')
-        )
+        self.usn = message and message.find('USN')
+        self.name = message and message.find('FriendlyName')
 
 
 def judge(datagram):

@@ -170,8 +170,7 @@ class OneAnswer(unittest.TestCase):
     def test_a_good_one_is_taken_with_what_it_says(self):
         good = judge(answer())
         self.assertEqual(
-            (None, None, 'uuid:1::' + DEVICE_TYPE, 'Den', 'http://10.0.0.1:8080/'),
-            (good.fault, good.says, good.usn, good.name, good.location),
+            (None, None, 'uuid:1::' + DEVICE_TYPE, 'Den'), (good.fault, good.says, good.usn, good.name)
         )
 
     def test_each_header_that_it_needs_is_missed(self):
