@@ -119,6 +119,8 @@ class DescribeTest(CommandCase):
     def test_one_is_chosen_by_its_name_or_location_or_usn(self):
         usn = b'uuid:7::urn:schemas-upnp-org:device:ZOMediaServer:1'
         self.answering(answer(), answer(b'K\xc3\xbcche', USN=usn, LOCATION=b'http://10.77.1.2/7'))
+        # An argument is text whatever the locale says.
+        self.enterContext(unittest.mock.patch.dict(os.environ, LC_ALL='C'))
         for which in ('Küche', 'http://10.77.1.2/7', usn.decode()):
             with self.subTest(which):
                 if which == 'Küche':
