@@ -10,7 +10,8 @@ from vireon.values import Url
 
 NAME_WIDTH = 30
 _LINE = u'%-' + str(NAME_WIDTH) + u's  %-15s  %s'
-HINT = u'No server was found. python -m vireon doctor tells why.'
+NONE = u'No server was found. python -m vireon doctor tells why.'
+NOT_THAT_ONE = u'That server was not found. python -m vireon list tells which are there.'
 
 
 def address_of(server):
@@ -34,7 +35,7 @@ def list_servers(seconds, interval):
             say(_LINE % (u'NAME', u'ADDRESS', u'LOCATION'))
         found = True
         say(line_of(server))
-    return _ended(found)
+    return _ended(found, NONE)
 
 
 def describe_servers(which, seconds, interval):
@@ -47,10 +48,10 @@ def describe_servers(which, seconds, interval):
             found = True
             for key in sorted(server, key=lambda each: each.lower()):
                 say(u'%-17s %s' % (key, shown(server[key])))
-    return _ended(found)
+    return _ended(found, NONE if which is None else NOT_THAT_ONE)
 
 
-def _ended(found):
+def _ended(found, otherwise):
     if not found:
-        say(HINT, sys.stderr)
+        say(otherwise, sys.stderr)
     return 0 if found else 1

@@ -130,7 +130,8 @@ class DescribeTest(CommandCase):
                 code, lines, errors = self.told('describe', which)
                 self.assertEqual((code, len(lines), errors), (0, 15, ''))
                 self.assertIn('usn               ' + usn.decode(), lines)
-        self.assertEqual(self.told('describe', 'Attic')[:2], (1, []))
+        expected = 'That server was not found. python -m vireon list tells which are there.\n'
+        self.assertEqual(self.told('describe', 'Attic'), (1, [], expected))
 
 
 class WatchTest(CommandCase):
