@@ -1,21 +1,27 @@
 """The sample media server is started as its usage says and asked."""
 
+import contextlib
 import os
 import re
 import signal
 import socket
 import subprocess
 import sys
+import time
 import unittest
+import xml.etree.ElementTree
 
-from network_case import BROADCAST, MULTICAST_REQUEST, SEARCHER, NetworkCase
-from responder import GROUP, PORT
+from network_case import BROADCAST, MULTICAST_REQUEST, SEARCHER, SERVER, SLACK, STARTED, NetworkCase
+from responder import DEVICE_TYPE, GROUP, PORT
 from searcher import driver_command, module_directory
 
 SCRIPT = os.path.join(os.path.dirname(os.path.abspath(__file__)), '..', '..', 'examples', 'media_server.py')
+UUID = '01234567-89ab-cdef-0123-456789abcdef'
+TYPE = DEVICE_TYPE.decode()
+DESCRIPTION = '{urn:schemas-upnp-org:device-1-0}'  # the namespace of its elements
 
 
-class MediaServerTest(NetworkCase):
+class ServerCase(NetworkCase):
     python = [sys.executable]
 
     def setUp(self):
@@ -35,15 +41,13 @@ class MediaServerTest(NetworkCase):
         self.addCleanup(server.stdout.close)
         self.addCleanup(server.wait)
         self.addCleanup(server.kill)
-        self.assertIn('listening on port 31288', server.stdout.readline())
+        for _ in range(max(1, options.count('--name'))):
+            self.assertIn('listening on port 31288', server.stdout.readline())
         return server
 
-    def ask(self, destination=GROUP):
-        """The answer to one search from the other end of the cable."""
-        return self.answer(destination)[0].decode()
-
-    def answer(self, destination=GROUP):
-        """The answer's bytes, and the address and port that it came from."""
+    @contextlib.contextmanager
+    def asking(self):
+        """A socket at the other end of the cable."""
         with self.here.entered():
             asking = socket.socket(socket.AF_INET, socket.SOCK_DGRAM)
         with asking:
@@ -51,9 +55,51 @@ class MediaServerTest(NetworkCase):
             asking.setsockopt(socket.SOL_SOCKET, socket.SO_BROADCAST, 1)
             asking.bind((SEARCHER, 0))
             asking.setsockopt(socket.IPPROTO_IP, socket.IP_MULTICAST_IF, socket.inet_aton(SEARCHER))
+            yield asking
+
+    def ask(self, destination=GROUP):
+        """The first answer to a search for everything."""
+        return self.answer(destination)[0].decode()
+
+    def answer(self, destination=GROUP):
+        """The answer's bytes, and the address and port that it came from."""
+        with self.asking() as asking:
             asking.sendto(MULTICAST_REQUEST, (destination, PORT))
             return asking.recvfrom(65536)
 
+    def answers(self, *targets, count, wait=b'5'):
+        """The headers of so many answers, and no more, to searches for these targets."""
+        with self.asking() as asking:
+            for target in targets:
+                request = MULTICAST_REQUEST.replace(b'ssdp:all', target.encode()).replace(b'5', wait, 1)
+                asking.sendto(request, (GROUP, PORT))
+            found = [headers_of(asking.recv(65536)) for _ in range(count)]
+            asking.settimeout(0.3)
+            with self.assertRaises(socket.timeout):
+                found.append(headers_of(asking.recv(65536)))
+        return found
+
+    def get(self, path, port=8080):
+        """What is served: the status line and the body."""
+        with self.here.entered():
+            asking = socket.create_connection((SERVER, port), 5)
+        with asking:
+            asking.sendall(b'GET %s HTTP/1.0\r\n\r\n' % path.encode())
+            with asking.makefile('rb') as response:
+                head, _, body = response.read().partition(b'\r\n\r\n')
+        return head.split(b'\r\n')[0].decode(), body
+
+
+def headers_of(answer):
+    """Of an answer, with whatever it holds twice held against it."""
+    lines = answer.decode().split('\r\n')
+    assert lines[0] == 'HTTP/1.1 200 OK' and lines[-2:] == ['', ''], lines
+    headers = [tuple(line.split(':', 1)) for line in lines[1:-2]]
+    assert len({name.lower() for name, _ in headers}) == len(headers), headers
+    return {name: value.strip() for name, value in headers}
+
+
+class MediaServerTest(ServerCase):
     def uuid(self):
         return re.search(r'\r\nUSN: uuid:([-0-9a-f]{36})::', self.ask()).group(1)
 
@@ -86,8 +132,7 @@ class MediaServerTest(NetworkCase):
         self.assertNotEqual(self.uuid_of_a_run('--name', 'Den'), self.uuid_of_a_run('--name', 'Kitchen'))
 
     def test_its_uuid_may_be_chosen(self):
-        chosen = '01234567-89ab-cdef-0123-456789abcdef'
-        self.assertEqual(self.uuid_of_a_run('--uuid', chosen), chosen)
+        self.assertEqual(self.uuid_of_a_run('--uuid', UUID), UUID)
 
     def test_it_answers_from_its_own_port_unless_another_one_is_asked_for(self):
         server = self.start()
@@ -104,15 +149,108 @@ class MediaServerTest(NetworkCase):
         self.start('--name', 'Küche 東京')
         self.assertIn('\r\nFriendlyName: Küche 東京\r\n', self.ask())
 
-    def test_it_serves_what_its_answer_points_to(self):
-        self.start('--serve', '--name', 'Den & Co')
-        with self.here.entered():
-            asking = socket.create_connection(('10.77.1.2', 8080), 5)
-        with asking:
-            asking.sendall(b'GET /description.xml HTTP/1.0\r\n\r\n')
-            with asking.makefile('rb') as response:
-                served = response.read()
-        self.assertIn(b'<friendlyName>Den &amp; Co</friendlyName>', served)
+    def test_each_kind_of_target_is_answered_with_its_own_usn(self):
+        self.start('--uuid', UUID)
+        for target, usn in (
+            ('upnp:rootdevice', 'uuid:%s::upnp:rootdevice' % UUID),
+            ('uuid:' + UUID, 'uuid:' + UUID),
+            (TYPE, 'uuid:%s::%s' % (UUID, TYPE)),
+        ):
+            with self.subTest(target):
+                headers = self.answers(target, count=1)[0]
+                self.assertEqual((headers['ST'], headers['USN'], headers['EXT']), (target, usn, ''))
+
+    def test_a_search_for_everything_has_an_answer_of_each_kind(self):
+        self.start('--uuid', UUID)
+        self.assertEqual(
+            [each['ST'] for each in self.answers('ssdp:all', count=3)],
+            ['upnp:rootdevice', 'uuid:' + UUID, TYPE],
+        )
+
+    def test_what_is_nothing_of_its_own_is_not_answered(self):
+        self.start('--uuid', UUID)
+        others = ('uuid:' + UUID[:-1], TYPE + '0', 'urn:schemas-upnp-org:device:MediaServer:1')
+        self.assertEqual([each['ST'] for each in self.answers(*others, TYPE, count=1)], [TYPE])
+
+    def test_its_description_is_that_of_a_device(self):
+        self.start('--uuid', UUID, '--name', 'Den & Co')
+        status, served = self.get('/description.xml')
+        self.assertIn(' 200 ', status)
+        root = xml.etree.ElementTree.fromstring(served)
+        self.assertEqual(root.tag, DESCRIPTION + 'root')
+        self.assertEqual([each.tag for each in root], [DESCRIPTION + 'specVersion', DESCRIPTION + 'device'])
+        self.assertEqual([int(each.text) for each in root[0]], [1, 1])
+        device = {each.tag.replace(DESCRIPTION, ''): each.text for each in root[1]}
+        self.assertEqual(
+            (device['deviceType'], device['friendlyName'], device['UDN']), (TYPE, 'Den & Co', 'uuid:' + UUID)
+        )
+        self.assertTrue(device['manufacturer'] and device['modelName'])
+
+    def test_it_serves_what_it_points_to_and_announces_nothing_else(self):
+        self.start()
+        headers = self.answers(TYPE, count=1)[0]
+        base = 'http://%s:8080' % SERVER
+        for name in ('LOCATION', 'ManufacturerURL', 'ModelURL', 'PresentationURL'):
+            self.assertTrue(headers[name].startswith(base + '/'), headers)
+            self.assertIn(' 200 ', self.get(headers[name][len(base) :])[0])
+        self.assertIn(' 404 ', self.get('/elsewhere')[0])
+        self.assertEqual([name for name in headers if name.endswith('Port')], ['HttpPort'])
+        self.assertEqual(headers['HttpPort'], '8080')
+
+    def test_where_it_serves_nothing_it_announces_nothing_that_is_served(self):
+        self.start('--no-serve')
+        headers = self.answers(TYPE, count=1)[0]
+        self.assertEqual(
+            [name for name in headers if name == 'LOCATION' or name.endswith(('URL', 'Port'))], ['LOCATION']
+        )
+        with self.assertRaises(ConnectionRefusedError):
+            self.get('/description.xml')
+
+    def test_a_port_that_is_taken_is_not_announced(self):
+        with self.there.entered():
+            taken = socket.create_server(('', 8080))
+        self.addCleanup(taken.close)
+        self.start('--uuid', UUID)
+        port = self.answers(TYPE, count=1)[0]['HttpPort']
+        self.assertNotEqual(port, '8080')
+        self.assertIn(UUID.encode(), self.get('/description.xml', int(port))[1])
+
+    def test_several_names_are_as_many_servers(self):
+        self.start('--name', 'Den', '--name', 'Kitchen', '--http-port', '9000')
+        headers = self.answers(TYPE, count=2)
+        self.assertEqual([each['FriendlyName'] for each in headers], ['Den', 'Kitchen'])
+        self.assertEqual([each['HttpPort'] for each in headers], ['9000', '9001'])
+        for each in headers:
+            udn = each['USN'].split('::')[0].encode()
+            self.assertIn(b'<UDN>%s</UDN>' % udn, self.get('/description.xml', int(each['HttpPort']))[1])
+        self.assertNotEqual(headers[0]['USN'], headers[1]['USN'])
+
+    def test_two_servers_are_not_one(self):
+        tried = subprocess.run(
+            self.python + ['-B', SCRIPT, '--name', 'Den', '--name', 'Den'], stderr=subprocess.PIPE, timeout=30
+        )
+        self.assertEqual(tried.returncode, 2)
+        self.assertIn(b'a name or a --uuid of its own', tried.stderr)
+
+    def test_its_answers_may_take_their_time(self):
+        self.start('--delay', '0.5')
+        asked = time.monotonic()
+        self.answers(TYPE, count=1)
+        self.assertGreater(time.monotonic() - asked, 0.5)
+
+    def test_its_answers_may_be_spread_over_the_time_that_a_search_allows_for(self):
+        self.start('--spread')
+        for wait, seconds in ((b'2', 2), (b'0', 0), (b'-1', 0), (b'\xb2', 0), (5000 * b'9', 0)):
+            with self.subTest(wait[:9]), self.asking() as asking:
+                asked = time.monotonic()
+                for _ in range(8):
+                    asking.sendto(MULTICAST_REQUEST.replace(b'5', wait, 1), (GROUP, PORT))
+                for _ in range(24):
+                    asking.recv(65536)
+                taken = time.monotonic() - asked
+                self.assertLess(taken, seconds + SLACK)
+                # That all of so many are within the first tenth does not happen.
+                self.assertGreater(taken, seconds / 10)
 
     def test_a_client_out_of_reach_ends_nothing(self):
         self.start()
@@ -151,6 +289,64 @@ class OlderInterpreterTest(MediaServerTest):
         for self.python in (driver_command(), [sys.executable]):
             uuids.add(self.uuid_of_a_run('--name', 'Küche'))
         self.assertEqual(len(uuids), 1, uuids)
+
+
+class FaultsTest(ServerCase):
+    """What the module makes of each fault, beside a server that has none."""
+
+    def setUp(self):
+        super().setUp()
+        self.start('--name', 'Witness')
+        self.client = self.searcher(self.here)
+        self.assertEqual(self.client.search(), STARTED)
+
+    def names_after_two_rounds(self):
+        """Who was found at least once since this began, and the first of which may be under way."""
+        before = len(self.calls_of(b'Witness'))
+        self.client.wait_found(lambda _: len(self.calls_of(b'Witness')) >= before + 8, 'two rounds')
+        return {call.name.decode() for call in self.client.found()}
+
+    def calls_of(self, name):
+        return [call for call in self.client.found() if call.name == name]
+
+    def faulty_answer(self, fault):
+        """Starts a server with that fault; gives its answer, whatever that looks like."""
+        self.start('--name', fault, '--uuid', UUID, '--fault', fault)
+        with self.asking() as asking:
+            asking.sendto(MULTICAST_REQUEST.replace(b'ssdp:all', b'uuid:' + UUID.encode()), (GROUP, PORT))
+            return asking.recv(65536)
+
+    def assert_not_reported(self, fault, shows):
+        self.assertTrue(shows(self.faulty_answer(fault)))
+        self.assertEqual(self.names_after_two_rounds(), {'Witness'})
+
+    def test_without_ext_it_is_not_reported(self):
+        self.assert_not_reported('no-ext', lambda answer: b'\r\nEXT' not in answer)
+
+    def test_with_an_ext_that_is_no_header_it_is_not_reported(self):
+        self.assert_not_reported('ext-without-colon', lambda answer: b'\r\nEXT\r\n' in answer)
+
+    def test_without_a_name_it_is_not_reported(self):
+        self.assert_not_reported('no-friendly-name', lambda answer: b'FriendlyName' not in answer)
+
+    def test_without_a_location_it_is_not_reported(self):
+        self.assert_not_reported('no-location', lambda answer: b'LOCATION' not in answer)
+
+    def test_with_a_usn_of_another_type_it_is_not_reported(self):
+        self.assert_not_reported('other-usn', lambda answer: b'::urn:schemas-upnp-org:device:M' in answer)
+
+    def test_with_an_answer_that_is_over_long_it_is_not_reported(self):
+        self.assert_not_reported('over-long', lambda answer: len(answer) > 2000)
+
+    def test_without_a_closing_line_it_is_reported_all_the_same(self):
+        self.assertFalse(self.faulty_answer('no-closing-line').endswith(b'\r\n\r\n'))
+        self.assertEqual(self.names_after_two_rounds(), {'Witness', 'no-closing-line'})
+
+    def test_silent_it_is_reported_no_more(self):
+        self.start('--name', 'soon silent', '--fault', 'silent-after=3')
+        self.client.wait_found(lambda _: len(self.calls_of(b'soon silent')) == 3, 'three answers')
+        self.names_after_two_rounds()
+        self.assertEqual(len(self.calls_of(b'soon silent')), 3)
 
 
 if __name__ == '__main__':

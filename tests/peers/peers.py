@@ -30,10 +30,7 @@ table inet peers {
         udp dport %d udp dport set %d
     }
 }
-''' % (
-    PORT,
-    SSDP_PORT,
-)
+'''
 
 
 def folder():
@@ -130,9 +127,9 @@ class Peer:
             file.write(text)
         return path
 
-    def rewrite(self):
-        """From now on what comes in for the searched port goes to SSDP's."""
-        done = self.run('nft', '-f', self.write('rewrite.nft', _REWRITE))
+    def rewrite(self, searched=PORT, heard=SSDP_PORT):
+        """From now on what comes in for the searched port goes to that which is heard."""
+        done = self.run('nft', '-f', self.write('rewrite.nft', _REWRITE % (searched, heard)))
         if done.wait() != 0:
             raise OSError('cannot rewrite ports: ' + self.log())
         self._processes.remove(done)
@@ -339,6 +336,12 @@ class Searching(Peer):
         process = self.run(*command)
         process.wait()
         return self.log()
+
+
+class GssdpDiscover(Searching):
+    """Asks by the library that Debian's control points find devices with."""
+
+    needs = ('programs/usr/sbin/nft', 'programs/usr/bin/gssdp-discover')
 
 
 PROGRAMS = (Minidlna, Gerbera, Gmediarender, Rygel, Miniupnpd, GupnpTools)

@@ -229,26 +229,31 @@ class AmongPeersTest(PeersCase):
         return [call.values for call in self.client.found() if call.name == b'NodeSsdp']
 
 
+UDN = 'uuid:01234567-89ab-cdef-0123-456789abcdef'
+
+
 class SearchingPeersTest(PeersCase):
     """The sample media server, searched by others."""
 
     def setUp(self):
         super().setUp()
+        command = [sys.executable, '-B', MEDIA_SERVER, '--uuid', UDN[5:]]
         with self.there.entered():
-            server = subprocess.Popen([sys.executable, '-B', MEDIA_SERVER], stdout=subprocess.PIPE, text=True)
+            server = subprocess.Popen(command, stdout=subprocess.PIPE, text=True)
         self.addCleanup(server.stdout.close)
         self.addCleanup(server.wait)
         self.addCleanup(server.kill)
         self.assertIn('listening on port %d' % PORT, server.stdout.readline())
 
     def assert_finds(self, command):
-        for target in ('ssdp:all', DEVICE_TYPE.decode()):
+        kind = DEVICE_TYPE.decode()
+        for target, targets in (('ssdp:all', {'upnp:rootdevice', UDN, kind}), (kind, {kind})):
             with self.subTest(target):
                 peer = self.start(peers.Searching)
                 said = peer.output_of(*command(peer, target))
                 found = [json.loads(line) for line in said.splitlines() if line.startswith('{')]
                 headers = [{name.lower(): value for name, value in each.items()} for each in found]
-                self.assertEqual({each.get('st') for each in headers}, {DEVICE_TYPE.decode()}, said)
+                self.assertEqual({each.get('st') for each in headers}, targets, said)
                 self.assertEqual({each['friendlyname'] for each in headers}, {'Sample server'})
                 self.assertEqual(
                     {each['location'] for each in headers}, {'http://%s:8080/description.xml' % SERVER}
@@ -264,6 +269,23 @@ class SearchingPeersTest(PeersCase):
 
     def test_ssdpy_finds_it(self):
         self.assert_finds(lambda peer, target: peers.python('ssdpy_search.py', str(PORT), target))
+
+    def test_gssdp_discover_finds_it_whatever_it_asks_for(self):
+        beside = peers.Searching(self.there, SERVER)
+        self.addCleanup(beside.close)
+        beside.rewrite(peers.SSDP_PORT, PORT)
+        kind = DEVICE_TYPE.decode()
+        for target, usn in (
+            ('upnp:rootdevice', UDN + '::upnp:rootdevice'),
+            (UDN, UDN),
+            (kind, UDN + '::' + kind),
+        ):
+            with self.subTest(target):
+                said = self.start(peers.GssdpDiscover).output_of(
+                    'gssdp-discover', '--interface=eth0', '--timeout=3', '--target=' + target
+                )
+                self.assertRegex(said, r'USN: +%s\n' % usn)
+                self.assertRegex(said, r'Location: +http://%s:8080/description\.xml' % SERVER)
 
 
 if __name__ == '__main__':

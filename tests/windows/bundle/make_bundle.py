@@ -28,7 +28,8 @@ def contents(modules, script_tests):
     # Where the script tests look for them, as in this tree.
     tree = ["tests/sanitizers/leak_checker.py"]
     tree += [f"tests/script/{name}" for name in ("support.py", "contract.py", *script_tests)]
-    tree += [f"examples/{name}.py" for name in ("find_servers", "media_server", "read_string")]
+    examples = ("find_servers", "media_server", "media_server_faults", "read_string")
+    tree += [f"examples/{name}.py" for name in examples]
     found.update((name, ROOT / name) for name in tree)
     return found
 

@@ -202,7 +202,8 @@ def can_listen():
 def server(name, *options):
     """A media server in a process of its own, while the block runs."""
     process = subprocess.Popen(
-        [sys.executable, '-B', os.path.join(EXAMPLES, 'media_server.py'), '--name', name] + list(options),
+        [sys.executable, '-B', os.path.join(EXAMPLES, 'media_server.py'), '--no-serve', '--name', name]
+        + list(options),
         stdout=subprocess.PIPE,
         stderr=subprocess.STDOUT,
     )

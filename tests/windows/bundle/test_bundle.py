@@ -46,6 +46,7 @@ NAMES = {
     "module/script_test_modules/vireon_sibling.pyd",
     "examples/find_servers.py",
     "examples/media_server.py",
+    "examples/media_server_faults.py",
     "examples/read_string.py",
     "tests/sanitizers/leak_checker.py",
     "tests/script/contract.py",
