@@ -16,8 +16,9 @@ readonly kPreferences=/etc/apt/preferences.d/vireon-python27
 readonly kKeyring=/usr/share/keyrings/debian-archive-keyring.gpg
 readonly kScripts=${BASH_SOURCE[0]%/*}
 
-# Python 2.7 and the two libraries it needs in the versions of its time.
-readonly kPythonPackages='python2.7 python2.7-* libpython2.7 libpython2.7-* libssl1.1 libffi7'
+# Python 2.7 and the two libraries it needs in the versions of its time; its Tk, with what that depends on.
+readonly kPythonPackages='python2.7 python2.7-* libpython2.7 libpython2.7-* libssl1.1 libffi7
+ python-tk python2 python2-minimal libpython2-stdlib'
 
 readonly kBuildPackages=(g++ cmake ninja-build python3 iproute2 util-linux)
 readonly kTestPackages=(
@@ -25,6 +26,7 @@ readonly kTestPackages=(
     googletest
     libxml2-utils libxml2-dev valgrind
     python3-pytest python3-pytest-xdist
+    xvfb
 )
 # What the module is measured with, and beside.
 readonly kBenchPackages=(
@@ -165,6 +167,19 @@ set_up_python() {
     has_python || die 'the installed Python 2.7 does not run'
 }
 
+# What the example with a window takes. Any interpreter but Debian's brings its own, or has none.
+set_up_tk() {
+    local python
+    python=$("$kScripts/find-python2.sh" | sed -n 's/^EXECUTABLE=//p')
+    ! "$python" -c 'import Tkinter' 2>/dev/null || return 0
+    if [ "$python" = /usr/bin/python2.7 ]; then
+        has_candidate python-tk || add_python_source
+        install_packages python-tk
+    else
+        say "$python has no Tkinter: the example with a window is not tested"
+    fi
+}
+
 set_up_packages() {
     local missing
     mapfile -t missing < <(missing_packages "$@")
@@ -221,3 +236,4 @@ case ${1-} in
     *) die 'usage: setup.sh build|test|coverage|bench|windows|peers|docs' ;;
 esac
 set_up_python "$1"
+[ "$1" = build ] || set_up_tk
