@@ -47,7 +47,7 @@ export VIREON_MODULE_DIR VIREON_PYTHON
     die "no Python 2.7: VIREON_PYTHON is '$VIREON_PYTHON'"
 
 if [ "$lan" = yes ]; then
-    exec "$VIREON_PYTHON" -B "$here/find_servers.py" --seconds "$seconds"
+    exec "$VIREON_PYTHON" -B "$here/timed_search.py" --seconds "$seconds"
 fi
 
 if [ "$inside" = no ]; then
@@ -110,7 +110,7 @@ await wire_count "$count_pid"
 cat "$work/media_server"
 
 status=0
-"$VIREON_PYTHON" -B "$here/find_servers.py" --seconds "$seconds" || status=$?
+"$VIREON_PYTHON" -B "$here/timed_search.py" --seconds "$seconds" || status=$?
 
 kill -TERM "$count_pid"
 wait "$count_pid" || true

@@ -18,6 +18,7 @@ DRIVER = os.path.join(HERE, 'layer_driver.py')
 PAGE = os.path.join(HERE, '..', '..', 'docs', 'script-layer.md')
 MODULES_PAGE = os.path.join(HERE, '..', '..', 'docs', 'module.md')
 README = os.path.join(HERE, '..', '..', 'README.md')
+FIND_SERVERS = os.path.join(HERE, '..', '..', 'examples', 'find_servers.py')
 
 ROUNDS = 2
 # For servers that are not to be lost however busy the machine is: some seconds.
@@ -337,6 +338,13 @@ class PagesTest(LayerCase):
         self.assertEqual(
             told.split('\n'), sorted('unicode %s str %s' % (key, value) for key, _, value in rows)
         )
+
+    def test_the_example_that_finds_servers_obeys_none(self):
+        self.standard_network()
+        self.responder(self.there, reply=lambda request: [answer(b'Living\x1b[2Jroom\x9b')])
+        with open(FIND_SERVERS) as file:
+            told = self.output(file.read())
+        self.assertEqual(told, r"'Living\x1b[2Jroom\x9b' at 'http://10.77.1.2:8080/description.xml'")
 
 
 if __name__ == '__main__':

@@ -43,13 +43,13 @@ def server(usn, location):
     return dict(((name, '') for name in names), usn=usn, location=location)
 
 
-class FindServers(unittest.TestCase):
-    PATH = os.path.join(EXAMPLES, 'find_servers.py')
+class TimedSearch(unittest.TestCase):
+    PATH = os.path.join(EXAMPLES, 'timed_search.py')
 
     def test_one_server_on_two_networks_is_one_and_where_it_was_seen_last(self):
         sys.path.insert(0, EXAMPLES)
         self.addCleanup(sys.path.remove, EXAMPLES)
-        servers = imp.load_source('find_servers', self.PATH).Servers()
+        servers = imp.load_source('timed_search', self.PATH).Servers()
         with support.Quiet() as said:
             servers('Update Service', server('uuid:1', 'http://10.0.0.1/'))
             servers('Update Service', server('uuid:1', 'http://10.9.0.1/'))
@@ -63,7 +63,7 @@ class FindServers(unittest.TestCase):
     def test_a_servers_texts_do_not_steer_the_terminal(self):
         sys.path.insert(0, EXAMPLES)
         self.addCleanup(sys.path.remove, EXAMPLES)
-        servers = imp.load_source('find_servers', self.PATH).Servers()
+        servers = imp.load_source('timed_search', self.PATH).Servers()
         hostile = server('uuid:\x1b]0;', 'http://10.0.0.1/\x9b')
         hostile['friendlyName'] = '\x1b[2JK\xc3\xbcche\xc2\x9b1m\x07'
         with support.Quiet() as said:

@@ -13,6 +13,14 @@ import zipfile
 ROOT = pathlib.Path(__file__).resolve().parents[3]
 HERE = pathlib.Path(__file__).resolve().parent
 HELPERS = "script_test_modules"
+EXAMPLES = (
+    "find_servers",
+    "gui_tkinter",
+    "media_server",
+    "media_server_faults",
+    "read_string",
+    "timed_search",
+)
 
 # The earliest that a zip can say.
 TIME = (1980, 1, 1, 0, 0, 0)
@@ -28,8 +36,7 @@ def contents(modules, script_tests):
     # Where the script tests look for them, as in this tree.
     tree = ["tests/sanitizers/leak_checker.py"]
     tree += [f"tests/script/{name}" for name in ("support.py", "contract.py", *script_tests)]
-    examples = ("find_servers", "media_server", "media_server_faults", "read_string")
-    tree += [f"examples/{name}.py" for name in examples]
+    tree += [f"examples/{name}.py" for name in EXAMPLES]
     found.update((name, ROOT / name) for name in tree)
     return found
 

@@ -224,7 +224,7 @@ def search(**environment):
     """Name to location of the servers that the module finds."""
     text, code = python(
         '-c',
-        'import support, find_servers; find_servers.main()',
+        'import support, timed_search; timed_search.main()',
         '--seconds',
         str(SEARCH_SECONDS),
         '--interval',
