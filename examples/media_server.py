@@ -338,6 +338,8 @@ def read_arguments():
     options.uuid = options.uuid or [uuid.uuid5(UUID_NAMESPACE, native(name)) for name in options.name]
     if len(set(options.uuid)) != len(options.name):
         parser.error('each server needs a name or a --uuid of its own')
+    if options.no_serve and options.http_port == 0:
+        parser.error('where nothing is served, --http-port 0 would be no port at all')
     if not 0 <= options.delay < 3600:
         parser.error('a --delay is 0 to 3600 seconds')
     return options

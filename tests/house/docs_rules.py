@@ -43,6 +43,10 @@ COUNTS = (
         r"kLossLogLevel = (\d+);",
     ),
     Count("docs/datagram.md", r"the (\d+)\s+entries", "src/engine/device_dictionary.cpp", r'\n +{L"\w+"sv, '),
+    Count("docs/server-makers.md", r"UDP port (\d+), one", PROTOCOL, r"kSearchPort = (\d+);"),
+    Count("docs/server-makers.md", r"has (\d+) bytes at most", PROTOCOL, r"kAnswerBufferSize = (\d+);"),
+    Count("docs/server-makers.md", r"allows for (\d+) s", PROTOCOL, r'kSearchMaximumWait = "(\d+)";'),
+    Count("docs/server-makers.md", r"every interval: (\d+) s", PROTOCOL, r"kDefaultIntervalSeconds = (\d+);"),
     Count(
         "docs/pictures/search.svg",
         r"again every (\d+) seconds",

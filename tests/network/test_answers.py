@@ -1,10 +1,14 @@
 """Which answers reach the script, and with what."""
 
+import os
+import re
 import socket
 import unittest
 
-from network_case import BROADCAST, SEARCHER, NetworkCase
+from network_case import BROADCAST, MULTICAST_REQUEST, SEARCHER, NetworkCase
 from responder import COMPLETE, DEVICE_TYPE, GROUP, PORT, answer, entries, fields, message
+
+MAKERS_PAGE = os.path.join(os.path.dirname(os.path.abspath(__file__)), '..', '..', 'docs', 'server-makers.md')
 
 
 class AnswerTest(NetworkCase):
@@ -122,6 +126,39 @@ class DictionaryTest(AnswerTest):
         pad = b'X-Pad: ' + b'x' * (2000 - len(head) - len(b'X-Pad: \r\n\r\n')) + b'\r\n\r\n'
         self.assertEqual(len(head + pad), 2000)
         self.assertEqual(self.delivered_one(head + pad).values, entries(fields()))
+
+
+class MakersPageTest(AnswerTest):
+    """What makers of servers are told, tried as it stands there."""
+
+    def setUp(self):
+        super().setUp()
+        with open(MAKERS_PAGE, encoding='utf-8') as file:
+            page = file.read()
+        self.messages = [
+            re.sub('(?m)^    ', '', block).strip('\n').replace('\n', '\r\n').encode() + b'\r\n\r\n'
+            for block in re.findall(r'(?:^    \S.*\n)+', page, re.M)
+        ]
+        # A header, whether it must be there, its rule and the script's key for it.
+        self.rows = re.findall(r'^\| `([\w-]+)` \| (yes|no) \| .*\| (?:`(\w+)` )?\|$', page, re.M)
+
+    def test_its_search_is_what_is_sent(self):
+        self.assertEqual(self.messages[0], MULTICAST_REQUEST)
+
+    def test_its_answer_is_understood_whole(self):
+        lines = self.messages[1].decode().split('\r\n')[1:-2]
+        headers = dict(re.split(': ?', line, maxsplit=1) for line in lines)
+        self.assertEqual(sorted(headers), sorted(name for name, _, _ in self.rows))
+        told = {key: headers[name].encode() for name, _, key in self.rows if key}
+        self.assertEqual(self.delivered_one(self.messages[1]).values, told)
+
+    def test_what_it_says_must_be_there_must_and_nothing_else(self):
+        self.assertEqual(len(self.rows), 20)
+        for name, must, _ in self.rows:
+            with self.subTest(name):
+                payload = re.sub(rb'(?m)^%s:.*\r\n' % name.encode(), b'', self.messages[1])
+                self.assertNotEqual(payload, self.messages[1])
+                self.assertEqual(len(self.delivered(payload)), 0 if must == 'yes' else 1)
 
 
 class LocationTest(AnswerTest):

@@ -15,7 +15,9 @@ from network_case import BROADCAST, MULTICAST_REQUEST, SEARCHER, SERVER, SLACK, 
 from responder import DEVICE_TYPE, GROUP, PORT
 from searcher import driver_command, module_directory
 
-SCRIPT = os.path.join(os.path.dirname(os.path.abspath(__file__)), '..', '..', 'examples', 'media_server.py')
+TREE = os.path.join(os.path.dirname(os.path.abspath(__file__)), '..', '..')
+SCRIPT = os.path.join(TREE, 'examples', 'media_server.py')
+MAKERS_PAGE = os.path.join(TREE, 'docs', 'server-makers.md')
 UUID = '01234567-89ab-cdef-0123-456789abcdef'
 TYPE = DEVICE_TYPE.decode()
 DESCRIPTION = '{urn:schemas-upnp-org:device-1-0}'  # the namespace of its elements
@@ -347,6 +349,13 @@ class FaultsTest(ServerCase):
         self.client.wait_found(lambda _: len(self.calls_of(b'soon silent')) == 3, 'three answers')
         self.names_after_two_rounds()
         self.assertEqual(len(self.calls_of(b'soon silent')), 3)
+
+    def test_the_page_for_makers_tells_of_each(self):
+        told = subprocess.run(self.python + ['-B', SCRIPT, '--help'], stdout=subprocess.PIPE, timeout=30)
+        offered = re.sub(r'\s+', ' ', told.stdout.decode()).partition('one of: ')[2].strip().split(', ')
+        with open(MAKERS_PAGE, encoding='utf-8') as file:
+            rows = re.findall(r'^\| ((?:`[\w=-]+`(?:, )?)+) \| ', file.read().partition('`--fault`')[2], re.M)
+        self.assertEqual(sorted(re.findall('`(.*?)`', ' '.join(rows))), sorted(offered))
 
 
 if __name__ == '__main__':
