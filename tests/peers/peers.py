@@ -8,6 +8,7 @@ import ctypes
 import os
 import shutil
 import signal
+import socket
 import subprocess
 import sys
 import tempfile
@@ -39,6 +40,11 @@ def folder():
 
 def _die_with_parent():
     ctypes.CDLL(None).prctl(_PR_SET_PDEATHSIG, signal.SIGKILL)
+
+
+def hexadecimal(address):
+    """An address as the kernel's tables have it."""
+    return socket.inet_aton(address)[::-1].hex().upper()
 
 
 def bound_ports(namespace):
@@ -256,14 +262,10 @@ class Miniupnpd(Peer):
         self.run('miniupnpd', '-d', '-f', settings, '-P', os.path.join(self.home, 'pid'))
 
 
-class GupnpTools(Peer):
-    """Its light bulb, whose window opens on a screen that nobody sees."""
+class WithWindow(Peer):
+    """One whose window opens on a screen that nobody sees."""
 
-    needs = ('programs/usr/sbin/nft', 'programs/usr/bin/gupnp-network-light', 'programs/usr/bin/Xvfb')
-
-    def __init__(self, *arguments):
-        super().__init__(*arguments)
-        self.rewrite()
+    def show(self, *command):
         self.run(
             'Xvfb',
             ':7',
@@ -282,13 +284,32 @@ class GupnpTools(Peer):
             if time.monotonic() > deadline:
                 raise AssertionError('there is no screen:\n' + self.log())
             time.sleep(0.05)
-        self.run(
-            'gupnp-network-light', '--interface=eth0', '--name=Peer', DISPLAY='127.0.0.1:7', NO_AT_BRIDGE='1'
-        )
+        self.run(*command, DISPLAY='127.0.0.1:7', NO_AT_BRIDGE='1')
 
     def _has_screen(self):
         with self.namespace.entered(), open('/proc/thread-self/net/tcp') as table:
             return any(line.split()[1].endswith(':1777') for line in list(table)[1:])
+
+
+class GupnpTools(WithWindow):
+    """Its light bulb."""
+
+    needs = ('programs/usr/sbin/nft', 'programs/usr/bin/gupnp-network-light', 'programs/usr/bin/Xvfb')
+
+    def __init__(self, *arguments):
+        super().__init__(*arguments)
+        self.rewrite()
+        self.show('gupnp-network-light', '--interface=eth0', '--name=Peer')
+
+
+class GupnpUniversalCp(WithWindow):
+    """A control point, which looks at each device that it finds."""
+
+    needs = ('programs/usr/sbin/nft', 'programs/usr/bin/gupnp-universal-cp', 'programs/usr/bin/Xvfb')
+
+    def __init__(self, *arguments):
+        super().__init__(*arguments)
+        self.show('gupnp-universal-cp')
 
 
 class Library(Peer):

@@ -270,10 +270,28 @@ class SearchingPeersTest(PeersCase):
     def test_ssdpy_finds_it(self):
         self.assert_finds(lambda peer, target: peers.python('ssdpy_search.py', str(PORT), target))
 
-    def test_gssdp_discover_finds_it_whatever_it_asks_for(self):
+    def hear_usual_searches(self):
+        """From now on those that are sent to SSDP's own port come to the server."""
         beside = peers.Searching(self.there, SERVER)
         self.addCleanup(beside.close)
         beside.rewrite(peers.SSDP_PORT, PORT)
+
+    def test_gupnp_universal_cp_fetches_its_description(self):
+        self.hear_usual_searches()
+        peer = self.start(peers.GupnpUniversalCp)
+        # The connection is known for a while after its end.
+        used = '%s:1F90 %s:' % tuple(peers.hexadecimal(address) for address in (SERVER, peer.address))
+        deadline = time.monotonic() + 60
+        while used not in self.connections():
+            self.assertLess(time.monotonic(), deadline, peer.log())
+            time.sleep(0.2)
+
+    def connections(self):
+        with self.there.entered(), open('/proc/thread-self/net/tcp') as table:
+            return table.read()
+
+    def test_gssdp_discover_finds_it_whatever_it_asks_for(self):
+        self.hear_usual_searches()
         kind = DEVICE_TYPE.decode()
         for target, usn in (
             ('upnp:rootdevice', UDN + '::upnp:rootdevice'),
