@@ -15,7 +15,7 @@ from __future__ import unicode_literals
 
 import argparse
 
-OVER_LONG = 2140  # bytes of an answer at least
+OVER_LONG = 2140  # bytes of an answer
 
 NAMES = (
     'no-ext',
@@ -56,6 +56,11 @@ def written(headers, wrongs):
         elif name not in left_out:
             lines.append('%s: %s' % (name, value))
     if 'over-long' in wrongs:
-        lines.append('X-Padding: ' + OVER_LONG * 'x')
+        lines.append('X-Padding: ')
+        lines[-1] += (OVER_LONG - len(joined(lines, wrongs))) * 'x'
+    return joined(lines, wrongs)
+
+
+def joined(lines, wrongs):
     end = '\r\n' if 'no-closing-line' in wrongs else '\r\n\r\n'
     return ('\r\n'.join(lines) + end).encode('utf-8')
