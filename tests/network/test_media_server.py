@@ -14,6 +14,7 @@ import xml.etree.ElementTree
 from network_case import BROADCAST, MULTICAST_REQUEST, SEARCHER, SERVER, SLACK, STARTED, NetworkCase
 from responder import DEVICE_TYPE, GROUP, PORT
 from searcher import driver_command, module_directory
+from test_script_layer import Layer
 
 TREE = os.path.join(os.path.dirname(os.path.abspath(__file__)), '..', '..')
 SCRIPT = os.path.join(TREE, 'examples', 'media_server.py')
@@ -356,6 +357,35 @@ class FaultsTest(ServerCase):
         with open(MAKERS_PAGE, encoding='utf-8') as file:
             rows = re.findall(r'^\| ((?:`[\w=-]+`(?:, )?)+) \| ', file.read().partition('`--fault`')[2], re.M)
         self.assertEqual(sorted(re.findall('`(.*?)`', ' '.join(rows))), sorted(offered))
+
+
+JUDGE = """
+from vireon.verdict import judge
+print judge(%r).says or 'taken'
+"""
+
+
+class VerdictOnFaultsTest(ServerCase):
+    def verdict(self, fault):
+        server = self.start('--fault', fault)
+        with self.asking() as asking:
+            asking.sendto(MULTICAST_REQUEST.replace(b'ssdp:all', DEVICE_TYPE), (GROUP, PORT))
+            answer = asking.recv(65536)
+        server.kill()
+        server.wait()
+        judge = Layer(self.here, 'run', text=JUDGE % answer)
+        self.addCleanup(judge.close)
+        self.assertEqual(judge.end(), (0, b''))
+        return judge.lines[0]
+
+    def test_the_page_for_makers_tells_what_the_doctor_says(self):
+        with open(MAKERS_PAGE, encoding='utf-8') as file:
+            rows = re.findall(r'^\| (`.*`) \| .* \| (.*) \|$', file.read().partition('`--fault`')[2], re.M)
+        self.assertEqual(len(rows), 7)
+        for names, says in rows:
+            for fault in re.findall('`(.*?)`', names):
+                with self.subTest(fault):
+                    self.assertEqual(self.verdict(fault.replace('=N', '=1')), says)
 
 
 if __name__ == '__main__':
