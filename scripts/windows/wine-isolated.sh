@@ -1,10 +1,11 @@
 #!/usr/bin/env bash
 # wine.sh in a prefix of its own, which goes with the program: for programs in a network namespace,
 # since a prefix's sockets live where its server was started. The program keeps this process's number,
-# so whoever started it can signal it, time it and wait for it.
+# so whoever started it can signal it, time it and wait for it. VIREON_WINE_FOLDER has the prefix made in that
+# folder, where others can join it.
 set -euo pipefail
 here=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
-prefix=$(mktemp -d "${TMPDIR:-/tmp}/vireon-wine.XXXXXX")
+prefix=${VIREON_WINE_FOLDER:-$(mktemp -d "${TMPDIR:-/tmp}/vireon-wine.XXXXXX")}
 "$here/wine-prefix.sh" clone "$prefix"
 export WINEPREFIX=$prefix
 # Wine puts its server's socket there, in a new folder for each server, and leaves that behind.

@@ -43,7 +43,10 @@ def _away(leave):
 
 
 class Namespace:
-    """One network namespace; only its loopback interface exists, and that one is down."""
+    """One network namespace; only its loopback interface exists, and that one is down. `environment` is what
+    the searcher's programs need to run inside."""
+
+    environment = {}
 
     def __init__(self):
         with _away(lambda: _checked(_libc.unshare(_CLONE_NEWNET), 'unshare')):

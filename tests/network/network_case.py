@@ -9,7 +9,8 @@ import unittest
 from capture import Capture
 from namespace import Namespace
 from responder import GROUP, PORT, Responder
-from searcher import Searcher, driver_command, module_directory
+from searcher import Searcher, brings_its_wine, driver_command, module_directory
+from wine_namespace import lend
 from wire_files import watch
 
 # Seconds between two searches. A float holds it exactly, in whole milliseconds, so that no
@@ -90,6 +91,8 @@ def missing_module():
 
 
 class NetworkCase(unittest.TestCase):
+    _has_namespace = False
+
     def setUp(self):
         reason = missing_namespaces() or missing_module()
         if reason:
@@ -99,7 +102,9 @@ class NetworkCase(unittest.TestCase):
         print('%s: %s' % (self.id(), text))
 
     def namespace(self):
-        namespace = Namespace()
+        """The first one of a test is where it searches."""
+        is_first, self._has_namespace = not self._has_namespace, True
+        namespace = lend() if is_first and brings_its_wine() else Namespace()
         self.addCleanup(namespace.close)
         watch(namespace)
         return namespace

@@ -17,18 +17,45 @@ _PR_SET_PDEATHSIG = 1
 _EXPECTED_PRINT = b'swig/python detected a memory leak of type '
 
 
-def _die_with_parent():
+def die_with_parent():
     ctypes.CDLL(None).prctl(_PR_SET_PDEATHSIG, signal.SIGKILL)
 
 
-def driver_command():
-    """The interpreter that runs the module, with what stands before it (a wrapper, Wine)."""
-    words = os.environ.get('VIREON_DRIVER_PYTHON') or os.environ.get('VIREON_PYTHON', 'python2.7')
+def driver_command(namespace=None):
+    """The interpreter that runs the module, with what stands before it (a wrapper, Wine). One for a namespace
+    that has a Wine brings none of its own."""
+    words = os.environ.get('VIREON_PYTHON', 'python2.7')
+    if namespace is None or not namespace.environment:
+        words = os.environ.get('VIREON_DRIVER_PYTHON') or words
     return shlex.split(words)
 
 
 def module_directory():
     return os.environ.get('VIREON_MODULE_DIR', '')
+
+
+def start_driver(namespace, *words):
+    """The interpreter that runs the module, inside a namespace and on pipes; it ends with the test's process."""
+    environment = dict(os.environ, VIREON_MODULE_DIR=module_directory(), **namespace.environment)
+    # Wine's interpreter hands these on to a console that the pipes are not.
+    environment.pop('PYTHONUNBUFFERED', None)
+    environment['PYTHONDONTWRITEBYTECODE'] = '1'
+    if 'VIREON_DRIVER_PRELOAD' in os.environ:
+        environment['LD_PRELOAD'] = os.environ['VIREON_DRIVER_PRELOAD']
+    with namespace.entered():
+        return subprocess.Popen(
+            driver_command(namespace) + ['-u', *words],
+            env=environment,
+            stdin=subprocess.PIPE,
+            stdout=subprocess.PIPE,
+            stderr=subprocess.PIPE,
+            preexec_fn=die_with_parent,
+        )
+
+
+def brings_its_wine():
+    """Whether that interpreter needs a Wine, for each namespace one of its own."""
+    return 'VIREON_DRIVER_PYTHON' in os.environ
 
 
 class Found:
@@ -52,21 +79,7 @@ class Searcher:
     """Runs the module inside a namespace. Every wait has its limit; a late one fails the test."""
 
     def __init__(self, namespace, interval=None):
-        environment = dict(os.environ, VIREON_MODULE_DIR=module_directory())
-        # Wine's interpreter hands these on to a console that the pipes are not.
-        environment.pop('PYTHONUNBUFFERED', None)
-        environment['PYTHONDONTWRITEBYTECODE'] = '1'
-        if 'VIREON_DRIVER_PRELOAD' in os.environ:
-            environment['LD_PRELOAD'] = os.environ['VIREON_DRIVER_PRELOAD']
-        with namespace.entered():
-            self.process = subprocess.Popen(
-                driver_command() + ['-u', _DRIVER],
-                env=environment,
-                stdin=subprocess.PIPE,
-                stdout=subprocess.PIPE,
-                stderr=subprocess.PIPE,
-                preexec_fn=_die_with_parent,
-            )
+        self.process = start_driver(namespace, _DRIVER)
         self._changed = threading.Condition()
         self._replies = {}
         self._found = []

@@ -14,7 +14,7 @@ import unittest
 import screen
 from network_case import INTERVAL, SLACK, NetworkCase, unmet
 from responder import answer
-from searcher import _die_with_parent, driver_command, module_directory
+from searcher import die_with_parent, driver_command, module_directory
 
 HERE = os.path.dirname(os.path.abspath(__file__))
 DRIVER = os.path.join(HERE, 'gui_driver.py')
@@ -50,7 +50,7 @@ class GuiExampleTest(NetworkCase):
                 command,
                 env=dict(os.environ, LC_ALL='C.UTF-8', DISPLAY=self.screen.DISPLAY),
                 stdout=subprocess.PIPE,
-                preexec_fn=_die_with_parent,
+                preexec_fn=die_with_parent,
                 **options,
             )
         self.addCleanup(process.stdout.close)

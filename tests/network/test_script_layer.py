@@ -3,7 +3,6 @@
 import json
 import os
 import re
-import subprocess
 import threading
 import time
 import unittest
@@ -11,7 +10,7 @@ import unittest
 from capture import by_sender
 from network_case import INTERVAL, SLACK, NetworkCase, to_group
 from responder import ENTRY_SOURCES, answer
-from searcher import _die_with_parent, driver_command, module_directory
+from searcher import start_driver
 
 HERE = os.path.dirname(os.path.abspath(__file__))
 DRIVER = os.path.join(HERE, 'layer_driver.py')
@@ -35,19 +34,7 @@ class Layer:
     """A program that uses the layer, in a namespace. Every wait has its limit."""
 
     def __init__(self, namespace, *words, text=None, program=(DRIVER,)):
-        environment = dict(os.environ, VIREON_MODULE_DIR=module_directory(), PYTHONDONTWRITEBYTECODE='1')
-        environment.pop('PYTHONUNBUFFERED', None)
-        if 'VIREON_DRIVER_PRELOAD' in os.environ:
-            environment['LD_PRELOAD'] = os.environ['VIREON_DRIVER_PRELOAD']
-        with namespace.entered():
-            self.process = subprocess.Popen(
-                driver_command() + ['-u', *program, *words],
-                env=environment,
-                stdin=subprocess.PIPE,
-                stdout=subprocess.PIPE,
-                stderr=subprocess.PIPE,
-                preexec_fn=_die_with_parent,
-            )
+        self.process = start_driver(namespace, *program, *words)
         self.lines, self.errors = [], b''
         self._changed = threading.Condition()
         self._readers = [
