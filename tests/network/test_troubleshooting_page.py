@@ -39,7 +39,7 @@ class TroubleshootingPageTest(LayerCase):
 
     def test_the_lines_of_the_diagnostics_are_those(self):
         self.standard_network()
-        self.on_posix_only(self.searcher(self.here), 'lines go to the debugger channel')
+        self.on_posix_only(self.searcher(self.here), 'platform: lines go to the debugger channel there')
         os.environ['VIREON_LOG'] = '5'
         self.addCleanup(os.environ.pop, 'VIREON_LOG')
         _, lines = self.output(self.typed('vireon.Vireon().search()'))
