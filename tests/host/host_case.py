@@ -8,7 +8,8 @@ import sys
 HERE = pathlib.Path(__file__).resolve().parent
 ROOT = HERE.parents[1]
 sys.path.insert(0, str(ROOT / 'tests' / 'network'))
-from isolated_case import ANSWERED, ISOLATED, IsolatedCase, without_leak_checks  # known only now
+from isolated_case import ANSWERED, ANSWERING, ISOLATED, IsolatedCase, without_leak_checks  # known only now
+from staying_wine import StayingWine
 
 MODULE_DIR = os.environ['VIREON_MODULE_DIR']
 HOST = os.environ['VIREON_HOST']
@@ -20,15 +21,34 @@ OWN_THREADS = '--own'
 BOTH_WAYS = (SAME_THREAD, OWN_THREADS)
 
 
+WINE = ROOT / 'scripts' / 'windows'
+
+
+def go_on_in_one_network():
+    """On Windows, where a Wine stays for all tests of a file, which it cannot in a network for each. Where there
+    is none the tests say why."""
+    tried = subprocess.run([ISOLATED, 'true'], stderr=subprocess.DEVNULL)
+    if ON_WINDOWS and 'VIREON_ONE_NETWORK' not in os.environ and tried.returncode == 0:
+        os.environ['VIREON_ONE_NETWORK'] = 'yes'
+        os.execv(ISOLATED, [ISOLATED, sys.executable, '-B'] + sys.argv)
+
+
 def command(is_answered, *arguments):
-    runner = [ROOT / 'scripts' / 'windows' / 'wine-isolated.sh'] if ON_WINDOWS else []
-    return [str(word) for word in [*(ANSWERED if is_answered else [ISOLATED]), *runner, HOST, *arguments]]
+    start = ANSWERED if is_answered else [ISOLATED]
+    if ON_WINDOWS:
+        start = [*(ANSWERING if is_answered else []), WINE / 'wine.sh']
+    return [str(word) for word in [*start, HOST, *arguments]]
 
 
-def environment(leaves_engines):
+def environment(leaves_engines, wine):
     changed = without_leak_checks() if leaves_engines else dict(os.environ)
     changed['VIREON_SCRIPT_PATH' if ON_WINDOWS else 'PYTHONPATH'] = ':'.join(PATH)
+    if wine:
+        changed.update(wine.environment)
     return changed
+
+
+go_on_in_one_network()
 
 
 class HostCase(IsolatedCase):
@@ -38,6 +58,15 @@ class HostCase(IsolatedCase):
     leaves_engines = False
     # Whether a server is there.
     is_answered = True
+    wine = None
+
+    @classmethod
+    def setUpClass(cls):
+        super().setUpClass()
+        if ON_WINDOWS:
+            python = os.path.join(os.environ['VIREON_WINDOWS_PYTHON'], 'python.exe')
+            cls.wine = StayingWine([str(WINE / 'wine-isolated.sh'), python])
+            cls.addClassCleanup(cls.wine.end)
 
     def run_host(self, way, script, *options):
         """(exit code, lines of the standard output in order, standard error)."""
@@ -46,7 +75,7 @@ class HostCase(IsolatedCase):
     def run_words(self, *arguments):
         process = subprocess.Popen(
             command(self.is_answered, *arguments),
-            env=environment(self.leaves_engines),
+            env=environment(self.leaves_engines, self.wine),
             stdout=subprocess.PIPE,
             stderr=subprocess.PIPE,
             start_new_session=True,

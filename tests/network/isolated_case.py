@@ -12,7 +12,8 @@ HERE = pathlib.Path(__file__).resolve().parent
 # Has one interface that leads nowhere.
 ISOLATED = str(HERE.parent / 'script' / 'isolated.sh')
 # Answers each search in there while a program runs.
-ANSWERED = [ISOLATED, sys.executable, '-B', str(HERE / 'answering.py')]
+ANSWERING = [sys.executable, '-B', str(HERE / 'answering.py')]
+ANSWERED = [ISOLATED] + ANSWERING
 
 
 def without_leak_checks():

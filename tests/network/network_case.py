@@ -10,7 +10,7 @@ from capture import Capture
 from namespace import Namespace
 from responder import GROUP, PORT, Responder
 from searcher import Searcher, brings_its_wine, driver_command, module_directory
-from wine_namespace import lend
+from staying_wine import lend
 from wire_files import watch
 
 # Seconds between two searches. A float holds it exactly, in whole milliseconds, so that no

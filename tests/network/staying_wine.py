@@ -1,4 +1,4 @@
-"""A namespace with a Wine in it that stays from one test to the next."""
+"""A Wine that stays from one test to the next, since its start takes longer than most of them."""
 
 import atexit
 import os
@@ -14,25 +14,37 @@ _STAYS = 'import sys; sys.stdout.write("ready"); sys.stdout.flush(); sys.stdin.r
 _kept = []  # of this process, while no test has it
 
 
+class StayingWine:
+    """In the network namespace of the calling thread, where its sockets live. `environment` is what programs
+    need that join it. It goes with this process, and its folder too."""
+
+    def __init__(self, interpreter):
+        """By the command of an interpreter that brings a Wine of its own."""
+        folder = tempfile.mkdtemp(prefix='vireon-wine.')
+        self.environment = {'WINEPREFIX': folder, 'TMPDIR': folder}
+        # Wine stays as long as a program does.
+        self._program = subprocess.Popen(
+            interpreter + ['-c', _STAYS],
+            env=dict(os.environ, VIREON_WINE_FOLDER=folder),
+            stdin=subprocess.PIPE,
+            stdout=subprocess.PIPE,
+            preexec_fn=die_with_parent,
+        )
+        if self._program.stdout.read(5) != b'ready':
+            raise OSError('Wine does not start')
+
+    def end(self):
+        self._program.communicate()
+
+
 class WineNamespace(Namespace):
-    """Wine's sockets live where its server was started, and a start takes longer than most tests. So this one is
-    lent to a test, tidied up and lent again. `environment` is what programs need that join the Wine."""
+    """Lent to one test, tidied up and lent to the next."""
 
     def __init__(self):
         super().__init__()
-        folder = tempfile.mkdtemp(prefix='vireon-wine.')
-        self.environment = {'WINEPREFIX': folder, 'TMPDIR': folder}
         with self.entered():
-            # Wine stays as long as a program does, and goes with it, as its folder.
-            self._program = subprocess.Popen(
-                driver_command() + ['-c', _STAYS],
-                env=dict(os.environ, VIREON_WINE_FOLDER=folder),
-                stdin=subprocess.PIPE,
-                stdout=subprocess.PIPE,
-                preexec_fn=die_with_parent,
-            )
-        if self._program.stdout.read(5) != b'ready':
-            raise OSError('Wine does not start')
+            self._wine = StayingWine(driver_command())
+        self.environment = self._wine.environment
 
     def close(self):
         """Gives it back, without what the test made in it."""
@@ -44,7 +56,7 @@ class WineNamespace(Namespace):
             _kept.append(self)
 
     def end(self):
-        self._program.communicate()
+        self._wine.end()
         super().close()
 
     def _tidy(self):
