@@ -4,12 +4,14 @@
 
 #include <string_view>
 
+#include "binding/interpreter/unicode_text.h"
+
 namespace {
 
 // A wide key is what the interpreter keeps as it is, without decoding it for each device.
 bool SetText(PyObject* dictionary, std::wstring_view key, const NPT_String& value)
     REQUIRES(interpreter_lock) {
-    PyObject* const name = PyUnicode_FromWideChar(key.data(), static_cast<Py_ssize_t>(key.size()));
+    PyObject* const name = NewUnicodeText(key);
     PyObject* const text = name ? PyString_FromString(value.GetChars()) : nullptr;
     return PyDict_SetItem2(dictionary, name, text) == 0;
 }

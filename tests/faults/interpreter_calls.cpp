@@ -54,7 +54,7 @@ Function functions[] = {
     {"PyTuple_New", Outcome::kNullWithError, nullptr},
     {"PyTuple_Pack", Outcome::kNullWithError, nullptr},
     {"PyType_Ready", Outcome::kNegativeWithError, nullptr},
-    {"PyUnicodeUCS4_FromString", Outcome::kNullWithError, nullptr},
+    {"PyUnicodeUCS4_FromWideChar", Outcome::kNullWithError, nullptr},
     {"Py_AtExit", Outcome::kNegativeWithError, nullptr},
     {"Py_BuildValue", Outcome::kNullWithError, nullptr},
     {"Py_InitModule4_64", Outcome::kNullWithError, nullptr},

@@ -28,6 +28,13 @@ class SharedObject(unittest.TestCase):
         self.assertNotEqual([], needed)
         self.assertEqual([], [name for name in needed if 'python' in name])
 
+    def test_it_asks_for_no_interpreter_of_one_width_of_unicode(self):
+        lines = output_of('nm', '--dynamic', '--undefined-only', self.PATH).splitlines()
+        kinds = dict(reversed(line.split()) for line in lines if 'PyUnicodeUCS' in line)
+        # Weak references: the loader leaves out the one that the interpreter has not.
+        name = 'PyUnicodeUCS%d_FromWideChar'
+        self.assertEqual({name % 2: 'w', name % 4: 'w'}, kinds)
+
 
 if __name__ == '__main__':
     unittest.main()
