@@ -2,6 +2,7 @@
 import os
 import pathlib
 import re
+import struct
 import subprocess
 import unittest
 
@@ -84,6 +85,20 @@ class ModuleFile(unittest.TestCase):
             re.MULTILINE,
         )
         self.assertEqual(names, ["init_vireon"])
+
+    def test_says_which_version_it_is(self):
+        content = pathlib.Path(MODULE).read_bytes()
+        version = os.environ["VIREON_VERSION"]
+        # The fixed part of a version resource: its mark, its own version, then the file's and the product's.
+        fixed = content.index(struct.pack("<II", 0xFEEF04BD, 0x10000))
+        numbers = tuple(map(int, version.split("."))) + (0,)
+        for place in (8, 16):
+            minor, major, build, patch = struct.unpack_from("<4H", content, fixed + place)
+            self.assertEqual((major, minor, patch, build), numbers)
+        for name in ("FileVersion", "ProductVersion"):
+            self.assertIn(name.encode("utf-16-le") + bytes(2), content)
+            text = content[content.index(name.encode("utf-16-le") + bytes(2)) :][: 2 * len(name) + 40]
+            self.assertIn(version.encode("utf-16-le") + bytes(2), text)
 
 
 if __name__ == "__main__":
