@@ -7,8 +7,10 @@
 #   VIREON_PYTHON_EXECUTABLE  runs a script with the module on its path: the interpreter in a small
 #                             wrapper (build/<preset>/python), handy from the shell as well.
 #
-# VIREON_PYTHON_DEBUG=ON takes the debug interpreter, whose modules end in _d.so. A build for Windows
-# is told by VIREON_WINDOWS_PYTHON where Windows' Python 2.7 lies (a folder with include/ and libs/).
+# VIREON_PYTHON_DEBUG=ON takes the debug interpreter, whose modules end in _d.so. VIREON_PYTHON names the
+# interpreter to build for, in place of the first on PATH; the wheels for Linux are built for Debian 11's.
+# A build for Windows is told by VIREON_WINDOWS_PYTHON where Windows' Python 2.7 lies (a folder with
+# include/ and libs/).
 option(VIREON_PYTHON_DEBUG "Build for the debug interpreter, which counts references" OFF)
 
 add_library(vireon_python INTERFACE)
@@ -52,15 +54,30 @@ else()
     set(kind)
     set(VIREON_PYTHON_MODULE_SUFFIX .so)
 endif()
-execute_process(COMMAND ${PROJECT_SOURCE_DIR}/scripts/find-python2.sh ${kind}
-    OUTPUT_VARIABLE found RESULT_VARIABLE failed OUTPUT_STRIP_TRAILING_WHITESPACE)
-if(failed)
-    message(FATAL_ERROR "Python 2.7 with headers is missing: './dev setup' installs it")
+set(VIREON_PYTHON "" CACHE FILEPATH "The Python 2.7 to build for, instead of the first on PATH")
+if(VIREON_ZIG)
+    # Asked each time, since what it is made of may have changed. Not for its libraries: the wheels'
+    # compiler builds no program that is the process.
+    string(REPLACE "x86_64" "amd64" architecture ${CMAKE_SYSTEM_PROCESSOR})
+    string(REPLACE "aarch64" "arm64" architecture ${architecture})
+    execute_process(COMMAND ${PROJECT_SOURCE_DIR}/scripts/wheels/debian-python.sh ${architecture}
+        OUTPUT_VARIABLE found RESULT_VARIABLE failed OUTPUT_STRIP_TRAILING_WHITESPACE)
+    if(failed)
+        message(FATAL_ERROR "There is no Linux interpreter to build for, see above")
+    endif()
+    set(python_EXECUTABLE ${found}/python)
+    set(python_INCLUDE ${found}/include)
+else()
+    execute_process(COMMAND ${PROJECT_SOURCE_DIR}/scripts/find-python2.sh ${kind} ${VIREON_PYTHON}
+        OUTPUT_VARIABLE found RESULT_VARIABLE failed OUTPUT_STRIP_TRAILING_WHITESPACE)
+    if(failed)
+        message(FATAL_ERROR "Python 2.7 with headers is missing: './dev setup' installs it")
+    endif()
+    foreach(name EXECUTABLE INCLUDE PLATFORM_INCLUDE LIBRARY SYSTEM_LIBRARIES VERSION)
+        string(REGEX MATCH "(^|\n)${name}=([^\n]*)" match "${found}")
+        set(python_${name} "${CMAKE_MATCH_2}")
+    endforeach()
 endif()
-foreach(name EXECUTABLE INCLUDE PLATFORM_INCLUDE LIBRARY SYSTEM_LIBRARIES VERSION)
-    string(REGEX MATCH "(^|\n)${name}=([^\n]*)" match "${found}")
-    set(python_${name} "${CMAKE_MATCH_2}")
-endforeach()
 message(STATUS "Python ${python_VERSION}: ${python_EXECUTABLE}")
 
 # A module that is built with a sanitizer needs its runtime in the process before anything else.

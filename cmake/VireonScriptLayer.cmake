@@ -6,4 +6,6 @@ file(GLOB sources RELATIVE ${PROJECT_SOURCE_DIR}/python/vireon CONFIGURE_DEPENDS
     ${PROJECT_SOURCE_DIR}/python/vireon/*.py ${PROJECT_SOURCE_DIR}/python/vireon/*.pyi)
 foreach(source IN LISTS sources)
     configure_file(${PROJECT_SOURCE_DIR}/python/vireon/${source} ${VIREON_SCRIPT_LAYER}/${source} COPYONLY)
+    install(FILES ${VIREON_SCRIPT_LAYER}/${source} DESTINATION vireon COMPONENT layer)
 endforeach()
+install(FILES ${VIREON_SCRIPT_LAYER}/_version.py DESTINATION vireon COMPONENT layer)

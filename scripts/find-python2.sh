@@ -1,9 +1,10 @@
 #!/usr/bin/env bash
-# find-python2.sh [--debug]
+# find-python2.sh [--debug] [INTERPRETER]
 #
 # Prints what building against Python 2.7 takes, as CMake-style NAME=VALUE lines, for the first
 # interpreter on PATH that really runs (an empty shim of a version manager does not), is a UCS4 build
-# and has its headers; fails when there is none. --debug looks for the debug interpreter instead.
+# and has its headers; fails when there is none. --debug looks for the debug interpreter instead. An
+# INTERPRETER that is named is the only one looked at, and may be a UCS2 build.
 set -euo pipefail
 
 # shellcheck disable=SC2016 # Python, not shell
@@ -13,7 +14,9 @@ from distutils import sysconfig
 debug = hasattr(sys, "gettotalrefcount")
 include = sysconfig.get_python_inc()
 values = sysconfig.get_config_vars()
-if sys.version_info[:2] != (2, 7) or sys.maxunicode != 0x10FFFF or debug != (sys.argv[1] == "debug"):
+if sys.version_info[:2] != (2, 7) or debug != (sys.argv[1] == "debug"):
+    sys.exit(1)
+if sys.argv[2:] != ["named"] and sys.maxunicode != 0x10FFFF:
     sys.exit(1)
 if not os.path.isfile(os.path.join(include, "Python.h")):
     sys.exit(1)
@@ -39,6 +42,15 @@ names=(python2.7 python2 python)
 if [ "${1-}" = --debug ]; then
     kind=debug
     names=(python2.7-dbg python2-dbg python2.7 python2)
+    shift
+fi
+
+if [ $# -gt 0 ]; then
+    "$1" -c "$kProbe" "$kind" named </dev/null || {
+        echo "find-python2: no $kind Python 2.7 with headers: $1" >&2
+        exit 1
+    }
+    exit 0
 fi
 
 IFS=: read -ra folders <<<"$PATH"
