@@ -5,6 +5,12 @@
 # and testing it for Windows, searching among others' programs, or making pages of its headers needs and
 # is not there yet. Safe to run again: what is in place is left alone, and a machine that has everything
 # is not asked for root.
+# setup.sh build|test|coverage|bench|windows|wheels|peers
+#
+# Installs what building the module, testing it, counting what the tests come to, measuring it, building
+# and testing it for Windows, making wheels of it, or searching among others' programs needs and is not there
+# yet. Safe to run
+# again: what is in place is left alone, and a machine that has everything is not asked for root.
 #
 # Everything comes from Debian 12 but Python 2.7, which Debian 12 no longer has. Unless a Python 2.7
 # with headers is on PATH already, it comes from Debian 11's suite of the mirror this machine uses
@@ -34,6 +40,8 @@ readonly kBenchPackages=(
     libbenchmark-dev libhttp-parser-dev liburiparser-dev libpugixml-dev libgssdp-1.6-dev libupnp-dev
 )
 readonly kWindowsPackages=(g++-mingw-w64-x86-64-posix wine wine64)
+# Another processor's interpreter runs by the first; one that is built takes the others.
+readonly kWheelPackages=(qemu-user-static gcc make zlib1g-dev)
 
 say() { printf '==> %s\n' "$*"; }
 die() {
@@ -223,6 +231,12 @@ case ${1-} in
         know_mirrors
         exit
         ;;
+    wheels)
+        set_up_packages "${kBuildPackages[@]}" "${kTestPackages[@]}" "${kWheelPackages[@]}"
+        set_up_pip
+        # Debian 11's packages come from the same mirrors.
+        know_mirrors
+        ;;
     peers)
         set_up_packages "${kBuildPackages[@]}" "${kTestPackages[@]}"
         set_up_pip
@@ -234,6 +248,7 @@ case ${1-} in
         exit
         ;;
     *) die 'usage: setup.sh build|test|coverage|bench|windows|peers|docs' ;;
+    *) die 'usage: setup.sh build|test|coverage|bench|windows|wheels|peers' ;;
 esac
 set_up_python "$1"
 [ "$1" = build ] || set_up_tk

@@ -61,7 +61,10 @@ class Dev(SmallTree):
     def test_each_preset_is_known(self):
         for verb, presets in (
             ("test", "dev clang release pydebug asan tsan windows"),
-            ("build", "dev clang release pydebug asan tsan bench fuzz windows"),
+            (
+                "build",
+                "dev clang release pydebug asan tsan bench fuzz windows manylinux-x86_64 manylinux-aarch64",
+            ),
         ):
             done = self.run_command("./dev", verb, *presets.split())
             self.assertEqual((3, "installing\n"), (done.returncode, done.stdout))
@@ -71,6 +74,14 @@ class Dev(SmallTree):
         self.assertEqual((1, "dev: 'windows' takes nothing but --bundle\n"), (done.returncode, done.stdout))
         done = self.run_command("./dev", "windows", "--bundle")
         self.assertEqual((3, "installing\n"), (done.returncode, done.stdout))
+
+    def test_an_unknown_wheel_is_refused_before_anything_is_installed(self):
+        done = self.run_command("./dev", "wheel", "linux", "solaris")
+        said = "dev: no such wheel: solaris (linux, aarch64, windows, source)\n"
+        self.assertEqual((1, said), (done.returncode, done.stdout))
+        for kinds in ((), ("linux",), ("aarch64", "windows", "source")):
+            done = self.run_command("./dev", "wheel", *kinds)
+            self.assertEqual((3, "installing\n"), (done.returncode, done.stdout))
 
     def test_peers_takes_one_option(self):
         done = self.run_command("./dev", "peers", "--rekord")
@@ -160,6 +171,29 @@ class Interpreter(SmallTree):
         )
         for name in ("windows-python", "windows-python-isolated"):
             self.assertEqual(f"{self.root}/here \n", self.told(name, "here", **unset))
+
+
+class FindingPython(SmallTree):
+    """An interpreter that is not one: it prints what it is asked to look for."""
+
+    def find(self, *arguments):
+        return self.run_command(
+            ROOT / "scripts/find-python2.sh", *arguments, PATH=f"{self.root}/bin:{os.environ['PATH']}"
+        )
+
+    def test_the_one_that_is_named_is_taken_before_those_on_the_path(self):
+        self.write("bin/python2.7", "#!/bin/sh\necho found\n", 0o755)
+        self.write("named", "#!/bin/sh\nshift 2; echo \"$@\"\n", 0o755)
+        self.assertEqual("found\n", self.find().stdout)
+        self.assertEqual("plain named\n", self.find("./named").stdout)
+        self.assertEqual("debug named\n", self.find("--debug", "./named").stdout)
+
+    def test_one_that_is_named_and_will_not_do_is_told(self):
+        self.write("bin/python2.7", "#!/bin/sh\necho found\n", 0o755)
+        self.write("named", "#!/bin/sh\nexit 1\n", 0o755)
+        done = self.find("./named")
+        self.assertEqual(1, done.returncode)
+        self.assertEqual("find-python2: no plain Python 2.7 with headers: ./named\n", done.stdout)
 
 
 class CompilerCache(SmallTree):
@@ -314,6 +348,7 @@ class Fetching(SmallTree):
         shutil.copytree(ROOT / "scripts", self.root / "scripts")
         for name in (
             "bash",
+            "basename",
             "sh",
             "cat",
             "mkdir",
@@ -385,6 +420,25 @@ class Fetching(SmallTree):
         self.fake("apt-get", "echo 'bookworm|Debian|main|http://mirror.invalid/'")
         (self.root / "bin/python3").symlink_to(sys.executable)
         self.expect(f"interpreter: could not unpack the Windows interpreter into {self.cache}/vireon")
+
+    def test_what_makes_wheels_without_a_network(self):
+        self.fake("pip3", "echo ERROR: Could not find a version that satisfies the requirement; exit 1")
+        for name in ("zig", "python27", "checks"):
+            self.expect(
+                f"fetch-wheels: pip could not fetch what {name}.txt pins; is the network there?",
+                (f"scripts/wheels/{name}.sh",),
+            )
+
+    def test_interpreters_for_wheels_without_a_mirror(self):
+        self.fake("apt-get", "echo 'bookworm|Debian|main|http://mirror.invalid/'; [ \"$1\" = indextargets ]")
+        for command, what in (
+            (("scripts/wheels/debian-python.sh", "arm64"), "Debian 11's packages"),
+            (("scripts/wheels/ucs2-python.sh",), "CPython's source package"),
+        ):
+            name = pathlib.Path(command[0]).stem
+            self.expect(
+                f"{name}: could not fetch {what} from this machine's mirror; is the network there?", command
+            )
 
     def test_neighbours_without_a_network(self):
         self.fake("pip3", "echo ERROR: Could not find a version that satisfies the requirement; exit 1")
