@@ -74,22 +74,29 @@ with_path() { # FOLDER COMMAND...
     env PYTHONPATH="$folder" VIREON_SCRIPT_PATH="$folder" "$@"
 }
 
-# Installs the wheel by the interpreter that the command runs, and tries it there. The second command is the
-# one for tests, which may search.
+# Sets `folder` to a new one into which the interpreter's pip has installed the file.
+install() { # NAME INTERPRETER FILE [PIP_OPTION ...]
+    local name=$1 interpreter=$2 file=${3##*/}
+    shift 3
+    folder=$kWheels/try-$name
+    rm -rf "$folder"
+    mkdir "$folder"
+    say "trying $file: $name"
+    # By relative paths, which mean the same on both platforms.
+    (cd "$kWheels" && with_path "$tools" "$interpreter" -B -m pip install \
+        --quiet --no-python-version-warning --disable-pip-version-check --no-compile "$@" \
+        --target "try-$name" "./$file") || die "pip refuses $file"
+    with_path "$folder" "$interpreter" -B tests/packaging/installed.py "$folder" ||
+        die "not installed as it should be"
+}
+
+# Installs the wheel by an interpreter and runs the script tests there. What follows is the command for those,
+# which may search.
 try() { # NAME PRESET INTERPRETER [TESTS_INTERPRETER ...]
     local name=$1 preset=$2 interpreter=$3 test failed=() log
     shift 3
     [ $# -gt 0 ] || set -- "$interpreter"
-    local folder=$kWheels/try-$name
-    rm -rf "$folder"
-    mkdir "$folder"
-    say "trying ${wheel##*/}: $name"
-    # By relative paths, which mean the same on both platforms.
-    (cd "$kWheels" && with_path "$tools" "$interpreter" -B -m pip install \
-        --quiet --no-python-version-warning --disable-pip-version-check \
-        --no-index --no-deps --no-compile --target "try-$name" "${wheel##*/}") || die "pip refuses ${wheel##*/}"
-    with_path "$folder" "$interpreter" -B tests/packaging/installed.py "$folder" ||
-        die "not installed as it should be"
+    install "$name" "$interpreter" "$wheel" --no-index --no-deps
     cp -r "build/$preset/script_test_modules" "$folder"
     log=$kWheels/try-$name.log
     : >"$log"
@@ -146,7 +153,6 @@ make_windows() {
     rm "$kWheels/wine-python"
 }
 
-# That it builds is a test of its own (tests/packaging).
 make_source() {
     local work=$kWheels/work archive
     rm -rf "$work"
@@ -156,6 +162,9 @@ make_source() {
     rm -rf "$work"
     say "made: ${archive#"$PWD"/}, $(stat -c %s "$archive") bytes"
     look_at "$archive"
+    # pip fetches what builds it, and keeps nothing of what it built.
+    install source "$python" "$archive" --no-cache-dir
+    rm -rf "$folder"
 }
 
 mkdir -p "$kWheels"
