@@ -20,6 +20,15 @@ def projects_version():
     return re.search(r"^project\(vireon VERSION ([\d.]+) ", text, re.M).group(1)
 
 
+def shown_versions(content):
+    """What Windows shows as the product's version: a name, zeros up to the next number of four bytes, the text."""
+    name = "ProductVersion".encode("utf-16-le")
+    return [
+        text.decode("utf-16-le")
+        for text in re.findall(re.escape(name) + rb"(?:\0\0)+((?:[\d.]\0)+)\0\0", content)
+    ]
+
+
 class WheelFile(unittest.TestCase):
     def setUp(self):
         self.wheel = zipfile.ZipFile(WHEEL)
@@ -36,9 +45,7 @@ class WheelFile(unittest.TestCase):
         self.assertIn(f"\nVersion: {self.version}\n", self.text(f"{self.info}/METADATA"))
         self.assertIn(f"__version__ = '{self.version}'\n", self.text("vireon/_version.py"))
         if self.module.endswith(".pyd"):
-            self.assertIn(
-                f"ProductVersion\0\0{self.version}\0".encode("utf-16-le"), self.wheel.read(self.module)
-            )
+            self.assertEqual([self.version], shown_versions(self.wheel.read(self.module)))
 
     def test_it_says_inside_what_its_name_says(self):
         implementations, abis, platforms = (part.split(".") for part in WHEEL.stem.split("-")[2:])
@@ -65,9 +72,9 @@ class WheelFile(unittest.TestCase):
 
     def test_the_module_is_stripped_and_names_no_folder_of_the_machine_that_built_it(self):
         content = self.wheel.read(self.module)
-        self.assertIn(b".text", content)
-        for what in (b".debug_info", b".symtab", str(ROOT).encode(), str(pathlib.Path.home()).encode()):
-            self.assertNotIn(what, content)
+        self.assertGreater(content.count(b".text"), 0)
+        for what in (".debug_info", ".symtab", str(ROOT), "/.cache/"):
+            self.assertEqual(0, content.count(what.encode()), what)
 
 
 if __name__ == "__main__":

@@ -90,15 +90,16 @@ class ModuleFile(unittest.TestCase):
         content = pathlib.Path(MODULE).read_bytes()
         version = os.environ["VIREON_VERSION"]
         # The fixed part of a version resource: its mark, its own version, then the file's and the product's.
-        fixed = content.index(struct.pack("<II", 0xFEEF04BD, 0x10000))
+        fixed = content.find(struct.pack("<II", 0xFEEF04BD, 0x10000))
+        self.assertGreater(fixed, 0, "no version resource")
         numbers = tuple(map(int, version.split("."))) + (0,)
         for place in (8, 16):
             minor, major, build, patch = struct.unpack_from("<4H", content, fixed + place)
             self.assertEqual((major, minor, patch, build), numbers)
         for name in ("FileVersion", "ProductVersion"):
-            self.assertIn(name.encode("utf-16-le") + bytes(2), content)
-            text = content[content.index(name.encode("utf-16-le") + bytes(2)) :][: 2 * len(name) + 40]
-            self.assertIn(version.encode("utf-16-le") + bytes(2), text)
+            # The name, zeros up to the next number of four bytes, the text.
+            shown = re.findall(re.escape(name.encode("utf-16-le")) + rb"(?:\0\0)+((?:[\d.]\0)+)\0\0", content)
+            self.assertEqual([version.encode("utf-16-le")], shown, name)
 
 
 if __name__ == "__main__":
