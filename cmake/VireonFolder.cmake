@@ -21,10 +21,17 @@ if(VIREON_SPLIT_DEBUG AND NOT WIN32 AND CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
     set(VIREON_OPTIMISES_WHOLE ON)
 endif()
 
+# Several processes at once, which older compilers (Debian 11's) leave to make: who only installs the module
+# need not have that.
+set(VIREON_LTO_PROCESSES auto)
+if(VIREON_ONLY_MODULE)
+    set(VIREON_LTO_PROCESSES 1)
+endif()
+
 function(vireon_optimise_whole target)
     if(VIREON_OPTIMISES_WHOLE)
-        target_compile_options(${target} PRIVATE -flto=auto -ffat-lto-objects)
-        target_link_options(${target} PRIVATE -flto=auto)
+        target_compile_options(${target} PRIVATE -flto=${VIREON_LTO_PROCESSES} -ffat-lto-objects)
+        target_link_options(${target} PRIVATE -flto=${VIREON_LTO_PROCESSES})
     endif()
 endfunction()
 

@@ -4,6 +4,7 @@
 import json
 import os
 import pathlib
+import re
 import shutil
 import subprocess
 import sys
@@ -240,7 +241,7 @@ message(STATUS "launcher: '${{CMAKE_CXX_COMPILER_LAUNCHER}}'")
 class Folders(SmallTree):
     """vireon_folder on small trees, which are configured only."""
 
-    def configure(self, *folders, platform="posix"):
+    def configure(self, *folders, platform="posix", settings=""):
         """Each folder is a name and what vireon_folder is told of it."""
         self.write(
             "CMakeLists.txt",
@@ -250,6 +251,7 @@ project(small LANGUAGES CXX)
 set(VIREON_BUILD_TESTS ON)
 add_library(vireon_options INTERFACE)
 add_library(GTest::gmock_main INTERFACE IMPORTED)
+{settings}
 include({ROOT}/cmake/VireonFolder.cmake)
 set(VIREON_PLATFORM_FOLDER {platform})
 """
@@ -291,6 +293,15 @@ set(VIREON_PLATFORM_FOLDER {platform})
         code, said = self.configure(("core", "PLATFORM_TESTS own_test.cpp"))
         self.assertEqual(1, code, said)
         self.assertIn("own_test.cpp stands in neither posix/ nor win32/", said)
+
+    def test_optimising_as_a_whole_leaves_nothing_to_make_where_it_is_only_installed(self):
+        for only_module, processes in (("OFF", "auto"), ("ON", "1")):
+            code, said = self.configure(
+                ("core", ""), settings=f"set(VIREON_SPLIT_DEBUG ON)\nset(VIREON_ONLY_MODULE {only_module})"
+            )
+            self.assertEqual(0, code, said)
+            built = (self.root / "build/build.ninja").read_text(encoding="utf-8")
+            self.assertEqual({processes}, set(re.findall(r"-flto=(\w+)", built)))
 
 
 class WindowsPython(SmallTree):
