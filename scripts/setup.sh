@@ -247,8 +247,7 @@ case ${1-} in
         set_up_packages doxygen
         exit
         ;;
-    *) die 'usage: setup.sh build|test|coverage|bench|windows|peers|docs' ;;
-    *) die 'usage: setup.sh build|test|coverage|bench|windows|wheels|peers' ;;
+    *) die 'usage: setup.sh build|test|coverage|bench|windows|wheels|peers|docs' ;;
 esac
 set_up_python "$1"
 [ "$1" = build ] || set_up_tk
