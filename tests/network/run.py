@@ -26,18 +26,19 @@ HERE = os.path.dirname(os.path.abspath(__file__))
 PRIVATE_NETWORK = os.path.join(HERE, '..', '..', 'scripts', 'private-network.sh')
 
 
-def go_on_where_tests_run():
-    """In a network of its own, which no test can do without and each that finds none says why; and by an
-    interpreter that has pytest: the system's, for which set-up installs it, where this one has none."""
-    command = [sys.executable if importlib.util.find_spec('xdist') else '/usr/bin/python3', '-B'] + sys.argv
-    if 'VIREON_PRIVATE_NETWORK' not in os.environ:
-        tried = subprocess.run([PRIVATE_NETWORK, 'true'], stderr=subprocess.PIPE, universal_newlines=True)
-        os.environ['VIREON_PRIVATE_NETWORK'] = ' '.join(tried.stderr.split())
-        if tried.returncode == 0:
-            command.insert(0, PRIVATE_NETWORK)
-    elif command[0] == sys.executable:
+def enter_private_network(interpreter=sys.executable):
+    """Goes on in a network of its own; where none can be made each test says that and why."""
+    if 'VIREON_PRIVATE_NETWORK' in os.environ:
         return
-    os.execv(command[0], command)
+    tried = subprocess.run([PRIVATE_NETWORK, 'true'], stderr=subprocess.PIPE, universal_newlines=True)
+    os.environ['VIREON_PRIVATE_NETWORK'] = ' '.join(tried.stderr.split())
+    if tried.returncode == 0:
+        os.execv(PRIVATE_NETWORK, [PRIVATE_NETWORK, interpreter, '-B'] + sys.argv)
+
+
+def interpreter_with_pytest():
+    """The system's, for which set-up installs it, where this one has none."""
+    return sys.executable if importlib.util.find_spec('xdist') else '/usr/bin/python3'
 
 
 def chosen(parts):
@@ -46,7 +47,10 @@ def chosen(parts):
 
 
 def main():
-    go_on_where_tests_run()
+    interpreter = interpreter_with_pytest()
+    enter_private_network(interpreter)
+    if interpreter != sys.executable:
+        os.execv(interpreter, [interpreter, '-B'] + sys.argv)
     parser = argparse.ArgumentParser()
     parser.add_argument('-v', '--verbose', action='store_true', help='name the tests that pass too')
     parser.add_argument('-j', '--jobs', default=os.environ.get('VIREON_JOBS', str(2 * os.cpu_count())))

@@ -94,8 +94,10 @@ class Words(unittest.TestCase):
     def test_the_package_alone_imports_nothing_of_it(self):
         code, output, errors = support.run_script(
             '''
+before = set(sys.modules)
 import vireon
-print sorted(set(sys.modules) & set(['argparse', 'subprocess', 'vireon.doctor', 'vireon.listing', 'vireon.shown']))
+new = set(sys.modules) - before
+print sorted(new & set(['argparse', 'subprocess', 'vireon.doctor', 'vireon.listing', 'vireon.shown']))
 ''',
             prologue='import sys; sys.path.insert(0, %r)\n' % support.MODULE_DIR,
         )
