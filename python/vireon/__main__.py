@@ -48,7 +48,15 @@ def _parser():
         return added
 
     verb('list', lambda o: listing.list_servers(o.seconds, o.interval), 'list each server once', SECONDS)
-    verb('watch', lambda o: watching.watch(o.seconds, o.interval), 'show the servers that are there', None)
+    watched = verb(
+        'watch',
+        lambda o: watching.watch(o.seconds, o.interval, o.dropped),
+        'show the servers that are there',
+        None,
+    )
+    watched.add_argument(
+        '--dropped', action='store_true', help='count the answers that the module drops, by source, as well'
+    )
     describing = verb(
         'describe',
         lambda o: listing.describe_servers(o.which, o.seconds, o.interval),

@@ -94,15 +94,29 @@ def ask(senders, seconds, interval, on_answer):
                 on_answer(*received)
 
 
-@contextlib.contextmanager
-def senders_of(searched):
-    """The senders of a search on these addresses: two each."""
+def open_senders(searched):
+    """The senders of a search on these addresses: two each. Whoever has them closes them."""
     senders = []
     try:
         for address in searched:
             for to_group in (False, True):
                 senders.append(Sender(address, to_group))
+    except BaseException:
+        close(senders)
+        raise
+    return senders
+
+
+def close(senders):
+    for sender in senders:
+        sender.socket.close()
+
+
+@contextlib.contextmanager
+def senders_of(searched):
+    """The same for a block, which closes them."""
+    senders = open_senders(searched)
+    try:
         yield senders
     finally:
-        for sender in senders:
-            sender.socket.close()
+        close(senders)

@@ -6,6 +6,7 @@ import time
 
 from vireon import screen
 from vireon.clock import steady
+from vireon.dropped import Dropped
 from vireon.events import CLOSED
 from vireon.listing import NAME_WIDTH, address_of, line_of
 from vireon.servers import Servers
@@ -14,31 +15,53 @@ from vireon.shown import say, shown
 LOOK = 0.2  # seconds
 REDRAW = 1.0  # seconds, where nothing happens
 _ROW = u'%-' + str(NAME_WIDTH) + u's  %-15s  %8s  %5s  %7s'
+_SOURCE = u'%-15s  %7s  %s'
 
 
-def watch(seconds, interval):
+def watch(seconds, interval, shows_dropped=False):
     """Gives the exit code: 0, since to be interrupted is how a watch ends."""
     end = None if seconds is None else steady() + seconds
     tell = _Table() if screen.size() else _Lines()
+    dropped = Dropped(interval) if shows_dropped else None
     servers = Servers(interval=interval)
+    sources = None
     try:
         while end is None or steady() < end:
-            tell(servers)
+            sources = dropped and dropped.look()
+            tell(servers, sources)
             time.sleep(LOOK)
     except KeyboardInterrupt:
         pass
     finally:
         servers.close()
+        if dropped:
+            dropped.close()
+    tell.end(sources)
     return 0
 
 
 class _Lines(object):
-    """A line for each thing that happens."""
+    """A line for each thing that happens: of answers that are dropped the first one of each source, and at
+    the end how many they were."""
 
-    def __call__(self, servers):
+    def __init__(self):
+        self._reasons = {}  # that were told, by address
+
+    def __call__(self, servers, dropped):
         for event in servers.events():
             if event.kind != CLOSED:
                 say(u'%-8s %s' % (event.kind, line_of(event.server)))
+        for source in dropped or []:
+            if self._reasons.get(source.address) != source.says:
+                self._reasons[source.address] = source.says
+                self._say(source)
+
+    def end(self, dropped):
+        for source in dropped or []:
+            self._say(source)
+
+    def _say(self, source):
+        say(u'dropped  ' + _line_of_source(source))
 
 
 class _Table(object):
@@ -47,24 +70,44 @@ class _Table(object):
     def __init__(self):
         self._drawn = None
 
-    def __call__(self, servers):
+    def __call__(self, servers, dropped):
         now = steady()
         if servers.events() or self._drawn is None or now - self._drawn >= REDRAW:
-            screen.draw(table(list(servers), *screen.size()))
+            columns, height = screen.size()
+            screen.draw(table(list(servers), columns, height, dropped))
             self._drawn = now
 
+    def end(self, dropped):
+        pass  # what was drawn last stays
 
-def table(servers, columns, height):
-    """The lines of a table, cut to a terminal of that size; the last one stays free."""
+
+def table(servers, columns, height, dropped=None):
+    """The lines of a table, cut to a terminal of that size; the last one stays free. Below it stand the
+    sources whose answers are dropped, unless they are None."""
+    room = max(height - 2, 1)
+    below = _cut([] if dropped is None else _lines_of_sources(dropped), room // 2)
     lines = [_ROW % (u'NAME', u'ADDRESS', u'NETWORKS', u'AGE', u'ANSWERS')]
     lines += [_row(server) for server in servers]
     if not servers:
         lines.append(u'No server has answered so far.')
-    room = max(height - 2, 1)
-    if len(lines) > room:
-        lines[room - 1 :] = [u'and %d more' % (len(lines) - room + 1)]
-    lines.append(u'Ctrl-C ends it.')
+    lines = _cut(lines, room - len(below)) + below + [u'Ctrl-C ends it.']
     return [line[: columns - 1] for line in lines]
+
+
+def _cut(lines, room):
+    if len(lines) <= room:
+        return lines
+    kept = lines[: max(room - 1, 0)]
+    return (kept + [u'and %d more' % (len(lines) - len(kept))])[:room]
+
+
+def _lines_of_sources(dropped):
+    lines = [u'', _SOURCE % (u'DROPPED FROM', u'ANSWERS', u'REASON')]
+    return lines + ([_line_of_source(source) for source in dropped] or [u'No answer was dropped so far.'])
+
+
+def _line_of_source(source):
+    return _SOURCE % (source.address, source.count, source.says)
 
 
 def _row(server):

@@ -143,6 +143,29 @@ class WatchTest(CommandCase):
         self.wait(lambda: len(command.lines) >= 2)
         self.assertEqual(command.lines, ['found    ' + LINE, 'lost     ' + LINE])
 
+    def test_whose_answers_are_dropped_is_told_on_demand(self):
+        self.answering(answer(without=('EXT',)))
+        code, lines, errors = self.told('watch', '--dropped')
+        self.assertEqual((code, errors), (0, ''))
+        rows = [line.split(None, 3) for line in lines]
+        self.assertEqual(
+            [row[:2] + row[3:] for row in rows], 2 * [['dropped', '10.77.1.2', 'no EXT header']], lines
+        )
+        self.assertGreater(int(rows[1][2]), int(rows[0][2]), 'counted to the end')
+
+    def test_what_a_server_tells_of_its_parts_is_not_dropped_before_the_rest_has_its_time(self):
+        self.answering(answer(ST=b'upnp:rootdevice', USN=b'uuid:0001::upnp:rootdevice'))
+        self.assertEqual(self.told('watch', '--dropped'), (0, [], ''))
+
+    def test_those_dropped_are_told_of_each_address_that_the_machine_has_then(self):
+        self.answering(answer())
+        other = self.second_network()
+        self.responder(other, OTHER_NETWORK[1:], lambda request: [b'garbage'])
+        command = self.command('watch', '--dropped', seconds=None)
+        self.wait(lambda: len(command.lines) >= 1)
+        self.join_second_network()
+        self.wait(lambda: any(re.match(r'dropped +10\.77\.2\.2 ', line) for line in list(command.lines)))
+
     def test_an_interrupt_is_its_usual_end(self):
         self.not_on_windows('an interrupt is sent by the console there')
         self.answering(answer())
@@ -358,17 +381,19 @@ class PageTest(CommandCase):
         other = self.second_network()
         self.join_second_network()
         self.responder(other, OTHER_NETWORK[1:], lambda request: [answer(b'Attic', without=('EXT',))])
-        shown = dict(re.findall(r'^```text\n\$ python -m vireon (\w+)\n(.*?)^```', self.page(), re.M | re.S))
-        self.assertEqual(sorted(shown), ['describe', 'doctor', 'list', 'watch'])
-        for verb, output in shown.items():
-            with self.subTest(verb):
-                lines = self.told(verb)[1]
+        blocks = r'^```text\n\$ python -m vireon (\w.*)\n((?:.*\n)*?)```'
+        shown = dict(re.findall(blocks, self.page(), re.M))
+        self.assertEqual(sorted(shown), ['describe', 'doctor', 'list', 'watch', 'watch --dropped'])
+        for words, output in shown.items():
+            with self.subTest(words):
+                lines = self.told(*words.split())[1]
                 self.assertEqual(self.comparable(output.splitlines()), self.comparable(lines))
 
     def comparable(self, lines):
         """Without what is another one each time: ports, counts, and how the machine is."""
         left = [line for line in lines if not re.match('  (firewall|receive buffer) ', line)]
-        return [re.sub(r'(?<= )\d+ (?=from|taken|dropped|s )|(?<=port )\d+', '# ', line) for line in left]
+        other = r'(?<= )\d+ (?=from|taken|dropped|s )|(?<=port )\d+| +\d+(?=  no EXT)'
+        return [re.sub(other, '# ', line) for line in left]
 
     def test_it_has_each_verdict_and_reason_with_what_is_to_be_mended(self):
         self.here = self.namespace()

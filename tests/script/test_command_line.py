@@ -4,6 +4,7 @@ import unittest
 
 import support
 from vireon import shown as showing
+from vireon.answers import Source
 from vireon.server import Server
 from vireon.shown import shown
 from vireon.watching import table
@@ -62,6 +63,20 @@ class Table(unittest.TestCase):
             self.assertEqual(height - 1, len(lines))
             self.assertTrue(all(len(line) < columns for line in lines), lines)
         self.assertIn(u'and 80 more', table([server() for _ in range(100)], 80, 24))
+
+    def test_below_it_stand_those_whose_answers_are_dropped(self):
+        lines = table([server()], 80, 24, [Source('10.0.0.2', 12, None, 'no EXT header')])
+        self.assertEqual(
+            [u'', u'DROPPED FROM     ANSWERS  REASON', u'10.0.0.2              12  no EXT header'], lines[2:5]
+        )
+        self.assertIn(u'No answer was dropped so far.', table([server()], 80, 24, []))
+
+    def test_with_them_it_is_no_larger_than_the_terminal(self):
+        sources = 100 * [Source('10.0.0.2', 12, None, 'no EXT header')]
+        for height in range(3, 12):
+            lines = table([server() for _ in range(100)], 80, height, sources)
+            self.assertEqual(height - 1, len(lines))
+        self.assertEqual([u'and 94 more', u'Ctrl-C ends it.'], table([], 80, 20, sources)[-2:])
 
     def test_a_location_that_is_none_has_no_address(self):
         self.assertEqual(

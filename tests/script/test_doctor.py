@@ -244,6 +244,21 @@ class ManyAnswers(unittest.TestCase):
         self.add('HTTP/1.1 200 OK\r\nST: upnp:rootdevice\r\nUSN: uuid:1::upnp:rootdevice\r\n\r\n', 'x')
         self.assertEqual(([], 1), (self.answers.faulty(), self.answers.others()))
 
+    def test_what_is_dropped_is_counted_by_address_with_the_reason_of_the_best_answer(self):
+        self.add('garbage', answer(without='EXT'), 'garbage', source=('10.0.0.2', 1))
+        self.add('garbage', source=('10.0.0.2', 2))
+        self.add(answer(without='ST'))
+        self.assertEqual(
+            [('10.0.0.2', 4, 'no EXT header'), ('10.0.0.1', 1, 'no ST header')],
+            [(source.address, source.count, source.says) for source in self.answers.dropped()],
+        )
+
+    def test_what_a_server_tells_of_its_parts_is_not_dropped(self):
+        self.add(answer(USN='uuid:1', ST='uuid:1'))
+        self.assertEqual(1, len(self.answers.dropped()))
+        self.add(answer())
+        self.assertEqual([], self.answers.dropped())
+
     def test_more_kinds_than_the_most_are_only_counted(self):
         self.add(*[answer(FriendlyName='%d' % number) for number in range(MOST + 3)])
         self.assertEqual((MOST, 3), (len(self.answers.counted()), self.answers.passed_over))
