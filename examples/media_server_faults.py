@@ -7,6 +7,7 @@ client makes of it.
     no-location         leaves out LOCATION
     other-usn           has a USN that names another type than ST
     over-long           is longer than any client of this kind takes
+    garbage             sends bytes of which nobody can make anything
     no-closing-line     leaves out the empty line at the end, which clients may forgive
     silent-after=N      answers N searches, and none after these
 """
@@ -16,6 +17,7 @@ from __future__ import unicode_literals
 import argparse
 
 OVER_LONG = 2140  # bytes of an answer
+GARBAGE = bytes(bytearray(range(256)))
 
 NAMES = (
     'no-ext',
@@ -24,6 +26,7 @@ NAMES = (
     'no-location',
     'other-usn',
     'over-long',
+    'garbage',
     'no-closing-line',
     'silent-after=N',
 )
@@ -46,6 +49,8 @@ def is_silent(wrongs, searches):
 
 def written(headers, wrongs):
     """The answer with these headers, a datagram; `wrongs` is the faults' names, each with its number."""
+    if 'garbage' in wrongs:
+        return GARBAGE
     left_out = {_LEFT_OUT[name] for name in wrongs if name in _LEFT_OUT}
     lines = ['HTTP/1.1 200 OK']
     for name, value in headers:

@@ -341,6 +341,9 @@ class FaultsTest(ServerCase):
     def test_with_an_answer_that_is_over_long_it_is_not_reported(self):
         self.assert_not_reported('over-long', lambda answer: len(answer) == 2140)
 
+    def test_with_garbage_it_is_not_reported(self):
+        self.assert_not_reported('garbage', lambda answer: b'HTTP' not in answer)
+
     def test_without_a_closing_line_it_is_reported_all_the_same(self):
         self.assertFalse(self.faulty_answer('no-closing-line').endswith(b'\r\n\r\n'))
         self.assertEqual(self.names_after_two_rounds(), {'Witness', 'no-closing-line'})
@@ -352,7 +355,13 @@ class FaultsTest(ServerCase):
         self.assertEqual(len(self.calls_of(b'soon silent')), 3)
 
     def test_the_page_for_makers_tells_of_each(self):
-        told = subprocess.run(self.python + ['-B', SCRIPT, '--help'], stdout=subprocess.PIPE, timeout=30)
+        told = subprocess.run(
+            self.python + ['-B', SCRIPT, '--help'],
+            # Which else breaks its lines within the names.
+            env=dict(os.environ, COLUMNS='1000'),
+            stdout=subprocess.PIPE,
+            timeout=30,
+        )
         offered = re.sub(r'\s+', ' ', told.stdout.decode()).partition('one of: ')[2].strip().split(', ')
         with open(MAKERS_PAGE, encoding='utf-8') as file:
             rows = re.findall(r'^\| ((?:`[\w=-]+`(?:, )?)+) \| ', file.read().partition('`--fault`')[2], re.M)
