@@ -2,8 +2,8 @@
 # -*- coding: utf-8 -*-
 """Shows a search: what each server answers and how long it takes, all answers, and how long the end takes.
 
-It is for `./dev demo --lan` and for trying the module on a machine, and uses the engine itself, as what counts each
-answer does; find_servers.py is what most scripts want. Python 2.7, as the module's hosts use it.
+It is for `./dev demo --lan` and for trying the module on a machine, and uses the engine itself, as what
+counts each answer does; find_servers.py is what most scripts want. Python 2.7, as the module's hosts use it.
 
     timed_search.py [--seconds 8] [--interval 3]
 

@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# setup.sh build|test|coverage|bench|windows|peers|docs
+# setup.sh build|test|coverage|bench|windows|peers|docs|record
 #
 # Installs what building the module, testing it, counting what the tests come to, measuring it, building
 # and testing it for Windows, searching among others' programs, or making pages of its headers needs and
@@ -11,6 +11,9 @@
 # and testing it for Windows, making wheels of it, or searching among others' programs needs and is not there
 # yet. Safe to run
 # again: what is in place is left alone, and a machine that has everything is not asked for root.
+# and testing it for Windows, searching among others' programs, making pages of its headers, or recording
+# its demo needs and is not there yet. Safe to run again: what is in place is left alone, and a machine that
+# has everything is not asked for root.
 #
 # Everything comes from Debian 12 but Python 2.7, which Debian 12 no longer has. Unless a Python 2.7
 # with headers is on PATH already, it comes from Debian 11's suite of the mirror this machine uses
@@ -248,6 +251,12 @@ case ${1-} in
         exit
         ;;
     *) die 'usage: setup.sh build|test|coverage|bench|windows|wheels|peers|docs' ;;
+    record)
+        set_up_packages asciinema python3-lxml python3-pyte
+        set_up_pip
+        exit
+        ;;
+    *) die 'usage: setup.sh build|test|coverage|bench|windows|peers|docs|record' ;;
 esac
 set_up_python "$1"
 [ "$1" = build ] || set_up_tk

@@ -1,6 +1,8 @@
 """The demonstration is run as people run it, and its output is read."""
 
 import fcntl
+import html
+import json
 import os
 import pty
 import re
@@ -18,6 +20,7 @@ from privileges import reduced
 
 HERE = os.path.dirname(os.path.abspath(__file__))
 DEMO = os.path.join(HERE, '..', '..', 'examples', 'demo.sh')
+RECORDING = os.path.join(HERE, '..', '..', 'docs', 'pictures', 'watch')
 ISOLATED = ('unshare', '--net')
 LIMIT = 150  # seconds for what takes a quarter of a minute
 
@@ -44,6 +47,16 @@ def await_end_of(session):
     while programs_of(session) and time.monotonic() < deadline:
         time.sleep(0.01)
     return programs_of(session)
+
+
+def headings(output):
+    """What the demo says that happens, each once, in their order."""
+    return list(dict.fromkeys(re.findall('\x1b\\[H(\x1b\\[7m .* \x1b\\[0m)', output)))
+
+
+def recording():
+    with open(RECORDING + '.cast', encoding='utf-8') as file:
+        return ''.join(json.loads(line)[2] for line in list(file)[1:]).replace('\r', '')
 
 
 class DemoTest(unittest.TestCase):
@@ -137,10 +150,21 @@ class DemoTest(unittest.TestCase):
         self.assertTrue(any(re.match(r'Living room +10\.31\.2[89]\.2 +2 ', row) for row in kitchen), kitchen)
         self.assertTrue(any(re.match(r'Kitchen +10\.31\.28\.3 +1 ', row) for row in kitchen), kitchen)
         self.assertIn('No answer was dropped so far.', kitchen)
+        recorded = recording()
+        self.assertEqual(headings(recorded), headings(output), 'to be recorded anew: ./dev demo --record')
         last = '\n'.join(frames[-1])
         self.assertNotIn('\nStudy', last)
         self.assertRegex(last, r'\n10\.31\.28\.4 +\d+  no "HTTP/1\.1 200 OK" at its beginning\n')
         self.assertLess(longest, 1 + SLACK)
+
+    def test_the_recording_is_of_a_demo_that_went_well_and_its_picture_shows_that(self):
+        recorded = recording()
+        self.assert_all_was_seen(recorded)
+        with open(RECORDING + '.svg', encoding='utf-8') as file:
+            picture = html.unescape(file.read())
+        self.assertIn('>' + recorded.splitlines()[-1], picture)
+        for heading in headings(recorded):
+            self.assertIn(heading.replace('\x1b[7m', '').replace('\x1b[0m', '').rstrip(), picture)
 
     def test_what_is_not_seen_fails_it(self):
         # A watch that shows nothing of what there is.
