@@ -6,6 +6,7 @@ import support
 from vireon import firewall, interfaces, verdict
 from vireon.advice import Findings, advice
 from vireon.answers import MOST, Answers
+from vireon.dropped import MOST_AT_ONCE, Dropped
 from vireon.interfaces import Address, broadcast_of, judged, prefix_of
 from vireon.verdict import DEVICE_TYPE, judge
 
@@ -262,6 +263,30 @@ class ManyAnswers(unittest.TestCase):
     def test_more_kinds_than_the_most_are_only_counted(self):
         self.add(*[answer(FriendlyName='%d' % number) for number in range(MOST + 3)])
         self.assertEqual((MOST, 3), (len(self.answers.counted()), self.answers.passed_over))
+
+
+class Endless(object):
+    """A sender that is answered faster than anybody reads."""
+
+    def __init__(self):
+        self.received = 0
+
+    def receive(self):
+        self.received += 1
+        if self.received > 2 * MOST_AT_ONCE:
+            raise AssertionError('it is read without end')
+        return 'garbage', SOURCE
+
+
+class WhatIsDropped(unittest.TestCase):
+    def test_a_flood_does_not_keep_whoever_looks(self):
+        dropped = Dropped(1)
+        dropped._due = float('inf')  # nothing is sent
+        dropped._senders = [Endless()]
+        for count in (MOST_AT_ONCE, 2 * MOST_AT_ONCE):
+            self.assertEqual(
+                [('10.0.0.1', count)], [(source.address, source.count) for source in dropped.look()]
+            )
 
 
 if __name__ == '__main__':
