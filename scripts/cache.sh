@@ -1,6 +1,6 @@
 # shellcheck shell=bash
-# What the scripts here share, which are run and not read: a cache outside the source tree, under
-# XDG_CACHE_HOME, of what they fetch and make.
+# What scripts share that fetch or make something once, for those to read: a cache outside the source tree,
+# under XDG_CACHE_HOME.
 kCache=${XDG_CACHE_HOME:-$HOME/.cache}/vireon
 
 say() { printf '%s\n' "$*" >&2; }
@@ -41,14 +41,19 @@ fill_cached() { # NAME
     trap - EXIT
 }
 
-# What the file pins, unpacked.
-fetch_wheels() { # REQUIREMENTS PLATFORMS ABI FOLDER
-    local scripts=${BASH_SOURCE[0]%/*}
-    say "Fetching what ${1##*/} pins"
-    "$scripts/../fetch-wheels.sh" "$1" "$work/wheels" "$2" "$3" || exit 1
-    step "could not unpack what ${1##*/} pins into $kCache" \
-        python3 -c 'import sys, zipfile
-for wheel in sys.argv[1:-1]:
-    zipfile.ZipFile(wheel).extractall(sys.argv[-1])' "$work"/wheels/*.whl "$4"
+# What the file pins, unpacked; of each package, only what lies below PREFIX.
+fetch_wheels() { # REQUIREMENTS PLATFORMS ABI FOLDER [PREFIX]
+    "${BASH_SOURCE[0]%/*}/fetch-wheels.sh" "$1" "$work/wheels" "$2" "$3" || exit 1
+    step "could not unpack what ${1##*/} pins into $kCache" unpack_wheels "$4" "${5-}"
     rm -rf "$work/wheels"
+}
+
+unpack_wheels() { # FOLDER PREFIX
+    python3 - "$1" "$2" "$work"/wheels/*.whl <<'PYTHON'
+import sys, zipfile
+folder, prefix = sys.argv[1:3]
+for file in sys.argv[3:]:
+    wheel = zipfile.ZipFile(file)
+    wheel.extractall(folder, [name for name in wheel.namelist() if name.startswith(prefix)])
+PYTHON
 }
