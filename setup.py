@@ -83,7 +83,7 @@ class BuildByCMake(build_ext):
 
 
 class TaggedWheel(bdist_wheel):
-    """Like any, and of another interpreter than the one that makes it."""
+    """May be for others than the interpreter that makes it."""
 
     command_name = 'bdist_wheel'
     user_options = bdist_wheel.user_options + [

@@ -118,6 +118,28 @@ class Distribution(InFolder):
         )
         self.succeed(sys.executable, "-B", ROOT / "tests/packaging/wheel_file_test.py", wheel)
 
+    def expect_refused(self, sentence, cmake):
+        """With a cmake that is such a script, or with none."""
+        if cmake:
+            (self.folder / "cmake").write_text(f"#!/bin/sh\n{cmake}\n")
+            (self.folder / "cmake").chmod(0o755)
+        code, said = run(
+            *(PYTHON, "-B", "setup.py", "build", "--build-base", self.folder / "build"),
+            PYTHONPATH=self.tools,
+            PATH=str(self.folder),
+        )
+        self.assertEqual((1, f"error: {sentence}"), (code, said.splitlines()[-1]))
+
+    def test_a_cmake_that_is_too_old_is_told(self):
+        self.expect_refused(
+            "CMake 3.25 or later builds the module, this is 3.18", "echo cmake version 3.18.4"
+        )
+
+    def test_no_cmake_is_told(self):
+        self.expect_refused(
+            "cmake builds the module, and cannot be run: [Errno 2] No such file or directory", None
+        )
+
     def test_pip_builds_the_source_distribution_from_what_it_holds(self):
         self.set_up("sdist", "--dist-dir", self.folder)
         archive = self.folder / f"vireon-{VERSION}.tar.gz"
