@@ -250,13 +250,12 @@ case ${1-} in
         set_up_packages doxygen
         exit
         ;;
-    *) die 'usage: setup.sh build|test|coverage|bench|windows|wheels|peers|docs' ;;
     record)
         set_up_packages asciinema python3-lxml python3-pyte
         set_up_pip
         exit
         ;;
-    *) die 'usage: setup.sh build|test|coverage|bench|windows|peers|docs|record' ;;
+    *) die 'usage: setup.sh build|test|coverage|bench|windows|wheels|peers|docs|record' ;;
 esac
 set_up_python "$1"
 [ "$1" = build ] || set_up_tk
