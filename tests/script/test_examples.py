@@ -29,18 +29,7 @@ class ReadString(unittest.TestCase):
 
 
 def server(usn, location):
-    names = (
-        'friendlyName',
-        'modelName',
-        'manufacturer',
-        'version',
-        'HttpPort',
-        'HttpsPort',
-        'WebsocketPort',
-        'DBStatus',
-        'serialNumber',
-    )
-    return dict(((name, '') for name in names), usn=usn, location=location)
+    return dict(dict.fromkeys(support.SERVER_KEYS, ''), usn=usn, location=location)
 
 
 class TimedSearch(unittest.TestCase):
