@@ -15,20 +15,19 @@ MODULE_DIR = os.environ['VIREON_MODULE_DIR']
 HOST = os.environ['VIREON_HOST']
 ON_WINDOWS = HOST.endswith('.exe')
 PATH = [MODULE_DIR, os.path.join(MODULE_DIR, 'script_test_modules'), str(HERE)]
+WINE = ROOT / 'scripts' / 'windows'
 
 SAME_THREAD = '--same'
 OWN_THREADS = '--own'
 BOTH_WAYS = (SAME_THREAD, OWN_THREADS)
 
 
-WINE = ROOT / 'scripts' / 'windows'
-
-
 def go_on_in_one_network():
     """On Windows, where a Wine stays for all tests of a file, which it cannot in a network for each. Where there
     is none the tests say why."""
-    tried = subprocess.run([ISOLATED, 'true'], stderr=subprocess.DEVNULL)
-    if ON_WINDOWS and 'VIREON_ONE_NETWORK' not in os.environ and tried.returncode == 0:
+    if not ON_WINDOWS or 'VIREON_ONE_NETWORK' in os.environ:
+        return
+    if subprocess.run([ISOLATED, 'true'], stderr=subprocess.DEVNULL).returncode == 0:
         os.environ['VIREON_ONE_NETWORK'] = 'yes'
         os.execv(ISOLATED, [ISOLATED, sys.executable, '-B'] + sys.argv)
 
