@@ -1,19 +1,10 @@
 #!/usr/bin/env bash
-# setup.sh build|test|coverage|bench|windows|peers|docs|record
+# setup.sh build|test|coverage|bench|windows|wheels|peers|docs|record
 #
 # Installs what building the module, testing it, counting what the tests come to, measuring it, building
-# and testing it for Windows, searching among others' programs, or making pages of its headers needs and
-# is not there yet. Safe to run again: what is in place is left alone, and a machine that has everything
-# is not asked for root.
-# setup.sh build|test|coverage|bench|windows|wheels|peers
-#
-# Installs what building the module, testing it, counting what the tests come to, measuring it, building
-# and testing it for Windows, making wheels of it, or searching among others' programs needs and is not there
-# yet. Safe to run
-# again: what is in place is left alone, and a machine that has everything is not asked for root.
-# and testing it for Windows, searching among others' programs, making pages of its headers, or recording
-# its demo needs and is not there yet. Safe to run again: what is in place is left alone, and a machine that
-# has everything is not asked for root.
+# and testing it for Windows, making wheels of it, searching among others' programs, making pages of its
+# headers, or recording its demo needs and is not there yet. Safe to run again: what is in place is left
+# alone, and a machine that has everything is not asked for root.
 #
 # Everything comes from Debian 12 but Python 2.7, which Debian 12 no longer has. Unless a Python 2.7
 # with headers is on PATH already, it comes from Debian 11's suite of the mirror this machine uses
