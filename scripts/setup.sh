@@ -25,7 +25,7 @@ readonly kTestPackages=(
     clang libclang-rt-14-dev clang-format clang-tidy shellcheck black pyflakes3 ccache
     googletest
     libxml2-utils libxml2-dev valgrind
-    python3-pytest python3-pytest-xdist
+    python3-pytest python3-pytest-xdist python3-pytest-rerunfailures
     xvfb
 )
 # What the module is measured with, and beside.

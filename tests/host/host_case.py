@@ -10,6 +10,7 @@ ROOT = HERE.parents[1]
 sys.path.insert(0, str(ROOT / 'tests' / 'network'))
 from isolated_case import ANSWERED, ANSWERING, ISOLATED, IsolatedCase, without_leak_checks  # known only now
 from staying_wine import StayingWine
+from wine_end import FailedInWine, failed, one_hangs
 
 MODULE_DIR = os.environ['VIREON_MODULE_DIR']
 HOST = os.environ['VIREON_HOST']
@@ -72,6 +73,13 @@ class HostCase(IsolatedCase):
         return self.run_words(way, *options, '-c', script)
 
     def run_words(self, *arguments):
+        try:
+            return self.run_once(*arguments)
+        except FailedInWine as failure:
+            print('once more, since its end failed in Wine itself: %s' % failure)
+            return self.run_once(*arguments)
+
+    def run_once(self, *arguments):
         process = subprocess.Popen(
             command(self.is_answered, *arguments),
             env=environment(self.leaves_engines, self.wine),
@@ -82,9 +90,15 @@ class HostCase(IsolatedCase):
         try:
             output, errors = process.communicate(timeout=self.time_limit_seconds)
         except subprocess.TimeoutExpired:
+            in_wine = ON_WINDOWS and one_hangs(process.pid)
             os.killpg(process.pid, signal.SIGKILL)
-            output, errors = process.communicate()
-            self.fail('the host hangs; it said %r and %r' % (output, errors))
+            raise (FailedInWine if in_wine else self.failureException)(
+                'the host hangs; it said %r and %r' % process.communicate()
+            )
+        if ON_WINDOWS and failed(process.returncode, errors):
+            raise FailedInWine(
+                'the host ended with %d; it said %r and %r' % (process.returncode, output, errors)
+            )
         lines = output.decode().replace('\r', '').splitlines()
         return process.returncode, lines, errors.decode()
 

@@ -18,10 +18,10 @@ import _vireon
 import inventory
 import mixing
 
-LIMIT_SECONDS = 60
+sys.path.append(os.path.join(os.path.dirname(os.path.dirname(os.path.abspath(__file__))), 'network'))
+import wine_end
 
-# Of the system beneath Wine: the call, what it is to do, and the state of a lock that others wait for.
-FUTEX, WAIT, LOCKED = '202', '0x80', '0x2'
+LIMIT_SECONDS = 60
 
 
 def go_on(round_, number):
@@ -71,22 +71,15 @@ def leave(seed, number):
 
 
 def hangs_in_wine(seed, number):
-    """Whether Wine itself hangs in the end of that round's process. There it first ends all other threads, and
-    now and then one of them holds a lock of Wine's own. The system beneath, which Wine shows as a drive, tells
-    such a lock, the C library's, by what is waited for: Windows programs have no others like it."""
+    """Whether Wine itself hangs in the end of that round's process."""
     processes = r'Z:\proc'
     for process in os.listdir(processes) if os.path.isdir(processes) else []:
         try:
             with open(os.path.join(processes, process, 'cmdline'), 'rb') as file:
                 words = file.read().rstrip('\0').split('\0')
-            if words[-3:] != [__file__, seed, str(number)]:
-                continue
-            with open(os.path.join(processes, process, 'syscall')) as file:
-                call = file.read().split()
-            tasks = os.listdir(os.path.join(processes, process, 'task'))
         except EnvironmentError:
             continue  # no process, or one that has ended
-        if len(tasks) == 1 and (call[0], call[2:4]) == (FUTEX, [WAIT, LOCKED]):
+        if words[-3:] == [__file__, seed, str(number)] and wine_end.hangs(os.path.join(processes, process)):
             return True
     return False
 

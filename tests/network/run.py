@@ -58,12 +58,16 @@ def main():
     options, others = parser.parse_known_args()
     parts = [word for word in others if not word.startswith('-')]
 
+    # Where pytest's processes tell each other what was done once more.
+    subprocess.run(['ip', 'link', 'set', 'lo', 'up'], stderr=subprocess.DEVNULL)
     import pytest  # which the tests' own interpreter need not have
 
     sys.path.insert(0, HERE)
     # Processes, not threads: a thread that is held up would show as a late datagram.
     arguments = ['-p', 'xdist', '-n', options.jobs, '-p', 'wire_files', '-p', 'no:cacheprovider']
-    arguments += ['-rfEs', '--tb=short'] + [word for word in others if word.startswith('-')]
+    # What failed in Wine itself is done once more, and told.
+    arguments += ['-p', 'rerunfailures', '--reruns', '1', '--only-rerun', 'FailedInWine']
+    arguments += ['-rfEsR', '--tb=short'] + [word for word in others if word.startswith('-')]
     if options.verbose:
         arguments += ['--verbose', '--durations=10']
     if parts:

@@ -9,6 +9,8 @@ import subprocess
 import threading
 import time
 
+from wine_end import FailedInWine, failed, hangs
+
 _HERE = os.path.dirname(os.path.abspath(__file__))
 _DRIVER = os.path.join(_HERE, 'search_driver.py')
 _PR_SET_PDEATHSIG = 1
@@ -213,13 +215,17 @@ class Searcher:
         try:
             self.process.wait(timeout)
         except subprocess.TimeoutExpired:
+            in_wine = self.system == 'nt' and hangs('/proc/%d' % self.process.pid)
             self.kill()
-            raise AssertionError(
+            raise (FailedInWine if in_wine else AssertionError)(
                 'the driver did not end within %gs; its errors:\n%s'
                 % (timeout, self._errors.decode('utf-8', 'replace'))
             )
         self._join()
-        return self.process.returncode
+        code = self.process.returncode
+        if self.system == 'nt' and failed(code, self._errors):
+            raise FailedInWine('the driver ended with %d; its errors:\n%r' % (code, self._errors))
+        return code
 
     def kill(self):
         self.process.kill()

@@ -25,6 +25,19 @@ class Sending(unittest.TestCase):
         self.assertEqual(%s, 1)
 """
 
+FAILS_IN_WINE_AT_FIRST = """
+import pathlib, unittest
+import wine_end
+
+class Failing(unittest.TestCase):
+    def test_an_end(self):
+        rounds = pathlib.Path(__file__).with_name('rounds')
+        done = len(rounds.read_text()) if rounds.exists() else 0
+        rounds.write_text('.' * (done + 1))
+        if done < %d:
+            raise wine_end.FailedInWine('its end')
+"""
+
 
 class RunnerTest(unittest.TestCase):
     def setUp(self):
@@ -36,7 +49,10 @@ class RunnerTest(unittest.TestCase):
         self.folder = pathlib.Path(folder.name)
 
     def run_test(self, value):
-        (self.folder / 'test_sending.py').write_text(FAILS_AFTER_A_DATAGRAM % value)
+        return self.run_text(FAILS_AFTER_A_DATAGRAM % value)
+
+    def run_text(self, text):
+        (self.folder / 'test_sending.py').write_text(text)
         return subprocess.run(
             [sys.executable, '-B', RUNNER, '-j', '1', '--folder', str(self.folder)],
             env=dict(os.environ, VIREON_MODULE_DIR=str(self.folder)),
@@ -55,3 +71,16 @@ class RunnerTest(unittest.TestCase):
     def test_nothing_is_kept_of_one_that_passes(self):
         done = self.run_test(1)
         self.assertEqual((done.returncode, [*self.folder.glob('captures/*')]), (0, []), done.stdout)
+
+    def test_what_failed_in_wine_itself_is_done_once_more_and_told(self):
+        done = self.run_text(FAILS_IN_WINE_AT_FIRST % 1)
+        self.assertEqual(done.returncode, 0, done.stdout)
+        self.assertRegex(done.stdout, 'RERUN .*test_an_end')
+
+    def test_what_failed_in_wine_itself_twice_fails(self):
+        done = self.run_text(FAILS_IN_WINE_AT_FIRST % 2)
+        self.assertNotEqual(done.returncode, 0, done.stdout)
+
+    def test_what_failed_elsewhere_is_not_done_once_more(self):
+        done = self.run_text(FAILS_IN_WINE_AT_FIRST.replace('wine_end.FailedInWine', 'AssertionError') % 1)
+        self.assertNotEqual(done.returncode, 0, done.stdout)
