@@ -1,5 +1,6 @@
 #include "binding/interpreter/testing/embedded_interpreter.h"
 #include "binding/interpreter/testing/further_interpreter.h"
+#include "binding/interpreter/testing/slow_process_looks.h"
 
 #include "binding/interpreter/interpreter_lock.h"
 
@@ -438,6 +439,92 @@ TEST(InterpreterDoorDeathTest, ExitDoesNotWaitForVisitorsWhoHaveLeft) {
 
 TEST(InterpreterDoorDeathTest, ExitDoesNotWaitForAVisitorWhoStays) {
     EXPECT_EXIT(ExitWhileVisitorStays(milliseconds(60000), false), testing::ExitedWithCode(0), "");
+}
+
+// A visitor takes his time to be counted, and the exit does not see him.
+void ExitBeforeAVisitorIsCounted() {
+    static std::atomic<bool> has_closed{false};
+    static std::atomic<bool> was_inside{false};
+    OpenInterpreterToThreads();
+    std::thread visitor([] {
+        slow_process_looks::pace = milliseconds(400);
+        const InterpreterVisit visit;
+        was_inside = visit && has_closed;
+    });
+    {
+        PyAutoUnlock2 unlocked;
+        std::this_thread::sleep_for(milliseconds(200));
+    }
+    script::Run("import atexit\natexit._run_exitfuncs()");
+    has_closed = true;
+    PyAutoUnlock2 unlocked;
+    visitor.join();
+    std::_Exit(was_inside ? 2 : 0);
+}
+
+TEST(InterpreterDoorDeathTest, IsClosedToWhoeverIsCountedBehindTheExit) {
+    EXPECT_EXIT(ExitBeforeAVisitorIsCounted(), testing::ExitedWithCode(0), "");
+}
+
+// What a script left to the end of its thread still runs when the visitor goes, and lets go of the
+// lock meanwhile.
+void ExitWhileAVisitGoes() {
+    OpenInterpreterToThreads();
+    script::Run(
+        "import atexit, threading, time\n"
+        "local, is_going, gone = threading.local(), threading.Event(), []\n"
+        "class Left(object):\n"
+        "    def __del__(self):\n"
+        "        is_going.set()\n"
+        "        time.sleep(0.1)\n"
+        "        gone.append(1)\n");
+    std::thread visitor([] {
+        const InterpreterVisit visit;
+        if (visit) script::Run("local.left = Left()");
+    });
+    script::Run("is_going.wait(10)\natexit._run_exitfuncs()");
+    std::_Exit(script::Evaluate("gone") == "[1]" ? 0 : 2);
+}
+
+TEST(InterpreterDoorDeathTest, ExitWaitsForWhatAVisitorLeavesBehind) {
+    EXPECT_EXIT(ExitWhileAVisitGoes(), testing::ExitedWithCode(0), "");
+}
+
+// A visitor waits for the lock when Python ends without its exit handlers, and has it when what is
+// collected then lets go of it.
+void EndWithoutExitHandlers() {
+    static std::atomic<bool> is_coming{false};
+    static std::atomic<bool> was_inside{false};
+    static std::atomic<bool> has_left{false};
+    OpenInterpreterToThreads();
+    script::Run("import sys\ndel sys.exitfunc");
+    std::thread([] {
+        is_coming = true;
+        {
+            const InterpreterVisit visit;
+            if (visit) was_inside = true;
+        }
+        has_left = true;
+    }).detach();
+    while (!is_coming)
+        std::this_thread::yield();
+    std::this_thread::sleep_for(milliseconds(100));
+    PyObject* const garbage = PyList_New(0);
+    PyObject* const last = PyCapsule_New(&is_coming, nullptr, [](PyObject*) {
+        PyThreadState* const state = PyEval_SaveThread();
+        BecomesTrue([] { return has_left.load(); });
+        PyEval_RestoreThread(state);
+    });
+    PyList_Append(garbage, garbage);
+    PyList_Append(garbage, last);
+    Py_DECREF(last);
+    Py_DECREF(garbage);
+    Py_Finalize();
+    std::_Exit(has_left && !was_inside ? 0 : 2);
+}
+
+TEST(InterpreterDoorDeathTest, IsClosedToAVisitorWhoHasWaitedUntilPythonEnds) {
+    EXPECT_EXIT(EndWithoutExitHandlers(), testing::ExitedWithCode(0), "");
 }
 
 // A visitor who has left and kept his state, and comes again or lets it go after a while.

@@ -82,6 +82,19 @@ TEST_F(ScriptCall, PrintsSystemExitInsteadOfEndingTheProcess) {
     EXPECT_TRUE(HasPrinted("Leave: bye"));
 }
 
+TEST_F(ScriptCall, KeepsNothingOfASystemExitThatItHasPrinted) {
+    script::Run(
+        "import weakref\n"
+        "class Local(object): pass\n"
+        "def leave(*arguments):\n"
+        "    local = Local()\n"
+        "    locals_seen.append(weakref.ref(local))\n"
+        "    sys.exit(3)\n"
+        "locals_seen = []\n");
+    EXPECT_FALSE(Call("leave", "i"));
+    EXPECT_EQ(script::Evaluate("[seen() for seen in locals_seen]"), "[None]");
+}
+
 TEST_F(ScriptCall, SurvivesAMissingStandardError) {
     script::Run(
         "def fail(*arguments): raise ValueError\n"
