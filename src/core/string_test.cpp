@@ -316,6 +316,13 @@ TEST(String, StartsWithAndEndsWith) {
     EXPECT_TRUE(NPT_String().EndsWith(""));
 }
 
+// What would be read behind it, the checked build sees.
+TEST(String, StartsWithNothingLongerThanItself) {
+    const std::string longer(1000, 'a');
+    EXPECT_FALSE(NPT_String("aaa").StartsWith(longer.c_str()));
+    EXPECT_FALSE(NPT_String().StartsWith(longer.c_str()));
+}
+
 TEST(String, SubStringIsCutToTheEnd) {
     const NPT_String text("abc");
     EXPECT_EQ(text.SubString(5, 10), "");
