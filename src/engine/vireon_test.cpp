@@ -2,7 +2,9 @@
 
 #include "engine/vireon.h"
 
+#include <algorithm>
 #include <chrono>
+#include <cstdlib>
 #include <limits>
 #include <string>
 #include <thread>
@@ -375,6 +377,19 @@ TEST_F(VireonTest, StopsAtOnceWhateverTheInterval) {
     }
 }
 
+// The quickest of some, since what else the machine does only adds.
+TEST_F(VireonTest, TakesNoTimeOfItsOwnToStop) {
+    Clock::duration quickest = Clock::duration::max();
+    for (int round = 0; round < 10; ++round) {
+        vireon_->isClosed = false;
+        StartDispatchOnly();
+        const Clock::time_point start = Clock::now();
+        vireon_->Stop();
+        quickest = std::min(quickest, Clock::now() - start);
+    }
+    EXPECT_LT(quickest, milliseconds(100));
+}
+
 TEST_F(VireonTest, StopsThoughItIsOpenedAgainMeanwhile) {
     vireon_->SetInterVal(30);
     vireon_->SetCallback(script::Get("slow"));
@@ -743,7 +758,44 @@ void ExitWithoutStop(const LoopbackInterfaces& loopback, float interval, const s
     Py_Exit(0);
 }
 
-class VireonDeathTest : public VireonTest {};
+class VireonDeathTest : public VireonTest {
+  protected:
+    // It has a callable in an interpreter that has begun to exit and is still there.
+    Vireon& MakeOneThatOutlivesTheExit() {
+        auto* const engine = new Vireon;
+        OpenInterpreterToThreads();
+        engine->SetCallback(script::Get("record"));
+        script::Run("import atexit\natexit._run_exitfuncs()");
+        return *engine;
+    }
+    void DeliverAfterTheExit() {
+        Vireon& engine = MakeOneThatOutlivesTheExit();
+        RunOnNativeThread([&engine] {
+            ZoSsdpDeviceInfo device;
+            engine.CallbacktoClient(&device);
+        });
+        std::_Exit(script::Evaluate("calls") == "[]" ? 0 : 2);
+    }
+    void DestroyAfterTheExit() {
+        Vireon& engine = MakeOneThatOutlivesTheExit();
+        const Py_ssize_t before = Py_REFCNT(script::Get("record"));
+        RunOnNativeThread([&engine] { delete &engine; });
+        std::_Exit(Py_REFCNT(script::Get("record")) == before ? 0 : 2);
+    }
+    template <typename Function>
+    static void RunOnNativeThread(Function function) {
+        PyAutoUnlock2 unlocked;
+        std::thread(function).join();
+    }
+};
+
+TEST_F(VireonDeathTest, DeliversNothingToAnInterpreterThatExits) {
+    EXPECT_EXIT(DeliverAfterTheExit(), testing::ExitedWithCode(0), "");
+}
+
+TEST_F(VireonDeathTest, LeavesTheCallableToAnInterpreterThatItMayNotEnter) {
+    EXPECT_EXIT(DestroyAfterTheExit(), testing::ExitedWithCode(0), "");
+}
 
 constexpr const char* kQuick = "def callback(event, device): pass\n";
 constexpr const char* kStuck =
