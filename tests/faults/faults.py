@@ -14,6 +14,7 @@ _plan = ctypes.PyDLL(None)
 _plan.faults_plan.argtypes = [ctypes.c_int, ctypes.c_int, ctypes.c_long, ctypes.c_int]
 _plan.faults_reached.restype = ctypes.c_long
 _plan.faults_living.restype = ctypes.c_long
+_plan.faults_raised.restype = ctypes.c_long
 _plan.faults_turn_interpreter_calls.argtypes = [ctypes.c_void_p]
 
 NUMBERS = dict((name, number) for number, (name, _) in enumerate(CALLS))
@@ -53,6 +54,9 @@ def reached():
 
 
 living = _plan.faults_living
+
+# How many calls of the interpreter failed by an exception.
+raised = _plan.faults_raised
 
 
 def descriptors():

@@ -8,6 +8,8 @@
 #include <string.h>
 #include <sys/mman.h>
 
+#include <atomic>
+
 #include "fault_plan.h"
 
 namespace {
@@ -63,6 +65,8 @@ Function functions[] = {
 };
 constexpr uint64_t kFunctions = sizeof functions / sizeof *functions;
 
+std::atomic<long> raised{0};
+
 Function* FindFunction(const char* name) {
     for (Function& function : functions) {
         if (strcmp(function.name, name) == 0) return &function;
@@ -83,7 +87,10 @@ __attribute__((visibility("hidden"))) void* faults_next(uint64_t number, void** 
     *result = function.outcome == Outcome::kNegativeWithError
                   ? reinterpret_cast<void*>(static_cast<intptr_t>(-1))
                   : nullptr;
-    if (function.outcome != Outcome::kNull) faults_raise_memory_error();
+    if (function.outcome != Outcome::kNull) {
+        faults_raise_memory_error();
+        ++raised;
+    }
     return nullptr;
 }
 
@@ -240,4 +247,9 @@ extern "C" int faults_turn_interpreter_calls(void* handle) {
         }
     }
     return turned;
+}
+
+// How many of them have failed by an exception so far.
+extern "C" long faults_raised() {
+    return raised;
 }

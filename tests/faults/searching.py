@@ -65,9 +65,21 @@ class Engine(object):
 LONGEST_STOP_SECONDS = 1
 
 
+class Printed(object):
+    """What the module prints of an exception that it has nobody to give to."""
+
+    def __init__(self):
+        self.text = ''
+
+    def write(self, text):
+        self.text += text
+
+
 def live(call, nth, thread, error):
     """Whether the call was reached."""
     faults.plan(call, nth, thread, error)
+    raised, printed = faults.raised(), Printed()
+    sys.stderr = printed
     engine = Engine()
     engine.search()
     enough = lambda: len(engine.ports()) >= SENDERS
@@ -86,6 +98,10 @@ def live(call, nth, thread, error):
     else:
         assert enough(), 'only %r answers without a fault' % engine.found
     engine.stop()
+    sys.stderr = sys.__stderr__
+    if call == 'interpreter' and thread:
+        told, raised = printed.text.count('MemoryError'), faults.raised() - raised
+        assert told == raised, '%d of %d exceptions are printed' % (told, raised)
     engine.delete()
     return faults.end()
 
