@@ -7,6 +7,37 @@ import unittest
 from capture import by_sender
 from network_case import INTERVAL, SLACK, STARTED, STOP, NetworkCase, searches, to_broadcast, to_group
 from responder import GROUP, Stream, answer
+from searcher import start_driver
+
+# Seconds, for a start of Wine on a machine that is busy.
+LIMIT = 90
+
+# Imports nothing that would have Python make its lock.
+WITHOUT_THREADS = b'''
+import os, sys, time
+sys.path.insert(0, os.environ['VIREON_MODULE_DIR'])
+import _vireon
+called = []
+engine = _vireon.new_Vireon()
+_vireon.Vireon_SetInterVal(engine, 0.2)
+_vireon.Vireon_SetCallback(engine, lambda *_: called.append(1))
+_vireon.Vireon_SearchDevices(engine).disown()
+end = time.time() + 30
+while not called and time.time() < end:
+    time.sleep(0.01)
+_vireon.Vireon_Stop(engine)
+_vireon.delete_Vireon(engine)
+print 'called' if called else 'not called'
+'''
+
+
+class StartTest(NetworkCase):
+    def test_a_script_that_has_no_threads_is_called(self):
+        self.standard_network()
+        self.responder(self.there, reply=lambda request: [answer()])
+        process = start_driver(self.here, '-')
+        output, errors = process.communicate(WITHOUT_THREADS, LIMIT)
+        self.assertEqual((0, b'called'), (process.returncode, output.strip()), errors)
 
 
 class StopTest(NetworkCase):
