@@ -168,8 +168,7 @@ void CallbackTaskWorkerThread::DeliverUntilStopped() {
         if (!device) continue;
         try {
             // Stopped between taking and delivering: left over like the ones behind it.
-            if (IsStopped()) return ReturnTask(std::move(device));
-            Deliver(*device, state);
+            if (!Deliver(*device, state)) return ReturnTask(std::move(device));
         } catch (const std::exception&) {
             // Out of memory, which costs this record.
         }
@@ -183,10 +182,12 @@ ZoSsdpDeviceInfo* CallbackTaskWorkerThread::GetNextTask(VisitorState& state) {
     return getTask();
 }
 
-void CallbackTaskWorkerThread::Deliver(ZoSsdpDeviceInfo& device, VisitorState& state) {
+bool CallbackTaskWorkerThread::Deliver(ZoSsdpDeviceInfo& device, VisitorState& state) {
     InterpreterVisit visit(
         [this]() REQUIRES(interpreter_lock) { return m_pVireon.GetInterpreter(); }, &state);
-    if (!visit) return;
+    if (IsStopped()) return false;
+    if (!visit) return true;
     m_pVireon.Deliver(device);
     if (GoesOn() && HasTasks()) visit.KeepState();
+    return true;
 }

@@ -80,7 +80,9 @@ class CallbackTaskWorkerThread : public ZOWorkerThreadEX {
     void DeliverUntilStopped() EXCLUDES(m_taskLock);
     // What getTask gives. The dispatch thread has no state in the interpreter while it waits.
     ZoSsdpDeviceInfo* GetNextTask(VisitorState& state) EXCLUDES(m_taskLock);
-    void Deliver(ZoSsdpDeviceInfo& device, VisitorState& state) EXCLUDES(m_taskLock);
+    // False when the worker was stopped before the call, for example while it waited for the
+    // interpreter lock: then the record is still to be delivered.
+    bool Deliver(ZoSsdpDeviceInfo& device, VisitorState& state) EXCLUDES(m_taskLock);
     // A search goes on, in the process where it began.
     bool GoesOn() const { return process_ == CurrentProcess() && !IsStopped(); }
 

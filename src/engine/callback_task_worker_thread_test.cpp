@@ -303,6 +303,19 @@ TEST_F(CallbackTaskWorker, PutsBackInFrontOfTheOthersWhatItTookBeforeTheEnd) {
     EXPECT_EQ(Take(), "second");
 }
 
+TEST_F(CallbackTaskWorker, PutsBackWhatWaitedForTheInterpreterLockAtTheEnd) {
+    vireon_->SetCallback(script::Get("collect"));
+    Add("first");
+    Add("second");
+    worker_->Start();
+    std::this_thread::sleep_for(milliseconds(50));  // with the lock held
+    worker_->Close();
+    EXPECT_EQ(script::Evaluate("names"), "[]");
+    worker_->SetEngine(vireon_.get());
+    EXPECT_EQ(Take(), "first");
+    EXPECT_EQ(Take(), "second");
+}
+
 TEST_F(CallbackTaskWorker, EndsTheWaitWhenItsEngineIsTaken) {
     std::future<std::string> taken = std::async(std::launch::async, [this] { return Take(); });
     std::this_thread::sleep_for(milliseconds(20));
