@@ -95,7 +95,7 @@ class HostCase(IsolatedCase):
             raise (FailedInWine if in_wine else self.failureException)(
                 'the host hangs; it said %r and %r' % process.communicate()
             )
-        if ON_WINDOWS and failed(process.returncode, errors):
+        if ON_WINDOWS and failed(errors):
             raise FailedInWine(
                 'the host ended with %d; it said %r and %r' % (process.returncode, output, errors)
             )

@@ -223,7 +223,7 @@ class Searcher:
             )
         self._join()
         code = self.process.returncode
-        if self.system == 'nt' and failed(code, self._errors):
+        if self.system == 'nt' and failed(self._errors):
             raise FailedInWine('the driver ended with %d; its errors:\n%r' % (code, self._errors))
         return code
 
