@@ -159,13 +159,13 @@ class BrokenDatagramTest(NetworkCase):
         self.assert_all_arrive(rate, lambda number: (b'', b'garbage', b'x' * 300)[number % 3])
 
     def test_a_flood_of_bad_datagrams_leaves_most_of_the_processor(self):
-        deadline, number = time.monotonic() + 2, 0
-        before = self.client.processor_seconds()
-        while time.monotonic() < deadline:
+        begun, number, before = time.monotonic(), 0, self.client.processor_seconds()
+        # A busy machine takes longer for so many.
+        while number < 10000 or time.monotonic() < begun + 2:
             self.server.send((b'', b'garbage', b'x' * 3000)[number % 3], self.to)
             number += 1
-        self.assertGreater(number, 10000)
-        self.assertLess(self.client.processor_seconds() - before, 2 * 0.75)
+        took = time.monotonic() - begun
+        self.assertLess(self.client.processor_seconds() - before, 0.75 * took)
 
     def test_unfinished_heads_by_the_megabyte_take_no_memory(self):
         before = self.resident()
