@@ -67,7 +67,9 @@ def main():
     arguments = ['-p', 'xdist', '-n', options.jobs, '-p', 'wire_files', '-p', 'no:cacheprovider']
     # What failed in Wine itself is done once more, and told.
     arguments += ['-p', 'rerunfailures', '--reruns', '1', '--only-rerun', 'FailedInWine']
-    arguments += ['-rfEsR', '--tb=short', '--durations=10'] + [word for word in others if word.startswith('-')]
+    arguments += ['-rfEsR', '--tb=short', '--durations=10'] + [
+        word for word in others if word.startswith('-')
+    ]
     if options.verbose:
         arguments += ['--verbose']
     if parts:
