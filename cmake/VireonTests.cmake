@@ -7,6 +7,7 @@
 #   fuzz        replays a corpus                   sanitizer  shows that a check finds a fault
 #   host        makes network namespaces and runs a host in them that has several interpreters
 #   neighbours  a script or network test once more, beside other extension modules
+#   bundle      packs the tests for a Windows machine and tries that as its user would
 #   counts      makes network namespaces, and counts what an answer makes the module do
 #   lives       makes network namespaces, and lets searches and threads in them live long
 #   peers       makes network namespaces and runs programs of others in them (./dev peers)

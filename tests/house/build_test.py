@@ -70,11 +70,14 @@ class Dev(SmallTree):
             done = self.run_command("./dev", verb, *presets.split())
             self.assertEqual((3, "installing\n"), (done.returncode, done.stdout))
 
-    def test_windows_takes_one_option(self):
+    def test_windows_takes_two_options(self):
         done = self.run_command("./dev", "windows", "--bundel")
-        self.assertEqual((1, "dev: 'windows' takes nothing but --bundle\n"), (done.returncode, done.stdout))
-        done = self.run_command("./dev", "windows", "--bundle")
-        self.assertEqual((3, "installing\n"), (done.returncode, done.stdout))
+        self.assertEqual(
+            (1, "dev: 'windows' takes nothing but --all or --bundle\n"), (done.returncode, done.stdout)
+        )
+        for option in ((), ("--all",), ("--bundle",)):
+            done = self.run_command("./dev", "windows", *option)
+            self.assertEqual((3, "installing\n"), (done.returncode, done.stdout))
 
     def test_an_unknown_wheel_is_refused_before_anything_is_installed(self):
         done = self.run_command("./dev", "wheel", "linux", "solaris")
