@@ -159,15 +159,21 @@ context = zmq.Context()
 bound = context.socket(zmq.PULL)
 bound.bind('inproc://servers')
 '''
-    # The sockets first. A context that ends before them has two threads of its own write to one socket at
-    # once as they close; Wine tells the second that it would block, which the package takes for a fault.
     EPILOGUE = '''
 bound.close()
 context.term()
 '''
+    # As its sockets close, two of the package's threads may write to one socket at once. Wine tells the second
+    # that it would block while the first is on its way, for which the package ends the process.
+    FAILED_IN_WINE = 'Assertion failed: nbytes == sizeof (dummy)'
 
     def expect(self, output, script):
-        Beside.expect(self, output, self.PROLOGUE + script + self.EPILOGUE)
+        script = PROLOGUE + self.PROLOGUE + script + self.EPILOGUE
+        done = support.run_isolated(script)
+        if support.ON_WINDOWS and done[2].startswith(self.FAILED_IN_WINE):
+            print('once more, since Wine ended it: %s' % done[2])
+            done = support.run_isolated(script)
+        self.assertEqual((0, output, ''), done)
 
     def test_hears_of_each_server_on_another_thread(self):
         self.expect(
