@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "binding/interpreter/interpreter_lock.h"
+#include "core/testing/becomes_true.h"
 #include "core/testing/failing_allocation.h"
 #include "engine/testing/watched_calls.h"
 #include "engine/vireon.h"
@@ -193,23 +194,21 @@ TEST_F(CallbackTaskWorker, EndsTheWaitWhenItIsClosed) {
 
 TEST_F(CallbackTaskWorker, GivesEachRecordToOneOfSeveralTakers) {
     constexpr int kRecords = 1000;
-    std::vector<std::future<int>> takers;
+    std::atomic<int> count{0};
+    std::vector<std::future<void>> takers;
     for (int taker = 0; taker < 4; ++taker) {
-        takers.push_back(std::async(std::launch::async, [this] {
-            int count = 0;
+        takers.push_back(std::async(std::launch::async, [&] {
             while (Take() != "null")
                 ++count;
-            return count;
         }));
     }
     PyAutoUnlock2 unlocked;
     for (int record = 0; record < kRecords; ++record)
         Add("record");
-    std::this_thread::sleep_for(milliseconds(200));
+    EXPECT_TRUE(BecomesTrue([&] { return count == kRecords; }));
     worker_->Close();
-    int count = 0;
     for (auto& taker : takers)
-        count += taker.get();
+        taker.get();
     EXPECT_EQ(count, kRecords);
 }
 

@@ -121,15 +121,16 @@ class Responder:
             payload, control, _, source = self._socket.recvmsg(65536, 256)
             destination = socket.inet_ntoa(struct.unpack('I4s4s', control[0][2][:12])[2])
             request = Request(time.time(), source, destination, payload)
+            # Before the answers, which somebody may look at the requests for.
+            with self._changed:
+                self._requests.append(request)
+                self._changed.notify_all()
             try:
                 for datagram in self.reply(request):
                     self.send(datagram, source)
             except OSError as error:
                 if error.errno not in NETWORK_GONE:
                     raise
-            with self._changed:
-                self._requests.append(request)
-                self._changed.notify_all()
 
     def close(self):
         try:

@@ -176,7 +176,7 @@ class OrderTest(BadCableCase):
         sent = len(self.wire.datagrams())
         datagrams = self.wire.wait(lambda sent_by_now: len(sent_by_now) >= sent + 40, 10)[sent:]
         self.assertGreaterEqual(len(searches(datagrams)), 40)
-        self.assertLess(time.monotonic() - begun, 10 * QUICK + SLACK)
+        self.assertLess(time.monotonic() - begun, 10 * QUICK + 4 * SLACK)
         self.assertEqual(len(by_sender(datagrams)), 2)
 
 
@@ -262,7 +262,8 @@ class FragmentTest(BadCableCase):
         for number in range(count):
             self.server.send(self.long_answer(b'%d' % number), self.to)
             time.sleep(0.002)
-        self.await_taken(self.cable.to_here, 3 * count)
+            # No more of them are on the way at once than the system keeps.
+            self.await_taken(self.cable.to_here, 3 * (number + 1))
         return count
 
     def test_answers_in_fragments_all_arrive(self):

@@ -11,7 +11,8 @@ from network_case import BROADCAST, SLACK, STOP, NetworkCase
 from responder import GROUP, answer
 
 FACTOR = SLACK / 0.35  # how much slower than others this build of the module is
-HALF_A_SECOND = 0.5 + SLACK
+HALF_A_SECOND = 0.5 * FACTOR + SLACK
+ALL_CALLED = 10 * FACTOR  # seconds, at most, until what found room was called
 
 PAUSE = 0.15  # seconds that a sender rests after a bad datagram, while others find room or do not
 BUFFER_ASKED_FOR = 4 << 20
@@ -82,7 +83,7 @@ class FloodTest(FloodCase):
                 self.server.send(make(bad), self.to)
                 bad += 1
             if rate:
-                time.sleep(max(0.0, begun + bad / rate - time.monotonic()))
+                time.sleep(10 / rate)
         self.note(
             '%d good ones, of which %d found room, among %d bad ones in %.1f s'
             % (good, len(sent), bad, time.monotonic() - begun)
@@ -91,7 +92,7 @@ class FloodTest(FloodCase):
 
     def assert_arrive_in_time(self, sent):
         last = max(sent, key=int)
-        self.client.wait_name(last)
+        self.client.wait_name(last, ALL_CALLED)
         calls = [call for call in self.client.found() if call.name in sent]
         self.assertEqual([call.name for call in calls], sorted(sent, key=int))
         slowest = max(call.time - sent[call.name] for call in calls)
@@ -122,10 +123,10 @@ class FloodTest(FloodCase):
         self.at_full_speed(of_all_sizes)
 
     def at_what_the_buffer_has_room_for(self, make, size):
-        """As many a second as leave half of the buffer free while the sender rests."""
+        """As many a second as leave three quarters of the buffer free while the sender rests."""
         with open('/proc/sys/net/core/rmem_max') as file:
             room = 2 * min(int(file.read()), BUFFER_ASKED_FOR) // size
-        rate = room / 2 / PAUSE / FACTOR if self.is_posix else 60
+        rate = room / 4 / PAUSE / FACTOR if self.is_posix else 60
         sent, good = self.flood(make, seconds=1.2, rate=rate)
         self.assertEqual(len(sent), good)
         self.assert_arrive_in_time(sent)
@@ -156,7 +157,7 @@ class ManyServersTest(FloodCase):
             self.server.send(text, self.to)
         room = count - self.without_room()
         self.assertGreater(room, 100)
-        calls = self.client.wait_found(lambda found: len(found) >= room, 'all that found room')
+        calls = self.client.wait_found(lambda found: len(found) >= room, 'all that found room', ALL_CALLED)
         names = [int(call.name) for call in calls]
         self.assertEqual(names, sorted(set(names)))
         self.assertEqual(len(names), room)
@@ -165,14 +166,16 @@ class ManyServersTest(FloodCase):
     def test_thousands_of_servers_that_spread_their_answers_are_all_found(self):
         count = 5000 if self.is_posix else 100
         pace = FACTOR / 5000 if self.is_posix else 0.02
-        begun, sent = time.monotonic(), {}
+        due, sent = time.monotonic(), {}
         for number in range(count):
             name = b'%d' % number
             sent[name] = time.time()
             self.server.send(answer(name), self.to)
-            time.sleep(max(0.0, begun + number * pace - time.monotonic()))
+            # Nothing is made up for: a sender that was held up would send as many at once.
+            due = max(due + pace, time.monotonic())
+            time.sleep(max(0.0, due - time.monotonic()))
         room = count - self.without_room()
-        calls = self.client.wait_found(lambda found: len(found) >= room, 'all that found room')
+        calls = self.client.wait_found(lambda found: len(found) >= room, 'all that found room', ALL_CALLED)
         names = [int(call.name) for call in calls]
         self.assertEqual(names, sorted(set(names)))
         self.assertEqual(len(names), room)

@@ -21,9 +21,9 @@ class BrokenDatagramTest(NetworkCase):
         self.to = self.server.sender(GROUP)
 
     def good_after(self, payload, name=b'good'):
-        """Sends a bad datagram and a good one; gives the seconds until the good one's call."""
-        self.server.send(payload, self.to)
+        """Sends a bad datagram and a good one; gives the seconds from then until the good one's call."""
         sent = time.time()
+        self.server.send(payload, self.to)
         self.server.send(answer(name), self.to)
         call = self.client.wait_name(name)
         self.assertEqual([each.name for each in self.client.found()], [name])
@@ -226,14 +226,14 @@ class HostilePeerTest(NetworkCase):
             b'x' * 3000,
             answer(b'other', ST=b'x', USN=b'uuid:1::x'),
         ]
-        deadline, number = time.monotonic() + 6 * INTERVAL, 0
-        while time.monotonic() < deadline:
+        begun, number = time.monotonic(), 0
+        # A busy machine takes longer for so many, and may rest in between.
+        while number < 1000 or time.monotonic() < begun + 6 * INTERVAL + SLACK:
             for source in sources:
                 self.server.send(payloads[number % len(payloads)], source)
             number += 1
             if number % 20 == 0:
                 time.sleep(0.001)
-        self.assertGreater(number, 1000)
         self.assertLess(self.client.stop(), STOP)
         for sender, sent in by_sender(self.wire.datagrams()).items():
             self.assertGreaterEqual(len(sent), 2 * 4, '%s was held up' % (sender,))

@@ -346,6 +346,7 @@ class FaultsTest(ServerCase):
 
     def test_without_a_closing_line_it_is_reported_all_the_same(self):
         self.assertFalse(self.faulty_answer('no-closing-line').endswith(b'\r\n\r\n'))
+        self.client.wait_name(b'no-closing-line')
         self.assertEqual(self.names_after_two_rounds(), {'Witness', 'no-closing-line'})
 
     def test_silent_it_is_reported_no_more(self):
