@@ -511,7 +511,9 @@ TEST_F(VireonTest, KeepsNoMoreThanItsLimitOfRecords) {
         ASSERT_EQ(inspect(), NPT_SUCCESS);
     vireon_->SetCallback(script::Get("record"));
     script::Run("may_leave.set()");
-    WaitUntil("len(calls) >= " + std::to_string(1 + protocol::kQueueLimit));
+    constexpr NPT_Timeout kForSoMany = 60000;
+    EXPECT_TRUE(script::BecomesTrue("len(calls) >= " + std::to_string(1 + protocol::kQueueLimit),
+                                    kForSoMany));
     LetScriptsRun(milliseconds(100));
     EXPECT_EQ(script::Evaluate("len(calls)"), std::to_string(1 + protocol::kQueueLimit));
 }

@@ -53,7 +53,7 @@ go_on_in_one_network()
 
 class HostCase(IsolatedCase):
     maxDiff = None
-    time_limit_seconds = 120
+    time_limit_seconds = 300
     # Whether the scripts leave their engines behind, which a check for leaks would tell.
     leaves_engines = False
     # Whether a server is there.

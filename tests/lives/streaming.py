@@ -44,7 +44,7 @@ def main(seconds, pause):
         before = -1
         while before != client.count:
             before = client.count
-            time.sleep(0.5)
+            time.sleep(2)
     begin = time.time()
     _vireon.Vireon_Stop(engine)
     took = time.time() - begin
