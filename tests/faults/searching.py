@@ -62,8 +62,7 @@ class Engine(object):
         self.do(_vireon.delete_Vireon, self.engine)
 
 
-# Several lives go on at once, on a machine that may be busy.
-LONGEST_STOP_SECONDS = 5
+LONGEST_STOP_SECONDS = 1
 
 
 class Printed(object):

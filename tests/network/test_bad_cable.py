@@ -10,7 +10,7 @@ import unittest
 
 import bad_cable
 from capture import by_sender
-from network_case import SEARCHER, SERVER, SLACK, STARTED, NetworkCase, searches
+from network_case import FACTOR, SEARCHER, SERVER, SLACK, STARTED, NetworkCase, searches
 from responder import GROUP, answer, entries, fields, message
 
 QUICK = 0.125  # an interval for what takes many cycles
@@ -41,7 +41,7 @@ class BadCableCase(NetworkCase):
         for number in range(count):
             self.server.send(make(b'%d' % number), self.to)
             # So that a socket's usual buffer has room while the module waits for a processor.
-            time.sleep(pace * SLACK / 0.35)
+            time.sleep(pace * FACTOR)
         self.await_taken(self.cable.to_here, count)
         return count
 

@@ -7,10 +7,9 @@ found room: of that every good answer has to arrive, and within half a second.
 import time
 import unittest
 
-from network_case import BROADCAST, SLACK, STOP, NetworkCase
+from network_case import BROADCAST, FACTOR, SLACK, STOP, NetworkCase
 from responder import GROUP, answer
 
-FACTOR = SLACK / 0.35  # how much slower than others this build of the module is
 HALF_A_SECOND = 0.5 * FACTOR + SLACK
 ALL_CALLED = 10 * FACTOR  # seconds, at most, until what found room was called
 
