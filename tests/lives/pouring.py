@@ -52,8 +52,11 @@ if __name__ == "__main__":
         socket.IPPROTO_IP, socket.IP_ADD_MEMBERSHIP, socket.inet_aton(GROUP) + socket.inet_aton(ADDRESS)
     )
     told = []
-    threading.Thread(target=pour, args=(listener, rate, seconds, told), daemon=True).start()
+    pouring = threading.Thread(target=pour, args=(listener, rate, seconds, told), daemon=True)
+    pouring.start()
     code = subprocess.run(sys.argv[3:]).returncode
+    # It may be behind the command, and waits for ever where that never searched.
+    pouring.join(10)
     os.write(1, "".join(told).encode())
     # A signal as a shell tells it.
     os._exit(code if code >= 0 else 128 - code)

@@ -167,21 +167,24 @@ class BadCable:
         if address[2] == socket.PACKET_OUTGOING:
             return
         is_udp = address[1] == _ETH_P_IP and frame[_PROTOCOL] == socket.IPPROTO_UDP
-        if is_udp:
-            way.taken.append(frame)
         now = time.monotonic()
         for delay, each in (way.happens if is_udp else untouched)(frame, self._draw):
             self._number += 1
             heapq.heappush(self._waiting, (now + delay, self._number, way, each, is_udp))
+        # Only now, since a test changes what happens once it has seen that all is taken in.
+        if is_udp:
+            way.taken.append(frame)
 
     @staticmethod
     def _hand_over(way, frame, counts):
-        try:
-            way.target.send(frame)
-        except OSError:
-            return  # an end that is down, or gone: a cable that was pulled out
+        # Before it is sent: what it causes at the other end comes sooner than the next line here.
         if counts:
             way.given.append(frame)
+        try:
+            way.target.send(frame)
+        except OSError:  # an end that is down, or gone: a cable that was pulled out
+            if counts:
+                way.given.pop()
 
     def close(self):
         try:

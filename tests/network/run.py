@@ -19,6 +19,7 @@ What was on the wire of a test that failed is kept (wire_files.py) for programs 
 import argparse
 import importlib.util
 import os
+import signal
 import subprocess
 import sys
 
@@ -47,6 +48,8 @@ def chosen(parts):
 
 
 def main():
+    # A shell has what it runs in the background ignore it, and some tests interrupt what they started.
+    signal.signal(signal.SIGINT, signal.default_int_handler)
     interpreter = interpreter_with_pytest()
     enter_private_network(interpreter)
     if interpreter != sys.executable:

@@ -243,9 +243,9 @@ class RestartTest(NetworkCase):
         self.client.stop()
         self.client.call('behave', behaviour=None)
         self.client.call('set_closed', value=False)
-        self.client.search()
         count = len(self.server.requests())
         self.server.reply = lambda request: [answer(b'new')]
+        self.client.search()
         self.client.wait_name(b'new')
         self.assertLessEqual({call.name for call in self.client.found()}, {b'0', b'1', b'new'})
         self.assertGreater(len(self.server.requests()), count)

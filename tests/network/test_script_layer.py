@@ -144,6 +144,7 @@ class SearchTest(LayerCase):
         layer = self.layer('search', 1, INTERVAL)
         layer.wait('end')
         self.assertEqual(layer.kinds(), ['end'])
+        time.sleep(SLACK)  # the capture may be behind what was sent
         sent = len(wire.datagrams())
         time.sleep(2 * INTERVAL)
         self.assertEqual(len(wire.datagrams()), sent)
@@ -169,8 +170,8 @@ class ServersTest(LayerCase):
         layer = self.servers()
         layer.wait('found')
         server.reply = lambda request: [answer(b'Kitchen')]
-        changed = layer.wait('changed')
-        self.assertEqual([each['server']['name'] for each in changed], ['Kitchen'])
+        # What is told next may be an answer of before, which the other sender took in late.
+        self.assertEqual(layer.wait('changed')[0]['server']['name'], 'Kitchen')
 
     def test_a_server_that_answers_no_more_is_lost_after_so_many_rounds(self):
         self.standard_network()

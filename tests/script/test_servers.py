@@ -558,7 +558,10 @@ print end(), gc.garbage
             self.NOTED
             + '''
 import thread
-threading.Timer(0.3, thread.interrupt_main).start()
+def interrupt():
+    becomes_true(lambda: engines and engines[0].callback)
+    thread.interrupt_main()
+threading.Thread(target=interrupt).start()
 try:
     list(vireon.search(60))
 except KeyboardInterrupt:
