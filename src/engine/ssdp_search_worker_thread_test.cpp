@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "binding/interpreter/interpreter_lock.h"
+#include "core/testing/becomes_true.h"
 #include "core/testing/failing_allocation.h"
 #include "engine/testing/scripted_udp_socket.h"
 #include "engine/testing/search_answers.h"
@@ -83,6 +84,7 @@ class SsdpSearchWorker : public testing::Test {
             new NPT_HttpRequest(NPT_HttpUrl(host, server_.GetPort(), "*"), "M-SEARCH", "HTTP/1.1");
         worker_ = std::make_shared<SsdpSearchWorkerThread>(vireon_.get(), new NPT_UdpSocket,
                                                            request, NPT_TimeInterval(interval));
+        start_ = Clock::now();
         EXPECT_EQ(worker_->Start(), 1);
     }
     // Takes the two datagrams of a cycle and gives their text.
@@ -109,18 +111,17 @@ class SsdpSearchWorker : public testing::Test {
         script::BecomesTrue("len(devices) == " + wanted, 2000);
         EXPECT_EQ(script::Evaluate("len(devices)"), wanted);
     }
-    // How long it takes until both datagrams of the next cycle are there, while the test does
-    // something over and over.
+    // How long it takes from the start until both datagrams of the next cycle are there, while the
+    // test does something over and over.
     Clock::duration WaitForNextSearch(const std::function<void()>& meanwhile) {
-        const Clock::time_point start = Clock::now();
         PyAutoUnlock2 unlocked;
-        while (Clock::now() - start < milliseconds(10000)) {
+        while (Clock::now() - start_ < milliseconds(10000)) {
             meanwhile();
             if (server_.Receive(1).empty()) continue;
             EXPECT_FALSE(server_.Receive().empty());
             break;
         }
-        return Clock::now() - start;
+        return Clock::now() - start_;
     }
     // Closes the engine and ends the worker's wait for an answer.
     void CloseAndWake() {
@@ -134,9 +135,12 @@ class SsdpSearchWorker : public testing::Test {
         return Clock::now() - start;
     }
 
+    const int waits_before_ = watched_calls::event_waits;  // before the dispatch thread's first
     Server server_;
     std::unique_ptr<Vireon> vireon_ = std::make_unique<Vireon>();
     std::shared_ptr<SsdpSearchWorkerThread> worker_;
+    // Taken before the worker runs: the test may see late what the worker does, never early.
+    Clock::time_point start_;
 };
 
 TEST_F(SsdpSearchWorker, SendsTheSameSearchTwice) {
@@ -150,10 +154,9 @@ TEST_F(SsdpSearchWorker, SendsTheSameSearchTwice) {
 TEST_F(SsdpSearchWorker, SearchesAgainEveryInterval) {
     Start(0.3);
     const std::string search = ReceiveSearch();
-    const Clock::time_point start = Clock::now();
     EXPECT_EQ(ReceiveSearch(), search);
     EXPECT_EQ(ReceiveSearch(), search);
-    const Clock::duration elapsed = Clock::now() - start;
+    const Clock::duration elapsed = Clock::now() - start_;
     EXPECT_GE(elapsed, milliseconds(550));
     EXPECT_LT(elapsed, kLate);
 }
@@ -449,10 +452,9 @@ class ScriptedSearchWorker : public SsdpSearchWorker {
         worker_->Run();
         return Clock::now() - start;
     }
-    // It begins to wait soon after it was started, and nothing shows that.
-    static void LetTheDispatchThreadWait() {
+    void LetTheDispatchThreadWait() const {
         PyAutoUnlock2 unlocked;
-        std::this_thread::sleep_for(milliseconds(200));
+        EXPECT_TRUE(BecomesTrue([this] { return watched_calls::event_waits > waits_before_; }));
     }
     // Ends the worker when it comes to receive this.
     void LineUpTheEnd() {
