@@ -286,15 +286,15 @@ TEST_F(CallbackTaskWorker, PutsBackInFrontOfTheOthersWhatItTookBeforeTheEnd) {
     constexpr milliseconds kPace(200);
     Add("first");
     Add("second");
+    std::thread dispatch([this, kPace] {
+        // Takes the first record at 200 ms and sees the end.
+        watched_calls::pace = kPace;
+        worker_->Run();
+    });
+    std::this_thread::sleep_for(kPace / 2);  // with the lock held: nothing is delivered meanwhile
+    worker_->SignalEnd();
     {
         PyAutoUnlock2 unlocked;
-        std::thread dispatch([this, kPace] {
-            // Takes the first record at 200 ms and sees the end.
-            watched_calls::pace = kPace;
-            worker_->Run();
-        });
-        std::this_thread::sleep_for(kPace / 2);
-        worker_->SignalEnd();
         dispatch.join();
     }
     worker_->SetEngine(vireon_.get());
@@ -397,8 +397,10 @@ TEST_F(CallbackTaskWorker, LosesOneRecordAtMostToAnAllocationThatFails) {
         worker_->SetEngine(vireon_.get());
         Add("first");
         Add("second");
-        std::thread closer([this] {
-            std::this_thread::sleep_for(milliseconds(100));
+        // The worker waits only once its queue is empty.
+        const int waits = watched_calls::event_waits;
+        std::thread closer([this, waits] {
+            BecomesTrue([waits] { return watched_calls::event_waits > waits; });
             worker_->SignalEnd();
         });
         {
