@@ -39,8 +39,8 @@ namespace {
 
 // How many of the next thread states the interpreter has no memory for.
 std::atomic<int> refused_thread_states{0};
-// Whether this thread takes its time when it has let the interpreter lock go.
-thread_local bool lingers_unlocked = false;
+// How long this thread takes when it has let the interpreter lock go.
+thread_local std::chrono::milliseconds lingers_unlocked{0};
 
 }  // namespace
 
@@ -56,7 +56,7 @@ extern "C" __attribute__((visibility("default"))) PyThreadState* PyEval_SaveThre
     using Function = PyThreadState* (*)();
     static const Function original = reinterpret_cast<Function>(dlsym(RTLD_NEXT, __func__));
     PyThreadState* const saved = original();
-    if (lingers_unlocked) std::this_thread::sleep_for(std::chrono::milliseconds(100));
+    std::this_thread::sleep_for(lingers_unlocked);
     return saved;
 }
 
@@ -318,7 +318,7 @@ TEST(VireonProcess, LetsATakerLeaveWhoseWorkerIsDestroyedAsHeComes) {
     std::atomic<bool> has_left{false};
     std::thread taker([&] {
         PyAutoLock2 lock;
-        lingers_unlocked = true;
+        lingers_unlocked = std::chrono::milliseconds(100);
         is_coming = true;
         EXPECT_EQ(worker->getTask(), nullptr);
         has_left = true;
@@ -350,9 +350,10 @@ TEST(VireonProcess, StartsNothingWhenItIsDestroyedAsItsOldDispatchThreadGoes) {
     });
     while (!is_coming)
         std::this_thread::yield();
-    lingers_unlocked = true;
+    // From "coming" to waiting for the lock nothing can be observed from here.
+    lingers_unlocked = std::chrono::milliseconds(500);
     EXPECT_EQ(vireon->SearchInterfaces(loopback.Get()), 0);
-    lingers_unlocked = false;
+    lingers_unlocked = std::chrono::milliseconds(0);
     PyAutoUnlock2 unlocked;
     destroyer.join();
 }
@@ -417,17 +418,27 @@ void CountCallsIn(Vireon& vireon, int& count) {
     Py_DECREF(counter);
 }
 
+// For at most ten seconds, in which scripts run.
+void WaitForEventWaitBeyond(int waits) {
+    for (int round = 0; round < 2000 && watched_calls::event_waits == waits; ++round)
+        script::BecomesTrue("__import__('time').sleep(0.005) is None");
+}
+
 void SearchThroughTwoInterpreters() {
     int first = 0;
     int second = 0;
     Vireon vireon;
     CountCallsIn(vireon, first);
+    int waits = watched_calls::event_waits;
     vireon.SearchInterfaces(NPT_List<NPT_NetworkInterface*>());
+    WaitForEventWaitBeyond(waits);
     Py_Finalize();
     Py_InitializeEx(0);
     OpenInterpreterToThreads();
+    // The dispatch thread waits again only once it has delivered what was queued.
+    waits = watched_calls::event_waits;
     Process(vireon, "Den");
-    script::BecomesTrue("__import__('time').sleep(0.2) is None");
+    WaitForEventWaitBeyond(waits);
     CountCallsIn(vireon, second);
     Process(vireon, "Attic");
     for (int round = 0; round < 2000 && second == 0; ++round)
