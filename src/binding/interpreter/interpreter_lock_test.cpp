@@ -397,13 +397,13 @@ void ExitWhileVisitorStays(milliseconds stay, bool should_have_left) {
     static std::atomic<bool> has_left{false};
     OpenInterpreterToThreads();
     std::thread([stay] {
+        const InterpreterVisit visit;
+        is_inside = true;
         {
-            const InterpreterVisit visit;
-            is_inside = true;
             PyAutoUnlock2 unlocked;
             std::this_thread::sleep_for(stay);
         }
-        has_left = true;
+        has_left = true;  // before the visit ends, behind which nobody waits
     }).detach();
     {
         PyAutoUnlock2 unlocked;
@@ -544,8 +544,8 @@ void ExitWhileAStateIsKept(bool comes_again) {
             const InterpreterVisit refused([&first] { return first; }, &kept);
             has_gone = !refused;
         } else {
+            has_gone = true;  // before the state goes, behind which nobody waits
             kept.Drop();
-            has_gone = true;
         }
     }).detach();
     {
