@@ -18,7 +18,9 @@ using Milliseconds = std::chrono::milliseconds;
 // Threads that wait on one event; what still waits at the end is let through, one by one.
 class Waiters {
   public:
-    Waiters(Event& event, int count) : event_(event), count_(count) {
+    // From "started" to "waiting" nothing can be observed from here: so much time is left for it.
+    Waiters(Event& event, int count, Milliseconds time_to_wait = Milliseconds(200))
+        : event_(event), count_(count) {
         for (int number = 0; number < count; ++number) {
             threads_.emplace_back([this] {
                 ++started_;
@@ -28,8 +30,7 @@ class Waiters {
         }
         while (started_ < count)
             std::this_thread::sleep_for(Milliseconds(1));
-        // From "started" to "waiting" nothing can be observed from here.
-        std::this_thread::sleep_for(Milliseconds(200));
+        std::this_thread::sleep_for(time_to_wait);
     }
     ~Waiters() {
         while (through_ < count_) {
@@ -72,7 +73,8 @@ TEST(Event, LetsEveryWaiterThrough) {
 
 TEST(Event, SetReachesAWaiterInSpiteOfAResetRightBehind) {
     Event event;
-    const Waiters waiters(event, 2);
+    // One who came to wait behind the reset would wait for ever.
+    const Waiters waiters(event, 2, Milliseconds(1000));
     event.Set();
     event.Reset();
     EXPECT_TRUE(waiters.AreThroughSoon(2));
