@@ -17,6 +17,7 @@
 #include <thread>
 #include <vector>
 
+#include "core/testing/becomes_true.h"
 #include "net/bsd_socket.h"
 #include "net/bsd_udp_multicast_socket.h"
 #include "net/bsd_udp_socket.h"
@@ -293,7 +294,7 @@ TEST(PosixSignalTest, SignalsDoNotEndAnInfiniteWait) {
     NPT_DataBuffer packet(100);
     const Interrupter interrupter;
     std::thread later([&] {
-        std::this_thread::sleep_for(std::chrono::milliseconds(200));
+        BecomesTrue([] { return g_signals_handled >= 3; });
         SendText(sender, "late", &address);
     });
     EXPECT_EQ(receiver.Receive(packet), NPT_SUCCESS);
