@@ -39,7 +39,12 @@ class _Found(object):
         self._queue = Queue.Queue()
         self._end = steady() + seconds
         self._engine = Vireon()
-        self._engine.search(interval, WeakMethod(self._on_answer))
+        try:
+            self._engine.search(interval, WeakMethod(self._on_answer))
+        except BaseException:
+            # An interrupt, whose traceback may keep the engine for long.
+            self._engine.stop()
+            raise
 
     def _on_answer(self, _, entries):
         usn = entries['usn']

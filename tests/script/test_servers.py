@@ -560,8 +560,25 @@ print end(), gc.garbage
 import thread
 def interrupt():
     becomes_true(lambda: engines and engines[0].callback)
+    time.sleep(0.3)  # until the search waits
     thread.interrupt_main()
 threading.Thread(target=interrupt).start()
+try:
+    list(vireon.search(60))
+except KeyboardInterrupt:
+    print 'KeyboardInterrupt', engines[0].closed
+''',
+        )
+
+    def test_an_interrupt_as_a_search_begins_ends_it(self):
+        self.expect(
+            'KeyboardInterrupt True\n',
+            self.NOTED
+            + '''
+def begin(self, *arguments):
+    vireon.Vireon.search(self, *arguments)
+    raise KeyboardInterrupt
+Noted.search = begin
 try:
     list(vireon.search(60))
 except KeyboardInterrupt:
