@@ -14,7 +14,7 @@ FORK = [] if ON_WINDOWS or "VIREON_CHECKED" in os.environ else ["fork"]
 # Wine takes seconds for a process.
 ROUNDS, EXITS = (3000, 300) if IS_LONG else (20, 4) if ON_WINDOWS else (120, 16)
 # Threads and descriptors that come and go; references that the interpreter keeps for the next time.
-PASSING = (2, 8 if ON_WINDOWS else 0, 200)
+PASSING = (2, 8 if ON_WINDOWS else 0, 20)
 
 
 class Threads(LivesCase):
