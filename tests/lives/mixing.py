@@ -63,6 +63,7 @@ class Round(object):
         # Things are destroyed under those that use them only where no thread runs between a look and the
         # call; elsewhere threads change anywhere.
         self.destroys = self.draw.random() < 0.7
+        self.deleting = threading.Lock()
         self.engines = []
         self.workers = []
         self.records = {}
@@ -166,7 +167,11 @@ class Round(object):
     def delete(self, item):
         if not self.destroys:
             return
-        item.is_alive = False
+        # At a round's end its callable may be about to, and has looked long before.
+        with self.deleting:
+            if not item.is_alive:
+                return
+            item.is_alive = False
         _vireon.Vireon_Stop(item.pointer)
         _vireon.delete_Vireon(item.pointer)
 
