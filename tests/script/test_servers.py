@@ -557,7 +557,8 @@ print end(), gc.garbage
             'KeyboardInterrupt True\n',
             self.NOTED
             + '''
-import thread
+import signal, thread
+signal.signal(signal.SIGINT, signal.default_int_handler)  # which a shell's background jobs ignore
 def interrupt():
     becomes_true(lambda: engines and engines[0].callback)
     time.sleep(0.3)  # until the search waits
