@@ -262,6 +262,28 @@ TEST_F(FurtherInterpreter, CanEndAsSoonAsTheThreadVisitsAnotherOne) {
     });
 }
 
+TEST_F(FurtherInterpreter, IsLockedByTheThreadForWhatGoesWithAKeptState) {
+    const std::shared_ptr<Interpreter> further = GetCurrentInterpreter();
+    PyThreadState_Swap(first_);
+    OpenInterpreterToThreads();
+    bool held = false;
+    VisitorState kept;
+    {
+        InterpreterVisit visit([&] { return further; }, &kept);
+        PyObject* const noting = PyCapsule_New(&held, nullptr, [](PyObject* capsule) {
+            *static_cast<bool*>(PyCapsule_GetPointer(capsule, nullptr)) =
+                IsCurrentThreadHoldPythonGIL2();
+        });
+        PyDict_SetItemString(PyThreadState_GetDict(), "noting", noting);
+        Py_DECREF(noting);
+        visit.KeepState();
+    }
+    {
+        EXPECT_FALSE(InterpreterVisit([] { return nullptr; }, &kept));
+    }
+    EXPECT_TRUE(held);
+}
+
 class DictionaryInsert : public testing::Test {
   protected:
     ~DictionaryInsert() override {

@@ -383,6 +383,37 @@ TEST(VireonProcess, LosesNoDeviceToASecondSearchThatFindsNoMemory) {
     }
 }
 
+// Each allocation of a search is refused in turn. How many of them fail it without an exception?
+int CountSearchesThatFailInSilence(bool are_there_ended_senders) {
+    const LoopbackInterfaces loopback;
+    int count = 0;
+    bool was_refused = true;
+    for (long nth = 1; was_refused; ++nth) {
+        Vireon vireon;
+        vireon.SetInterVal(0.01f);
+        if (are_there_ended_senders) {
+            vireon.SearchInterfaces(loopback.Get());
+            vireon.isClosed = true;
+            PyAutoUnlock2 unlocked;
+            std::this_thread::sleep_for(std::chrono::milliseconds(200));
+        }
+        vireon.isClosed = false;
+        try {
+            const FailingAllocation failing(nth);
+            const bool has_failed = vireon.SearchInterfaces({}) == 0;
+            was_refused = failing.HasHappened();
+            if (was_refused && has_failed) ++count;
+        } catch (const std::bad_alloc&) {
+        }
+        vireon.Stop();
+    }
+    return count;
+}
+
+TEST(VireonProcess, SaysThatASearchFindsNoMemoryToTakeLeaveOfEndedSenders) {
+    EXPECT_EQ(CountSearchesThatFailInSilence(true), CountSearchesThatFailInSilence(false));
+}
+
 // Each allocation of an engine's whole life is refused in turn, on the thread of its script. The
 // leak check sees memory, this test the descriptors.
 TEST(VireonProcess, LeavesNothingBehindWhateverAllocationFails) {
