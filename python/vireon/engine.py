@@ -100,3 +100,15 @@ class Vireon(object):
 
 
 _vireon.Vireon_swigregister(Vireon)
+
+
+def search_begun(interval, callback):
+    """An engine that searches. An exception, of an interrupt say, ends what has begun of the search: its
+    traceback may keep the engine for long."""
+    engine = Vireon()
+    try:
+        engine.search(interval, callback)
+    except BaseException:
+        engine.stop()
+        raise
+    return engine

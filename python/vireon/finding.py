@@ -5,7 +5,7 @@ from __future__ import absolute_import
 import Queue
 
 from vireon.clock import steady
-from vireon.engine import INTERVAL, Vireon
+from vireon.engine import INTERVAL, search_begun
 from vireon.roll import MOST_SERVERS
 from vireon.server import Server
 from vireon.weak import WeakMethod
@@ -38,13 +38,7 @@ class _Found(object):
         self._usns = set()
         self._queue = Queue.Queue()
         self._end = steady() + seconds
-        self._engine = Vireon()
-        try:
-            self._engine.search(interval, WeakMethod(self._on_answer))
-        except BaseException:
-            # An interrupt, whose traceback may keep the engine for long.
-            self._engine.stop()
-            raise
+        self._engine = search_begun(interval, WeakMethod(self._on_answer))
 
     def _on_answer(self, _, entries):
         usn = entries['usn']

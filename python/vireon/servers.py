@@ -6,7 +6,7 @@ import os
 import threading
 
 from vireon.clock import steady
-from vireon.engine import INTERVAL, Vireon
+from vireon.engine import INTERVAL, search_begun
 from vireon.events import CLOSED, Event, Events
 from vireon.roll import Roll
 from vireon.surroundings import Surroundings
@@ -52,7 +52,13 @@ class Servers(object):
         self._lock = threading.Lock()
         self._process = os.getpid()
         self._engine = self._new_engine()
-        self._ticker = Ticker(self._tick)
+        try:
+            self._ticker = Ticker(self._tick)
+        except BaseException:
+            # Of an interrupt, say, whose traceback may keep this list and its search for long.
+            self._closed = True
+            self._engine.stop()
+            raise
 
     def __iter__(self):
         with self._held():
@@ -105,9 +111,7 @@ class Servers(object):
         return self._lock
 
     def _new_engine(self):
-        engine = Vireon()
-        engine.search(self._interval, WeakMethod(self._on_answer))
-        return engine
+        return search_begun(self._interval, WeakMethod(self._on_answer))
 
     def _finish(self, engine):
         engine.stop()

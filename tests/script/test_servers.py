@@ -521,13 +521,13 @@ print kinds(servers.events())
 
     # The engines that searches make.
     NOTED = '''
-from vireon import finding
+from vireon import engine, servers
 engines = []
 class Noted(vireon.Vireon):
     def __init__(self):
         vireon.Vireon.__init__(self)
         engines.append(self)
-finding.Vireon = Noted
+engine.Vireon = Noted
 '''
 
     def test_a_search_for_no_server_ends_with_its_time(self):
@@ -586,6 +586,25 @@ except KeyboardInterrupt:
     print 'KeyboardInterrupt', engines[0].closed
 ''',
         )
+
+    def test_an_interrupt_as_a_list_is_made_ends_its_search(self):
+        for name in ('engine.Vireon.search', 'servers.Ticker'):
+            self.expect(
+                'KeyboardInterrupt True\n',
+                self.NOTED
+                + '''
+original = %s
+def interrupted(*arguments):
+    original(*arguments)
+    raise KeyboardInterrupt
+%s = interrupted
+try:
+    vireon.Servers()
+except KeyboardInterrupt:
+    print 'KeyboardInterrupt', engines[0].closed
+'''
+                % (name, name),
+            )
 
     def test_what_is_no_time_is_refused(self):
         for seconds in (-1, float('nan')):
