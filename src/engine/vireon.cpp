@@ -8,6 +8,7 @@
 
 #include "binding/interpreter/empty_arguments.h"
 #include "binding/interpreter/script_call.h"
+#include "core/deadline.h"
 #include "core/system.h"
 #include "core/system_thread.h"
 #include "device/zo_vireonity.h"
@@ -28,10 +29,14 @@ std::unique_ptr<NPT_UdpSocket> OpenMulticastSocket(const NPT_IpAddress& outgoing
     auto socket = std::make_unique<NPT_UdpMulticastSocket>();
     socket->SetInterface(outgoing_interface);
     socket->SetTimeToLive(protocol::kMulticastTimeToLive);
+    // All threads but one draw the same numbers, in every process: whoever came later would find
+    // the ports of the first ones only.
+    const auto begin = static_cast<NPT_UInt32>(Deadline::Clock::now().time_since_epoch().count());
     const NPT_Result bound =
-        BindToRandomPort(NPT_System::GetRandomInteger, [&socket](NPT_UInt16 port) {
-            return socket->Bind(NPT_SocketAddress(NPT_IpAddress(), port), false);
-        });
+        BindToRandomPort([begin] { return begin + NPT_System::GetRandomInteger(); },
+                         [&socket](NPT_UInt16 port) {
+                             return socket->Bind(NPT_SocketAddress(NPT_IpAddress(), port), false);
+                         });
     if (NPT_Failed(bound)) return nullptr;
     return socket;
 }

@@ -6,6 +6,7 @@
 #include <chrono>
 #include <cstdlib>
 #include <limits>
+#include <memory>
 #include <string>
 #include <thread>
 #include <vector>
@@ -361,6 +362,24 @@ TEST_F(VireonTest, ReportsAStartedSearch) {
 
 // Whoever closes a window waits for this. The sixteen senders' waits are ended at once, whatever
 // their interval; the rest is what a busy machine takes.
+// A thread that draws ports has the numbers of every other one, and each search takes one port.
+TEST_F(VireonTest, FindsPortsHoweverManyThreadsBeginASearch) {
+    const LoopbackInterfaces loopback;
+    std::vector<std::unique_ptr<Vireon>> engines(protocol::kBindAttempts + 4);
+    for (std::unique_ptr<Vireon>& engine : engines) {
+        engine = std::make_unique<Vireon>();
+        zorvane::Int32 result = 0;
+        PyAutoUnlock2 unlocked;
+        std::thread([&] {
+            const PyAutoLock2 lock;
+            result = engine->SearchInterfaces(loopback.Get());
+        }).join();
+        EXPECT_EQ(result, Vireon::kSearchStarted);
+    }
+    for (const std::unique_ptr<Vireon>& engine : engines)
+        engine->Stop();
+}
+
 TEST_F(VireonTest, StopsAtOnceWhateverTheInterval) {
     for (const float interval : {30.0f, 0.0f, -1.0f, 4e6f, std::numeric_limits<float>::quiet_NaN(),
                                  std::numeric_limits<float>::infinity()}) {
