@@ -65,7 +65,7 @@ class NPT_BsdSocketFd {
     NPT_Result WaitBefore(SocketCondition condition, NPT_Timeout timeout);
 
   private:
-    NPT_Result WaitUntilDeadline(const socket_platform::WaitRequest& request, NPT_Timeout timeout,
+    NPT_Result WaitUntilDeadline(socket_platform::WaitRequest request, NPT_Timeout timeout,
                                  socket_platform::Readiness& readiness) const;
     NPT_Result TakePendingError();
 

@@ -72,6 +72,8 @@ struct Readiness {
     bool writable = false;
     // An exceptional condition: out-of-band data, a failed connection attempt.
     bool exceptional = false;
+
+    bool IsAny() const { return readable || writable || exceptional; }
 };
 
 // Waits until one of the wanted conditions, an exceptional one or the waker's holds. There is no

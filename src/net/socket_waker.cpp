@@ -32,16 +32,17 @@ void SocketWaker::Wake() {
 bool SocketWaker::WaitFor(NPT_Timeout timeout) const {
     const Deadline deadline = Deadline::AfterMillis(timeout);
     while (!IsAwake()) {
-        const NPT_Timeout step = std::min(deadline.GetMillisLeft(), timeout);
+        const NPT_Timeout step = std::min({deadline.GetMillisLeft(), timeout, GetLongestWait()});
         if (step == 0) return false;
         socket_platform::WaitRequest request;
         request.socket = GetHandle();
         request.for_read = true;
         socket_platform::Readiness readiness;
         const NPT_Result result = socket_platform::Wait(request, step, readiness);
+        if (result == NPT_ERROR_TIMEOUT || IsAwake()) continue;
         // Without a pair that can be waited on the time must pass all the same.
-        if (NPT_Failed(result) && result != NPT_ERROR_TIMEOUT)
-            std::this_thread::sleep_for(std::chrono::milliseconds(std::min(step, kLookInterval)));
+        if (NPT_Succeeded(result)) GiveUpPair();
+        std::this_thread::sleep_for(std::chrono::milliseconds(std::min(step, kLookInterval)));
     }
     return true;
 }

@@ -8,7 +8,9 @@
 
 // Ends the waits of any number of sockets at once, and for good: a pair of connected sockets whose
 // read end every wait watches too. Nobody drains it, so one byte wakes them all. Without resources
-// for the pair, or without a loopback interface, the waits look at it every 20 ms instead.
+// for the pair, or without a loopback interface, the waits look at it every 20 ms instead; so they
+// do once something else has made the pair readable: an end that somebody cut off, or a byte that
+// is not ours, as of a host that writes to a descriptor which it closed before.
 //
 // Shared by whoever wakes and the sockets that are woken. Any thread may call any operation.
 class SocketWaker {
@@ -27,9 +29,14 @@ class SocketWaker {
     // Waits for at most timeout milliseconds; whether it is awake then.
     bool WaitFor(NPT_Timeout timeout) const;
 
-    bool HasPair() const { return read_end_.IsValid(); }
+    bool HasPair() const { return read_end_.IsValid() && !is_given_up_.load(); }
     // Readable once it is awake; invalid without a pair.
-    socket_platform::Handle GetHandle() const { return read_end_.Get(); }
+    socket_platform::Handle GetHandle() const {
+        return HasPair() ? read_end_.Get() : socket_platform::kInvalidHandle;
+    }
+    // Due when the handle is readable and this is not awake: there is no pair from then on, since
+    // every wait for it would end at once.
+    void GiveUpPair() const { is_given_up_.store(true); }
     // The longest time, in milliseconds, that a wait may last before it looks whether it is over.
     NPT_Timeout GetLongestWait() const { return HasPair() ? NPT_TIMEOUT_INFINITE : kLookInterval; }
 
@@ -37,6 +44,7 @@ class SocketWaker {
     UniqueSocket read_end_;
     UniqueSocket write_end_;
     std::atomic<bool> is_awake_{false};
+    mutable std::atomic<bool> is_given_up_{false};
 };
 
 #endif

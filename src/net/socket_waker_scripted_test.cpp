@@ -59,6 +59,33 @@ TEST(SocketWakerScriptedTest, KeepsTheTimeOfAWaitWithoutAPair) {
         EXPECT_LE(wait.timeout, SocketWaker::kLookInterval);
 }
 
+// Whatever else makes the pair readable, nobody could take that away again.
+TEST(SocketWakerScriptedTest, IsLookedAtNowAndThenWhenItsPairIsReadableWithoutIt) {
+    for (const NPT_Timeout timeout : {NPT_Timeout{60000}, NPT_TIMEOUT_INFINITE}) {
+        SCOPED_TRACE(timeout);
+        ScriptedPlatform platform;
+        const auto waker = std::make_shared<SocketWaker>();
+        const auto descriptor = MakeDescriptor(waker);
+        platform.waits.clear();
+        platform.wait_steps = {{NPT_SUCCESS, {}, {}},
+                               {NPT_ERROR_TIMEOUT, {}, {}},
+                               {NPT_ERROR_TIMEOUT, {}, [&waker] { waker->Wake(); }}};
+        EXPECT_EQ(descriptor->WaitFor(SocketCondition::kReadable, timeout), NPT_ERROR_CANCELLED);
+        ASSERT_EQ(platform.waits.size(), 3u);
+        EXPECT_EQ(platform.waits[1].request.waker, socket_platform::kInvalidHandle);
+        EXPECT_EQ(platform.waits[1].timeout, SocketWaker::kLookInterval);
+    }
+}
+
+TEST(SocketWakerScriptedTest, LetsTimePassWhenItsPairIsReadableWithoutIt) {
+    ScriptedPlatform platform;
+    const SocketWaker waker;
+    platform.waits.clear();
+    platform.wait_steps.assign(100, {NPT_SUCCESS, {}, {}});
+    EXPECT_FALSE(waker.WaitFor(60));
+    EXPECT_LE(platform.waits.size(), 4u);
+}
+
 TEST(SocketWakerScriptedTest, LetsTimePassWhenThereIsNothingToWaitOn) {
     ScriptedPlatform platform;
     const SocketWaker waker;

@@ -53,6 +53,28 @@ TEST(SocketWaker, EndsTheWaitsOfAllItsSocketsAndItsOwn) {
     EXPECT_LT(stopwatch.Milliseconds(), 5000);
 }
 
+TEST(SocketWaker, EndsWaitsThoughItsPairIsCutOff) {
+    const auto waker = std::make_shared<SocketWaker>();
+    socket_platform::Shutdown(waker->GetHandle());
+    NPT_UdpSocket socket;
+    socket.SetWaker(waker);
+    const NPT_SocketAddress address = BindToLoopback(socket);
+    std::thread waiter([&socket] {
+        NPT_DataBuffer packet(100);
+        EXPECT_EQ(socket.Receive(packet), NPT_SUCCESS);
+        EXPECT_EQ(socket.Receive(packet), NPT_ERROR_CANCELLED);
+    });
+    std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    NPT_DataBuffer packet;
+    packet.SetData(reinterpret_cast<const NPT_UInt8*>("answer"), 6);
+    EXPECT_EQ(NPT_UdpSocket().Send(packet, &address), NPT_SUCCESS);
+    std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    const Stopwatch stopwatch;
+    waker->Wake();
+    waiter.join();
+    EXPECT_LT(stopwatch.Milliseconds(), 5000);
+}
+
 TEST(SocketWaker, LeavesOtherSocketsAlone) {
     const auto waker = std::make_shared<SocketWaker>();
     NPT_UdpSocket socket;
