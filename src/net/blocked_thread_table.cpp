@@ -19,10 +19,12 @@ BlockedThreadTable& BlockedThreadTable::Shared() {
         Owned* inherited = nullptr;  // still there, and nobody's
         BlockedThreadTable table;
     };
-    static std::atomic<Owned*> shared{new Owned};
+    // Begins as a constant: a child forked in the midst of anything else would wait for its end.
+    static std::atomic<Owned*> shared{nullptr};
     Owned* found = shared.load();
-    if (found->process == CurrentProcess()) return found->table;
-    // A forked child: what it has is a copy, which a thread that it has not may have held locked.
+    if (found && found->process == CurrentProcess()) return found->table;
+    // In a forked child what is there is a copy, which a thread that it has not may have held
+    // locked.
     auto own = std::make_unique<Owned>();
     own->inherited = found;
     if (!shared.compare_exchange_strong(found, own.get())) return found->table;

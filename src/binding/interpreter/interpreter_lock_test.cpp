@@ -1,6 +1,6 @@
 #include "binding/interpreter/testing/embedded_interpreter.h"
 #include "binding/interpreter/testing/further_interpreter.h"
-#include "binding/interpreter/testing/slow_process_looks.h"
+#include "net/testing/slow_process_looks.h"
 
 #include "binding/interpreter/interpreter_lock.h"
 

@@ -1,4 +1,4 @@
-#include "binding/interpreter/testing/slow_process_looks.h"
+#include "net/testing/slow_process_looks.h"
 
 #include <thread>
 
