@@ -7,9 +7,10 @@
 
 namespace {
 
-std::atomic<ProcessId> current{static_cast<ProcessId>(getpid())};
-const bool is_told_of_forks =
-    pthread_atfork(nullptr, nullptr, [] { current = static_cast<ProcessId>(getpid()); }) == 0;
+// How many forks lie between here and the process that loaded this. The system's numbers come
+// again: in another namespace, or when the process that had one is gone.
+std::atomic<ProcessId> current{1};
+const bool is_told_of_forks = pthread_atfork(nullptr, nullptr, [] { ++current; }) == 0;
 
 }  // namespace
 

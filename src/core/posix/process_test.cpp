@@ -1,6 +1,7 @@
 #include "core/process.h"
 
 #include <gtest/gtest.h>
+#include <sched.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -25,14 +26,30 @@ bool IsTrueInChild(bool (*function)()) {
     return WIFEXITED(status) && WEXITSTATUS(status) == 0;
 }
 
+// The next child of this process is number 1. Who is not root may have that among users of his own.
+bool NumberChildrenAnew() {
+    return unshare(CLONE_NEWPID) == 0 || unshare(CLONE_NEWUSER | CLONE_NEWPID) == 0;
+}
+
 TEST(Process, IsAnotherOneInAForkedChild) {
     static ProcessId parent;
     parent = CurrentProcess();
     EXPECT_EQ(CurrentProcess(), parent);
-    EXPECT_TRUE(IsTrueInChild([] {
-        return CurrentProcess() != parent && CurrentProcess() == static_cast<ProcessId>(getpid());
-    }));
+    EXPECT_TRUE(IsTrueInChild([] { return CurrentProcess() != parent; }));
     EXPECT_EQ(CurrentProcess(), parent);
+}
+
+// As of a container's first process that makes another container, and of a parent that is gone.
+TEST(Process, IsAnotherOneInAForkedChildOfTheSameNumber) {
+    if (!IsTrueInChild(NumberChildrenAnew)) GTEST_SKIP() << "no namespace of processes to be had";
+    EXPECT_TRUE(IsTrueInChild([] {
+        return NumberChildrenAnew() && IsTrueInChild([] {
+                   static ProcessId parent;
+                   parent = CurrentProcess();
+                   return getpid() == 1 && NumberChildrenAnew() &&
+                          IsTrueInChild([] { return getpid() == 1 && CurrentProcess() != parent; });
+               });
+    }));
 }
 
 TEST(ThreadIdInAForkedChild, IsTheChildsOwn) {
