@@ -152,8 +152,12 @@ PyAutoLock2::PyAutoLock2() {
 PyAutoLock2::~PyAutoLock2() {
     // A script may end its guard while a further interpreter is current on the thread; what it took
     // stays with the registered state then, which is not the current one.
-    if (state_ && !IsHeldByFurtherState())
-        PyGILState_Release(static_cast<PyGILState_STATE>(*state_));
+    if (!state_ || IsHeldByFurtherState()) return;
+    // Kept until its state had gone, it would take along the one that is current now: one that
+    // found the lock taken is never the only one.
+    const PyThreadState* const registered = PyGILState_GetThisThreadState();
+    if (*state_ == PyGILState_LOCKED && (!registered || registered->gilstate_counter < 2)) return;
+    PyGILState_Release(static_cast<PyGILState_STATE>(*state_));
 }
 
 PyAutoUnlock2::PyAutoUnlock2()

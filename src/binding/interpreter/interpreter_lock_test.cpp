@@ -115,6 +115,24 @@ TEST_F(FurtherInterpreter, IsVisitedByTheThreadThatIsInIt) {
     EXPECT_EQ(PyThreadState_Get(), state_);
 }
 
+// As a script does that makes one in one call of its callable and ends it in a later one.
+TEST(PyAutoLock2Test, TakesNothingAlongOfAStateThatCameBehindItsOwn) {
+    OpenInterpreterToThreads();
+    bool is_current = false;
+    PyAutoUnlock2 unlocked;
+    std::thread([&is_current] {
+        std::unique_ptr<PyAutoLock2> kept;
+        {
+            const InterpreterVisit visit;
+            kept = std::make_unique<PyAutoLock2>();
+        }
+        const InterpreterVisit visit;
+        kept.reset();
+        is_current = IsCurrentThreadHoldPythonGIL2();
+    }).join();
+    EXPECT_TRUE(is_current);
+}
+
 TEST(InterpreterVisits, UsesNoStateThatAnotherThreadHasLeftCurrent) {
     OpenInterpreterToThreads();
     PyThreadState* const own = PyThreadState_Get();
