@@ -55,9 +55,14 @@ Vireon::Vireon()
 }
 
 Vireon::~Vireon() {
-    LeaveTheParentsThreads();
     // Without one nothing is asked of the interpreter.
     Release(std::move(m_pyCallback), interpreter_);
+    // A forked child has the threads' halves of what the engine shares with them, but no thread:
+    // there is nobody to wait for, and no lock that is sure to be let go.
+    if (process_ != CurrentProcess()) {
+        life_->End();
+        return;
+    }
     DiagnosticsLog::Get().Wide(kLifecycleLogLevel, L"[vireon] Vireon::~Vireon");
     // Nobody can stop a search any more when the interpreter exits, and waiting for one that runs
     // would keep the process from ending.
@@ -99,7 +104,7 @@ void Vireon::LeaveTheParentsThreads() {
     inherited->waker.swap(waker_);
     inherited->turn = std::exchange(turn_, std::move(turn));
     inherited->life = std::exchange(life_, std::move(life));
-    inherited.release();
+    inherited.release()->life->End();
     process_ = CurrentProcess();
 }
 

@@ -3,6 +3,11 @@
 #include <algorithm>
 
 void VireonLife::End() {
+    if (process_ != CurrentProcess()) {
+        // A thread of the parent's may have held the lock as this child was forked.
+        vireon_ = nullptr;
+        return;
+    }
     const CriticalSectionLock guard(lock_);
     vireon_ = nullptr;
 }

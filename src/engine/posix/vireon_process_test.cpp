@@ -587,6 +587,23 @@ TEST_F(VireonInAForkedChild, IsDestroyedWithoutAStop) {
     }));
 }
 
+TEST_F(VireonInAForkedChild, IsDestroyedWithoutMemory) {
+    EXPECT_TRUE(IsTrueInChild([this] {
+        const FailingAllocation failing(1);
+        vireon_.reset();
+        return true;
+    }));
+}
+
+TEST_F(VireonInAForkedChild, IsNotUsedByAWorkerOfTheParentsOnceItIsDestroyed) {
+    const VireonLink link(vireon_.get());
+    EXPECT_TRUE(IsTrueInChild([&] {
+        vireon_->Stop();
+        vireon_.reset();
+        return !link.load();
+    }));
+}
+
 TEST_F(VireonInAForkedChild, IsOfUseAgainAfterAnAllocationThatFailed) {
     constexpr long kMoreThanAStopMakes = 8;
     for (long nth = 1; nth <= kMoreThanAStopMakes; ++nth) {
