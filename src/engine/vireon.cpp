@@ -237,7 +237,15 @@ void Vireon::StartSearchThread(std::unique_ptr<NPT_UdpSocket> socket,
         NPT_AutoLock lock(m_lock);
         m_searchThreads.push_back(thread);
     }
-    thread->Start();
+    // Its socket would be kept until a Stop.
+    bool is_started = false;
+    try {
+        is_started = thread->Start() != 0;
+    } catch (...) {
+        ForgetSearchThread(*thread);
+        throw;
+    }
+    if (!is_started) ForgetSearchThread(*thread);
 }
 
 void Vireon::Stop() {
@@ -273,6 +281,13 @@ Vireon::DispatchThread Vireon::GetCallbackThread() {
 std::vector<Vireon::SearchThread> Vireon::TakeSearchThreads() {
     NPT_AutoLock lock(m_lock);
     return std::move(m_searchThreads);
+}
+
+void Vireon::ForgetSearchThread(const SsdpSearchWorkerThread& thread) {
+    NPT_AutoLock lock(m_lock);
+    const auto is_that = [&thread](const SearchThread& each) { return each.get() == &thread; };
+    m_searchThreads.erase(std::remove_if(m_searchThreads.begin(), m_searchThreads.end(), is_that),
+                          m_searchThreads.end());
 }
 
 std::vector<Vireon::SearchThread> Vireon::TakeEndedSearchThreads() {

@@ -144,7 +144,8 @@ class Vireon {
     // False when a multicast sender finds no port.
     bool StartSenders(const NPT_List<NPT_NetworkInterface*>& interfaces);
     void StartSearchThread(std::unique_ptr<NPT_UdpSocket> socket,
-                           std::unique_ptr<NPT_HttpRequest> request);
+                           std::unique_ptr<NPT_HttpRequest> request) EXCLUDES(m_lock);
+    void ForgetSearchThread(const SsdpSearchWorkerThread& thread) EXCLUDES(m_lock);
     // The steps of TakeIn behind its first.
     NPT_Result TakeInMessage(const NPT_HttpMessage& message, const NPT_HttpRequestContext& context,
                              const NPT_String& uuid) EXCLUDES(m_lock);

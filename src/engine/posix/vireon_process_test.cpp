@@ -39,8 +39,8 @@ namespace {
 
 // How many of the next thread states the interpreter has no memory for.
 std::atomic<int> refused_thread_states{0};
-// How long this thread takes when it has let the interpreter lock go.
-thread_local std::chrono::milliseconds lingers_unlocked{0};
+// What this thread does when it has let the interpreter lock go.
+thread_local std::function<void()> when_unlocked = [] {};
 
 }  // namespace
 
@@ -56,7 +56,7 @@ extern "C" __attribute__((visibility("default"))) PyThreadState* PyEval_SaveThre
     using Function = PyThreadState* (*)();
     static const Function original = reinterpret_cast<Function>(dlsym(RTLD_NEXT, __func__));
     PyThreadState* const saved = original();
-    std::this_thread::sleep_for(lingers_unlocked);
+    when_unlocked();
     return saved;
 }
 
@@ -243,6 +243,26 @@ TEST(VireonProcess, KeepsNoDescriptorsOfEarlierSearches) {
     EXPECT_LE(CountDescriptors(), before + 2);  // the last waker's
 }
 
+void SearchWithoutThreadsForSenders() {
+    const LoopbackInterfaces loopback;
+    Vireon vireon;
+    vireon.SearchInterfaces(NPT_List<NPT_NetworkInterface*>());
+    const int before = CountDescriptors();
+    // The first time is when the new dispatch thread runs and the old one is waited for.
+    when_unlocked = [] {
+        if (!Refuse({__NR_clone, __NR_clone3}, EAGAIN)) _exit(3);
+        when_unlocked = [] {};
+    };
+    if (vireon.SearchInterfaces(loopback.Get()) != Vireon::kSearchStarted) _exit(4);
+    const int kept = CountDescriptors() - before;
+    vireon.Stop();
+    _exit(kept <= 2 ? 0 : 5);  // the waker's
+}
+
+TEST(VireonProcessDeathTest, KeepsNoSocketOfASenderWithoutAThread) {
+    EXPECT_EXIT(SearchWithoutThreadsForSenders(), testing::ExitedWithCode(0), "");
+}
+
 // Or another program could take answers off it.
 TEST(VireonProcess, SharesNoPortOfItsSenders) {
     const LoopbackInterfaces loopback;
@@ -318,7 +338,7 @@ TEST(VireonProcess, LetsATakerLeaveWhoseWorkerIsDestroyedAsHeComes) {
     std::atomic<bool> has_left{false};
     std::thread taker([&] {
         PyAutoLock2 lock;
-        lingers_unlocked = std::chrono::milliseconds(100);
+        when_unlocked = [] { std::this_thread::sleep_for(std::chrono::milliseconds(100)); };
         is_coming = true;
         EXPECT_EQ(worker->getTask(), nullptr);
         has_left = true;
@@ -351,9 +371,9 @@ TEST(VireonProcess, StartsNothingWhenItIsDestroyedAsItsOldDispatchThreadGoes) {
     while (!is_coming)
         std::this_thread::yield();
     // From "coming" to waiting for the lock nothing can be observed from here.
-    lingers_unlocked = std::chrono::milliseconds(500);
+    when_unlocked = [] { std::this_thread::sleep_for(std::chrono::milliseconds(500)); };
     EXPECT_EQ(vireon->SearchInterfaces(loopback.Get()), 0);
-    lingers_unlocked = std::chrono::milliseconds(0);
+    when_unlocked = [] {};
     PyAutoUnlock2 unlocked;
     destroyer.join();
 }
