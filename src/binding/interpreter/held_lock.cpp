@@ -2,13 +2,9 @@
 
 #include "binding/interpreter/held_lock.h"
 
-#include <utility>
+#include "binding/interpreter/lock_notes.h"
 
 namespace {
-
-// Of the thread's innermost EntryFromInterpreter.
-thread_local PyThreadState* entry_state = nullptr;
-thread_local bool has_let_go = false;
 
 // Another thread may be switching the current state, but never from or to one of this thread's own.
 PyThreadState* CurrentState() {
@@ -19,16 +15,20 @@ PyThreadState* CurrentState() {
 
 bool IsCurrentThreadHoldPythonGIL2() {
     const PyThreadState* const current = CurrentState();
-    return current && (current == entry_state || current == PyGILState_GetThisThreadState());
+    return current &&
+           (current == lock_notes::GetEntryState() || current == PyGILState_GetThisThreadState());
 }
 
-EntryFromInterpreter::EntryFromInterpreter()
-    : outer_(std::exchange(entry_state, has_let_go ? nullptr : CurrentState())) {}
+EntryFromInterpreter::EntryFromInterpreter() : outer_(lock_notes::GetEntryState()) {
+    lock_notes::SetEntryState(lock_notes::HasLetGo() ? nullptr : CurrentState());
+}
 
 EntryFromInterpreter::~EntryFromInterpreter() {
-    entry_state = outer_;
+    lock_notes::SetEntryState(outer_);
 }
 
 bool SetHasLetGo(bool now) {
-    return std::exchange(has_let_go, now);
+    const bool before = lock_notes::HasLetGo();
+    lock_notes::SetHasLetGo(now);
+    return before;
 }
