@@ -5,7 +5,6 @@
 
 #include "net/unique_socket.h"
 #include "net/win32/interface_entries.h"
-#include "net/win32/winsock.h"
 
 namespace {
 
@@ -39,14 +38,14 @@ namespace interface_platform {
 
 NPT_Result Query(NPT_List<Entry>& entries) {
     entries.Clear();
-    if (!StartWinsock()) return NPT_FAILURE;
-    const SOCKET created = ::WSASocketA(AF_INET, SOCK_DGRAM, IPPROTO_UDP, nullptr, 0, 0);
-    if (created == INVALID_SOCKET) return NPT_FAILURE;
-    const UniqueSocket query(static_cast<socket_platform::Handle>(created));
+    socket_platform::Handle created = socket_platform::kInvalidHandle;
+    if (NPT_Failed(socket_platform::Open(socket_platform::Transport::kDatagram, created)))
+        return NPT_FAILURE;
+    const UniqueSocket query(created);
     INTERFACE_INFO records[kMaxEntries];
     DWORD size = 0;
-    if (::WSAIoctl(created, SIO_GET_INTERFACE_LIST, nullptr, 0, records, sizeof records, &size,
-                   nullptr, nullptr) != 0)
+    if (::WSAIoctl(static_cast<SOCKET>(created), SIO_GET_INTERFACE_LIST, nullptr, 0, records,
+                   sizeof records, &size, nullptr, nullptr) != 0)
         return NPT_FAILURE;
     entries = ToInterfaceEntries(records, size / sizeof(INTERFACE_INFO));
     return NPT_SUCCESS;

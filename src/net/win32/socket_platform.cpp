@@ -24,7 +24,8 @@ int ToLength(NPT_UInt32 size) {
     return static_cast<int>(std::min<NPT_UInt32>(size, INT_MAX));
 }
 
-// Windows hands handles down to child processes unless told not to.
+// Windows hands handles down to child processes unless told not to. Here a process that another
+// thread starts in between has it still.
 NPT_Result Adopt(SOCKET created, Handle& socket) {
     socket = static_cast<Handle>(created);
     if (created == INVALID_SOCKET) return LastError();
@@ -32,10 +33,21 @@ NPT_Result Adopt(SOCKET created, Handle& socket) {
     return NPT_SUCCESS;
 }
 
+// WSA_FLAG_NO_HANDLE_INHERIT, which not all headers have.
+constexpr DWORD kNoHandleInherit = 0x80;
+
 // SIO_UDP_CONNRESET and SIO_UDP_NETRESET, which not all headers have: an ICMP message about a
 // datagram fails the next receive (10054, 10052), and anybody nearby can forge one.
 constexpr DWORD kPortUnreachableReport = IOC_IN | IOC_VENDOR | 12;
 constexpr DWORD kTimeToLiveReport = IOC_IN | IOC_VENDOR | 15;
+
+bool SharesItsAddress(Handle socket) {
+    BOOL shares = FALSE;
+    int size = sizeof shares;
+    return ::getsockopt(ToNative(socket), SOL_SOCKET, SO_REUSEADDR,
+                        reinterpret_cast<char*>(&shares), &size) == 0 &&
+           shares;
+}
 
 NPT_Result SwitchReportOff(Handle socket, DWORD report) {
     BOOL reported = FALSE;
@@ -86,8 +98,12 @@ NPT_Result MapError(int platform_error) {
 NPT_Result Open(Transport transport, Handle& socket) {
     socket = kInvalidHandle;
     if (!StartWinsock()) return MapError(WSANOTINITIALISED);
-    return Adopt(::socket(AF_INET, transport == Transport::kDatagram ? SOCK_DGRAM : SOCK_STREAM, 0),
-                 socket);
+    const int type = transport == Transport::kDatagram ? SOCK_DGRAM : SOCK_STREAM;
+    const SOCKET created =
+        ::WSASocketW(AF_INET, type, 0, nullptr, 0, WSA_FLAG_OVERLAPPED | kNoHandleInherit);
+    // The first Windows 7 knows no such flag.
+    const bool is_refused = created == INVALID_SOCKET && WSAGetLastError() == WSAEINVAL;
+    return Adopt(is_refused ? ::socket(AF_INET, type, 0) : created, socket);
 }
 
 void Close(Handle socket) {
@@ -106,6 +122,13 @@ NPT_Result IgnoreDeliveryReports(Handle socket) {
 }
 
 NPT_Result Bind(Handle socket, const NPT_SocketAddress& address) {
+    // Otherwise Windows gives all addresses of a port also to whoever comes when another program
+    // has one of them, which then gets what is sent there.
+    if (!SharesItsAddress(socket)) {
+        const BOOL on = TRUE;
+        ::setsockopt(ToNative(socket), SOL_SOCKET, SO_EXCLUSIVEADDRUSE,
+                     reinterpret_cast<const char*>(&on), sizeof on);
+    }
     const sockaddr_in system_address = ToSystemAddress(address);
     return ResultOf(::bind(ToNative(socket), AsGeneric(system_address), sizeof system_address));
 }

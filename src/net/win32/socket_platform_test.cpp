@@ -88,6 +88,30 @@ TEST(WindowsSocketTest, HandlesAreNotInherited) {
     }
 }
 
+// Nobody gets a sender's port, and no sender one of which another program has an address.
+TEST(WindowsSocketTest, APortIsItsSocketsAloneUnlessItIsShared) {
+    for (const int shares : {0, 1}) {
+        SCOPED_TRACE(shares);
+        socket_platform::Handle handle = socket_platform::kInvalidHandle;
+        ASSERT_EQ(socket_platform::Open(socket_platform::Transport::kDatagram, handle),
+                  NPT_SUCCESS);
+        const UniqueSocket socket(handle);
+        if (shares) {
+            ASSERT_EQ(socket_platform::SetOption(handle, socket_platform::Option::kReuseAddress,
+                                                 &shares, sizeof shares),
+                      NPT_SUCCESS);
+        }
+        ASSERT_EQ(socket_platform::Bind(handle, NPT_SocketAddress(NPT_IpAddress(127, 0, 0, 1), 0)),
+                  NPT_SUCCESS);
+        BOOL is_exclusive = FALSE;
+        int size = sizeof is_exclusive;
+        ASSERT_EQ(::getsockopt(static_cast<SOCKET>(handle), SOL_SOCKET, SO_EXCLUSIVEADDRUSE,
+                               reinterpret_cast<char*>(&is_exclusive), &size),
+                  0);
+        EXPECT_EQ(is_exclusive != FALSE, shares == 0);
+    }
+}
+
 TEST(WindowsSocketTest, UrgentDataIsAnExceptionalCondition) {
     UniqueSocket near_end;
     UniqueSocket far_end;
