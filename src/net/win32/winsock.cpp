@@ -2,10 +2,13 @@
 
 #include <winsock2.h>
 
+#include <atomic>
+
 bool StartWinsock() {
-    static const bool started = [] {
-        WSADATA details;
-        return WSAStartup(MAKEWORD(2, 2), &details) == 0;
-    }();
-    return started;
+    static std::atomic<bool> is_started{false};
+    if (is_started) return true;
+    WSADATA details;
+    if (WSAStartup(MAKEWORD(2, 2), &details) != 0) return false;
+    is_started = true;
+    return true;
 }
