@@ -10,8 +10,11 @@ namespace {
 constexpr DWORD kDisableOle1Dde = 4;
 
 // The host decides whether COM is in the process at all: the library is looked up, never loaded.
+// It stays there until it is freed as often as it was found.
 HMODULE FindComLibrary() {
-    return GetModuleHandleW(L"ole32.dll");
+    HMODULE library = nullptr;
+    GetModuleHandleExW(0, L"ole32.dll", &library);
+    return library;
 }
 
 template <typename Function>
@@ -30,10 +33,14 @@ bool ComApartment::Enter() {
     const HRESULT status = initialize ? initialize(nullptr, kDisableOle1Dde) : E_FAIL;
     if (SUCCEEDED(status)) return true;
     DiagnosticsLog::Get().Narrow("CoInitializeEx failed.");
+    if (library) FreeLibrary(library);
     return false;
 }
 
 void ComApartment::Leave() {
-    const auto uninitialize = FindEntry<void(WINAPI*)()>(FindComLibrary(), "CoUninitialize");
+    // There for as long as the thread is inside.
+    const HMODULE library = GetModuleHandleW(L"ole32.dll");
+    const auto uninitialize = FindEntry<void(WINAPI*)()>(library, "CoUninitialize");
     if (uninitialize) uninitialize();
+    FreeLibrary(library);
 }

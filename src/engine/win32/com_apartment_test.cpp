@@ -3,7 +3,35 @@
 #include <gtest/gtest.h>
 #include <windows.h>
 
+#include <atomic>
 #include <thread>
+
+namespace {
+
+// How often the program has found COM's library and not freed it since.
+std::atomic<int> references{0};
+
+BOOL WINAPI NotingGetModuleHandleEx(DWORD flags, LPCWSTR name, HMODULE* library) {
+    static const auto real =
+        reinterpret_cast<decltype(&GetModuleHandleExW)>(reinterpret_cast<void*>(
+            GetProcAddress(GetModuleHandleA("kernel32.dll"), "GetModuleHandleExW")));
+    const BOOL result = real(flags, name, library);
+    if (result && flags == 0) ++references;
+    return result;
+}
+
+BOOL WINAPI NotingFreeLibrary(HMODULE library) {
+    static const auto real = reinterpret_cast<decltype(&FreeLibrary)>(
+        reinterpret_cast<void*>(GetProcAddress(GetModuleHandleA("kernel32.dll"), "FreeLibrary")));
+    --references;
+    return real(library);
+}
+
+}  // namespace
+
+// What the program itself defines, the linker does not take from the system's import library.
+extern "C" const decltype(&GetModuleHandleExW) __imp_GetModuleHandleExW = NotingGetModuleHandleEx;
+extern "C" const decltype(&FreeLibrary) __imp_FreeLibrary = NotingFreeLibrary;
 
 namespace {
 
@@ -38,6 +66,23 @@ TEST(WindowsComApartment, IsTheMultithreadedOneForItsScope) {
     EXPECT_EQ(same_inside, S_FALSE);
     EXPECT_EQ(other_inside, RPC_E_CHANGED_MODE);
     EXPECT_EQ(other_behind, S_OK);
+}
+
+// A host may free it at any time.
+TEST(WindowsComApartment, KeepsTheLibraryForItsScope) {
+    int inside = 0;
+    int behind = 0;
+    std::thread([&] {
+        ASSERT_NE(LoadLibraryW(L"ole32.dll"), nullptr);
+        const int before = references;
+        {
+            const ComApartment apartment;
+            inside = references - before;
+        }
+        behind = references - before;
+    }).join();
+    EXPECT_EQ(inside, 1);
+    EXPECT_EQ(behind, 0);
 }
 
 }  // namespace
