@@ -4,7 +4,8 @@ from __future__ import absolute_import
 
 import collections
 import thread
-import traceback
+
+from vireon.failures import print_failure
 
 FOUND = 'found'
 CHANGED = 'changed'
@@ -61,4 +62,4 @@ class Events(object):
             self._callback(event)
         except:
             # Whatever it is: it must end neither the engine's thread nor ours.
-            traceback.print_exc()
+            print_failure()

@@ -5,9 +5,9 @@ from __future__ import absolute_import
 import atexit
 import threading
 import time
-import traceback
 import weakref
 
+from vireon.failures import print_failure
 from vireon.weak import WeakMethod
 
 PERIOD = 1.0  # seconds
@@ -64,7 +64,7 @@ class Ticker(object):
             self._method()
         except Exception:
             # Of memory, say: the next look may have some.
-            traceback.print_exc()
+            print_failure()
 
     def _wait(self):
         for _ in range(LOOKS):

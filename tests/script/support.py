@@ -186,6 +186,13 @@ ENVIRONMENT = dict((name, value) for name, value in os.environ.items() if name !
 SCRIPT_LIMIT_SECONDS = 120
 PROLOGUE = 'import sys; sys.path.insert(0, %r); import support\n' % TESTS_DIR
 
+# The standard error of a script, as that of a program without a console.
+NO_ERRORS = '''
+class NoErrors(object):
+    def write(self, text):
+        raise IOError(9, 'Bad file descriptor')
+sys.stderr = NoErrors()
+'''
 
 LEAK_CHECKER = os.path.join(TESTS_DIR, '..', 'sanitizers', 'leak_checker.py')
 

@@ -183,6 +183,24 @@ print 'end'
         )
         self.assertEqual((0, '1\n2\nend\n', 2), (code, output, errors.count('SystemExit')))
 
+    def test_one_that_cannot_be_printed_costs_neither_the_next_event(self):
+        self.assertEqual(
+            (0, '1\n2\nend\n', ''),
+            support.run_script(
+                support.NO_ERRORS
+                + '''
+from vireon.events import Events
+def callback(event):
+    print event
+    raise ValueError(event)
+events = Events(callback)
+events.add([1, 2])
+events.hand_on()
+print 'end'
+'''
+            ),
+        )
+
 
 class WhereTheSearchIs(unittest.TestCase):
     """Addresses and sleep as a test tells them."""
@@ -276,6 +294,31 @@ print watched.looks >= 2
         )
         self.assertEqual((0, 'True\n'), (code, output), errors)
         self.assertGreaterEqual(errors.count('MemoryError'), 2)
+
+    def test_one_that_cannot_be_printed_does_not_end_the_looking(self):
+        self.assertEqual(
+            (0, 'True\n', ''),
+            support.run_script(
+                support.NO_ERRORS
+                + '''
+import time
+from vireon.ticker import Ticker
+class Watched(object):
+    looks = 0
+    def look(self):
+        self.looks += 1
+        ticker.wake()
+        raise MemoryError
+watched = Watched()
+ticker = Ticker(watched.look)
+ticker.wake()
+limit = time.time() + 20
+while watched.looks < 2 and time.time() < limit:
+    time.sleep(0.01)
+print watched.looks >= 2
+'''
+            ),
+        )
 
     def test_no_look_happens_while_the_interpreter_takes_its_modules_apart(self):
         code, output, errors = support.run_script(
