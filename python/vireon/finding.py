@@ -2,13 +2,17 @@
 
 from __future__ import absolute_import
 
-import Queue
+import collections
+import time
 
 from vireon.clock import steady
 from vireon.engine import INTERVAL, search_begun
 from vireon.roll import MOST_SERVERS
 from vireon.server import Server
 from vireon.weak import WeakMethod
+
+# Seconds. Python's own queues wait by the clock on the wall, and have a lock that a fork may find held.
+LOOK = 0.05
 
 
 def search(seconds, interval=INTERVAL):
@@ -36,7 +40,7 @@ def _each(seconds, interval):
 class _Found(object):
     def __init__(self, seconds, interval):
         self._usns = set()
-        self._queue = Queue.Queue()
+        self._waiting = collections.deque()
         self._end = steady() + seconds
         self._engine = search_begun(interval, WeakMethod(self._on_answer))
 
@@ -44,14 +48,18 @@ class _Found(object):
         usn = entries['usn']
         if usn not in self._usns and len(self._usns) < MOST_SERVERS:
             self._usns.add(usn)
-            self._queue.put(Server(entries))
+            self._waiting.append(Server(entries))
 
     def next_one(self):
         """None when the time is over; the search has ended then."""
         try:
-            return self._queue.get(timeout=max(0, self._end - steady()))
-        except BaseException as reason:
+            while not self._waiting:
+                left = self._end - steady()
+                if left <= 0:
+                    self._engine.stop()
+                    return None
+                time.sleep(min(left, LOOK))
+            return self._waiting.popleft()
+        except BaseException:
             self._engine.stop()
-            if isinstance(reason, Queue.Empty):
-                return None
             raise

@@ -576,6 +576,62 @@ engine.Vireon = Noted
     def test_a_search_for_no_server_ends_with_its_time(self):
         self.expect('[] True\n', self.NOTED + 'print list(vireon.search(0.2)), engines[0].closed')
 
+    def test_a_clock_that_is_set_changes_nothing_of_its_time(self):
+        for seconds in (-3600, 3600):
+            self.expect(
+                'True\n',
+                '''
+from vireon.clock import steady
+now, begin = time.time, steady()
+setting = [now, lambda: now() + %d]
+def set_clock():
+    return setting[steady() - begin > 0.3]()
+# Each module that waits by it has it by a name of its own.
+time.time = threading._time = set_clock
+import Queue
+Queue._time = set_clock
+def end():
+    os.write(1, 'too long')
+    os._exit(1)
+limit = threading.Thread(target=lambda: (time.sleep(20), end()))
+limit.daemon = True
+limit.start()
+list(vireon.search(1))
+print 0.9 < steady() - begin < 15
+'''
+                % seconds,
+            )
+
+    @unittest.skipIf(support.ON_WINDOWS, 'platform: no fork')
+    def test_a_forked_child_ends_what_its_parent_searches(self):
+        self.expect(
+            '[0]\n',
+            self.NOTED
+            + '''
+import signal
+def answer(number):
+    entries = dict(usn='uuid:%d' % number, friendlyName='Den', location='http://10.0.0.1/')
+    engines[0].callback('Update Service', entries)
+def answer_on():
+    becomes_true(lambda: engines and engines[0].callback)
+    for number in range(4000):
+        answer(number)
+answering = threading.Thread(target=answer_on)
+answering.start()
+found, children = vireon.search(5), []
+for _ in range(40):
+    found.next()
+    # A thread that is in the middle of an answer just then.
+    children.append(os.fork())
+    if not children[-1]:
+        signal.alarm(20)
+        list(found)
+        os._exit(0)
+answering.join()
+print sorted(set(os.waitpid(child, 0)[1] for child in children))
+''',
+        )
+
     def test_a_search_that_is_left_ends(self):
         self.expect(
             'Den None []\n',
