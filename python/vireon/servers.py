@@ -144,9 +144,17 @@ class Servers(object):
 
     def _start_anew(self):
         self._refreshes = False
-        self._surroundings.settle()
+        try:
+            self._surroundings.settle()
+            # Without the lock: an engine whose search fails is stopped, and that waits for an answer, which
+            # waits for the lock.
+            engine = None if self._closed else self._new_engine()
+        except BaseException:
+            self._refreshes = True  # of memory, say: the next look may have some
+            raise
+        if engine is None:
+            return
         with self._held():
-            if self._closed:
-                return
-            left, self._engine = self._engine, self._new_engine()
-        left.stop()
+            if not self._closed:
+                engine, self._engine = self._engine, engine
+        engine.stop()

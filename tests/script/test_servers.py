@@ -504,6 +504,30 @@ servers.close()
 ''',
         )
 
+    def test_one_that_cannot_start_anew_tries_it_again(self):
+        code, output, errors = support.run_isolated(
+            self.PROLOGUE
+            + '''
+import vireon_probe as probe
+servers = vireon.Servers()
+first, search = servers._engine, vireon.Vireon.search
+def failing(self, *arguments):
+    vireon.Vireon.search = search
+    search(self, *arguments)
+    # An answer is there already, and stopping the engine waits for it.
+    kind = 'urn:schemas-upnp-org:device:ZOMediaServer:1'
+    response = probe.response(200, {'Location': 'http://10.0.0.1/', 'USN': kind, 'FriendlyName': 'Den'})
+    self.process_message(probe.message(response), probe.context(), probe.string('an id'))
+    time.sleep(0.3)
+    raise MemoryError
+vireon.Vireon.search = failing
+servers.refresh()
+print becomes_true(lambda: servers._engine is not first and first.closed), len(servers)
+servers.close()
+'''
+        )
+        self.assertEqual((0, 'True 1\n', 1), (code, output, errors.count('MemoryError\n')), errors)
+
     def test_one_that_is_dropped_ends(self):
         self.expect(
             'None None False []\n',
