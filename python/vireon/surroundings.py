@@ -16,11 +16,12 @@ class Surroundings(object):
 
     def __init__(self, addresses=addresses.addresses, slept=clock.slept):
         self._read_addresses, self._read_slept = addresses, slept
-        self._seen = frozenset()
         self.settle()
 
     def settle(self):
         """A search starts here and now."""
+        # Where the addresses cannot be read a search finds no descriptor either. It starts anew once they can.
+        self._seen = frozenset()
         self._addresses = self._seen = self._look()
         self._slept = self._read_slept()
 

@@ -241,8 +241,19 @@ class WhereTheSearchIs(unittest.TestCase):
 
         self.surroundings._read_addresses = refuse
         self.assertEqual([False] * 3, self.looks(3))
-        self.surroundings.settle()
         self.surroundings._read_addresses = lambda: self.addresses
+        self.assertEqual([False] * 3, self.looks(3))
+
+    def test_a_search_that_started_where_they_could_not_be_read_starts_anew_once_they_can(self):
+        def refuse():
+            raise socket.error('no descriptor left')
+
+        self.surroundings._read_addresses = refuse
+        self.surroundings.settle()
+        self.assertEqual([False] * 3, self.looks(3))
+        self.surroundings._read_addresses = lambda: self.addresses
+        self.assertEqual([False, True], self.looks(2))
+        self.surroundings.settle()
         self.assertEqual([False] * 3, self.looks(3))
 
     def test_the_machine_has_addresses_and_clocks_that_do_not_go_back(self):
