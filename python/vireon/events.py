@@ -3,6 +3,7 @@
 from __future__ import absolute_import
 
 import collections
+import os
 import thread
 
 from vireon.failures import print_failure
@@ -29,6 +30,7 @@ class Events(object):
         self._waiting = collections.deque(maxlen=MOST_WAITING)
         self._turn = thread.allocate_lock()
         self._deliverer = None
+        self._process = os.getpid()
 
     def add(self, events):
         self._waiting.extend(events)
@@ -48,7 +50,8 @@ class Events(object):
             try:
                 self._deliverer = thread.get_ident()
                 for event in self.take():
-                    self._call(event)
+                    if self._process == os.getpid():  # else the callable has forked, and this is the child
+                        self._call(event)
             finally:
                 self._deliverer = None
                 self._turn.release()

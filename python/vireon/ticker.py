@@ -3,6 +3,7 @@
 from __future__ import absolute_import
 
 import atexit
+import os
 import threading
 import time
 import weakref
@@ -21,12 +22,14 @@ _running = weakref.WeakSet()
 class Ticker(object):
     """Calls a method of an object each period, on a thread of its own. The thread does not hold the object.
 
-    It ends when it is told to, when the object has gone, and when the interpreter ends.
+    It ends when it is told to, when the object has gone, and when the interpreter ends; in a child that the
+    method forks when it returns.
     """
 
     def __init__(self, method):
         self._woken = self._ended = False
         self._last = None
+        self._process = os.getpid()
         self._method = WeakMethod(method, gone=self._gone)
         self._thread = threading.Thread(target=self._run)
         self._thread.daemon = True
@@ -55,6 +58,8 @@ class Ticker(object):
             self._wait()
             if not self._ended:
                 self._look()
+            if self._process != os.getpid():
+                return
         last, self._last = self._last, None
         if last is not None:
             last()

@@ -52,15 +52,8 @@ class ForkedChild(unittest.TestCase):
         )
 
     def test_ends_its_interpreter_with_what_it_inherited(self):
-        # What the parent's threads own looks leaked to a leak check at the child's end.
-        options = support.ENVIRONMENT.get('ASAN_OPTIONS')
-        support.ENVIRONMENT['ASAN_OPTIONS'] = (options or '') + ':detect_leaks=0'
-        try:
+        with support.children_that_end():
             self.assert_ends('engine.disown()', 'sys.exit()')
-        finally:
-            support.ENVIRONMENT.pop('ASAN_OPTIONS')
-            if options is not None:
-                support.ENVIRONMENT['ASAN_OPTIONS'] = options
 
     def test_of_multiprocessing_stops_at_its_exit(self):
         code, output, errors = support.run_isolated(
