@@ -50,7 +50,9 @@ class Dropped(object):
             received = sender.receive()
             if received is None:
                 break
-            self._answers.add(*received)
+            datagram, (address, _) = received
+            # Some servers answer from ever new ports: in time these would be more kinds than are told apart.
+            self._answers.add(datagram, (address, 0))
 
     def _is_sure(self, source):
         """What a server tells of its parts may come before the answer that counts."""

@@ -288,6 +288,21 @@ class WhatIsDropped(unittest.TestCase):
                 [('10.0.0.1', count)], [(source.address, source.count) for source in dropped.look()]
             )
 
+    def test_who_answers_from_ever_new_ports_takes_nobody_elses_place(self):
+        class Answering(object):
+            def __init__(self):
+                self.received = [(answer(), ('10.0.0.1', 1024 + number)) for number in range(MOST)]
+                self.received.append((answer(without='EXT'), OTHER))
+
+            def receive(self):
+                return self.received.pop(0) if self.received else None
+
+        dropped = Dropped(1)
+        dropped._due = float('inf')
+        dropped._senders = [Answering()]
+        looks = [dropped.look() for _ in range(MOST // MOST_AT_ONCE + 1)]
+        self.assertEqual([('10.0.0.2', 1)], [(source.address, source.count) for source in looks[-1]])
+
 
 if __name__ == '__main__':
     unittest.main()
