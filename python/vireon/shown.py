@@ -31,5 +31,10 @@ def say(line, stream=None):
 
 def write(text, stream):
     """Writes at once, in what its reader can read."""
-    stream.write(text.encode(getattr(stream, 'encoding', None) or 'utf-8', 'replace'))
+    encoding = getattr(stream, 'encoding', None)
+    try:
+        data = text.encode(encoding or 'utf-8', 'replace')
+    except LookupError:  # cp65001, which a console of Windows calls its UTF-8
+        data = text.encode('utf-8', 'replace')
+    stream.write(data)
     stream.flush()

@@ -35,7 +35,13 @@ class Texts(unittest.TestCase):
             def flush(self):
                 pass
 
-        for encoding, expected in (('latin-1', 'K\xfc?'), (None, 'K\xc3\xbc\xef\xbf\xbd'), ('ascii', 'K??')):
+        utf_8 = 'K\xc3\xbc\xef\xbf\xbd'
+        for encoding, expected in (
+            ('latin-1', 'K\xfc?'),
+            (None, utf_8),
+            ('ascii', 'K??'),
+            ('an encoding of a console that Python does not know', utf_8),
+        ):
             terminal = Terminal(encoding)
             showing.write(u'K\xfc\ufffd', terminal)
             self.assertEqual(expected, terminal.text)
