@@ -46,8 +46,8 @@ class Ticker(object):
         self._ended = True
 
     def await_end(self, seconds=None):
-        """Waits for the thread, which was told to end, unless this is the one."""
-        if threading.current_thread() is not self._thread:
+        """Waits for the thread, which was told to end, unless this is the one or it could not be started."""
+        if self._thread.ident is not None and threading.current_thread() is not self._thread:
             self._thread.join(seconds)
 
     def _gone(self, _):

@@ -359,6 +359,28 @@ print 'end'
         )
         self.assertEqual((0, 'end\n', ''), (code, output, errors))
 
+    def test_one_whose_thread_could_not_be_had_does_not_spoil_the_end(self):
+        code, output, errors = support.run_script(
+            '''
+import thread, threading
+from vireon.ticker import Ticker
+class Watched(object):
+    def look(self):
+        pass
+def refuse(*arguments):
+    raise thread.error('no thread')
+watched, start = Watched(), threading._start_new_thread
+threading._start_new_thread = refuse
+try:
+    Ticker(watched.look)
+except thread.error as error:
+    kept = sys.exc_info()  # with the frame that has the ticker, as a console keeps it
+threading._start_new_thread = start
+print error
+'''
+        )
+        self.assertEqual((0, 'no thread\n', ''), (code, output, errors))
+
     def test_it_keeps_nobody_alive_and_ends_with_what_it_looks_after(self):
         watched = self.Watched()
         end, thread = weakref.ref(watched), watched.ticker._thread
