@@ -2,7 +2,7 @@
 
 from __future__ import absolute_import
 
-import collections
+import operator
 
 from vireon.events import CHANGED, FOUND, LOST, Event
 from vireon.server import Server
@@ -15,44 +15,47 @@ MOST_LOCATIONS = 16  # of one server
 class _Place(object):
     """What a server answered from one of its locations."""
 
-    def __init__(self):
-        self.entries = None
-        self.heard = None
+    def __init__(self, entries, now):
+        self.location = entries['location']
+        self.entries = entries
+        self.heard = now
 
 
 class _Known(object):
-    """A server and its places, in the order in which they were first seen."""
+    """A server and its places, in the order in which they were first seen.
 
-    def __init__(self):
-        self.places = collections.OrderedDict()
-        self.answers = 0
+    Memory may end in the middle of an operation, and the next one has to find something whole: so each
+    changes what is kept by a single step.
+    """
+
+    def __init__(self, number, entries, now):
+        self.number = number
+        self.places = [_Place(entries, now)]
+        self.answers = 1
 
     def answer(self, entries, now):
         """Whether it says something else than before."""
         self.answers += 1
-        location = entries['location']
-        if location not in self.places and len(self.places) >= MOST_LOCATIONS:
+        for place in self.places:
+            if place.location == entries['location']:
+                changed = place.entries != entries and place is self.places[-1]
+                place.entries, place.heard = entries, now
+                return changed
+        if len(self.places) >= MOST_LOCATIONS:
             return False
-        place = self.places.setdefault(location, _Place())
-        changed = place.entries != entries and location == self.newest()
-        place.entries, place.heard = entries, now
-        return changed
-
-    def newest(self):
-        """The location that was seen for the first time last."""
-        return next(reversed(self.places))
+        self.places.append(_Place(entries, now))
+        return True
 
     def was_silent_since(self, before):
-        return any(place.heard < before for place in self.places.values())
+        return any(place.heard < before for place in self.places)
 
-    def forget(self, before):
-        for location, place in list(self.places.items()):
-            if place.heard < before:
-                del self.places[location]
+    def heard_since(self, before):
+        return [place for place in self.places if place.heard >= before]
 
     def server(self, now):
-        age = now - max(place.heard for place in self.places.values())
-        return Server(self.places[self.newest()].entries, reversed(self.places), self.answers, age)
+        age = now - max(place.heard for place in self.places)
+        locations = [place.location for place in reversed(self.places)]
+        return Server(self.places[-1].entries, locations, self.answers, age)
 
 
 class Roll(object):
@@ -63,24 +66,26 @@ class Roll(object):
 
     def __init__(self, patience):
         self._patience = patience
-        self._known = collections.OrderedDict()
+        self._known = {}
+        self._found = 0
 
     def answer(self, entries, now):
-        usn = entries['usn']
-        known = self._known.get(usn)
-        if known is None:
-            if len(self._known) >= MOST_SERVERS:
-                return []
-            known = self._known[usn] = _Known()
-            known.answer(entries, now)
-            return [Event(FOUND, known.server(now))]
-        return [Event(CHANGED, known.server(now))] if known.answer(entries, now) else []
+        known = self._known.get(entries['usn'])
+        if known is not None:
+            return [Event(CHANGED, known.server(now))] if known.answer(entries, now) else []
+        if len(self._known) >= MOST_SERVERS:
+            return []
+        self._found += 1
+        known = _Known(self._found, entries, now)
+        events = [Event(FOUND, known.server(now))]
+        self._known[entries['usn']] = known
+        return events
 
     def pass_time(self, now):
         events, before = [], now - self._patience
-        for usn, known in list(self._known.items()):
+        for known in self._in_order():
             if known.was_silent_since(before):
-                events += self._forget(usn, known, now)
+                events += self._forget(known, before, now)
         return events
 
     def __len__(self):
@@ -88,12 +93,16 @@ class Roll(object):
 
     def servers(self, now):
         """In the order in which they were found."""
-        return [known.server(now) for known in self._known.values()]
+        return [known.server(now) for known in self._in_order()]
 
-    def _forget(self, usn, known, now):
-        last = known.server(now)
-        known.forget(now - self._patience)
-        if known.places:
+    def _in_order(self):
+        return sorted(self._known.values(), key=operator.attrgetter('number'))
+
+    def _forget(self, known, before, now):
+        places = known.heard_since(before)
+        if places:
+            known.places = places
             return [Event(CHANGED, known.server(now))]
-        del self._known[usn]
-        return [Event(LOST, last)]
+        events = [Event(LOST, known.server(now))]
+        del self._known[known.places[-1].entries['usn']]
+        return events

@@ -1,5 +1,6 @@
 """The list of servers without a network: who is there, what is told to whom, when a search starts anew."""
 import socket
+import sys
 import threading
 import time
 import unittest
@@ -29,6 +30,28 @@ def becomes_true(condition, seconds=20):
 
 def kinds(events):
     return [event.kind for event in events]
+
+
+def fails_at(number, operate):
+    """Whether an operation came to that many lines of Python, and had no memory left at the last one."""
+    lines = []
+
+    def at_line(frame, what, _):
+        if what == 'line':
+            lines.append(frame.f_lineno)
+            if len(lines) == number:
+                raise MemoryError
+        return at_line
+
+    before = sys.gettrace()
+    sys.settrace(lambda *_: at_line)
+    try:
+        operate()
+    except MemoryError:
+        return True
+    finally:
+        sys.settrace(before)
+    return False
 
 
 class WhoIsThere(unittest.TestCase):
@@ -118,6 +141,31 @@ class WhoIsThere(unittest.TestCase):
         for number in range(roll.MOST_LOCATIONS + 1):
             self.roll.answer(entries(location='http://10.0.0.%d/' % number), 0)
         self.assertEqual(roll.MOST_LOCATIONS, len(self.roll.servers(0)[0].locations))
+
+    def test_memory_that_ends_in_the_middle_leaves_a_list_that_goes_on(self):
+        def two_locations(kept):
+            kept.answer(entries(), 0)
+            kept.answer(entries(location='http://10.9.0.1/'), 5)
+
+        for prepare, operate in (
+            (lambda kept: None, lambda kept: kept.answer(entries(), 1)),
+            (
+                lambda kept: kept.answer(entries(), 0),
+                lambda kept: kept.answer(entries(location='http://10.9.0.1/'), 1),
+            ),
+            (lambda kept: kept.answer(entries(), 0), lambda kept: kept.answer(entries(name='Attic'), 1)),
+            (two_locations, lambda kept: kept.pass_time(12)),
+            (two_locations, lambda kept: kept.pass_time(20)),
+        ):
+            has_failed, line = True, 0
+            while has_failed:
+                kept, line = Roll(self.PATIENCE), line + 1
+                prepare(kept)
+                has_failed = fails_at(line, lambda: operate(kept))
+                kept.servers(21)
+                kept.pass_time(40)
+                self.assertEqual((0, []), (len(kept), kept.servers(40)))
+            self.assertGreater(line, 5)
 
 
 class Told(unittest.TestCase):
