@@ -51,6 +51,7 @@ class Servers(object):
         self._closed = False
         self._lock = threading.Lock()
         self._process = os.getpid()
+        self._ticker = None
         self._engine = self._new_engine()
         try:
             self._ticker = Ticker(self._tick)
@@ -124,7 +125,8 @@ class Servers(object):
         with self._held():
             if not self._closed:
                 self._events.add(self._roll.answer(entries, self._now()))
-        self._events.hand_on()
+        if self._ticker is not None:  # else the callable could not close a list that is being made
+            self._events.hand_on()
 
     def _tick(self):
         self._pass_time()

@@ -545,6 +545,28 @@ print kinds(told)
 ''',
         )
 
+    def test_it_may_do_so_at_an_answer_that_comes_as_the_list_is_made(self):
+        self.expect(
+            'found closed True\n',
+            self.NOTED
+            + '''
+told = []
+class Mine(vireon.Servers):
+    def __init__(self):
+        vireon.Servers.__init__(self, self.on_event)
+    def on_event(self, event):
+        told.append(event)
+        self.close()
+def begin(self, interval, callback):
+    vireon.Vireon.search(self, interval, callback)
+    callback('Update Service', dict(usn='uuid:1', friendlyName='Den', location='http://10.0.0.1/'))
+Noted.search = begin
+servers = Mine()
+becomes_true(lambda: len(told) == 2)
+print kinds(told), engines[0].closed
+''',
+        )
+
     def test_it_may_do_so_while_a_new_search_takes_the_place_of_the_one_that_called(self):
         self.expect(
             'found closed\n',
