@@ -73,7 +73,10 @@ class _Table(object):
     def __call__(self, servers, dropped):
         now = steady()
         if servers.events() or self._drawn is None or now - self._drawn >= REDRAW:
-            columns, height = screen.size()
+            size = screen.size()
+            if size is None:
+                raise EnvironmentError('the terminal has gone')
+            columns, height = size
             screen.draw(table(list(servers), columns, height, dropped))
             self._drawn = now
 

@@ -3,6 +3,7 @@ import cStringIO
 import unittest
 
 import support
+from vireon import screen, watching
 from vireon import shown as showing
 from vireon.answers import Source
 from vireon.server import Server
@@ -83,6 +84,18 @@ class Table(unittest.TestCase):
             lines = table([server() for _ in range(100)], 80, height, sources)
             self.assertEqual(height - 1, len(lines))
         self.assertEqual([u'and 94 more', u'Ctrl-C ends it.'], table([], 80, 20, sources)[-2:])
+
+    def test_it_ends_with_a_word_when_its_terminal_has_gone(self):
+        class NoServers(object):
+            def events(self):
+                return []
+
+        size, screen.size = screen.size, lambda: None
+        try:
+            with self.assertRaisesRegexp(EnvironmentError, 'the terminal has gone'):
+                watching._Table()(NoServers(), None)
+        finally:
+            screen.size = size
 
     def test_a_location_that_is_none_has_no_address(self):
         self.assertEqual(
