@@ -6,7 +6,7 @@ import os
 import struct
 import sys
 
-from vireon.shown import write
+from vireon.shown import columns_of, write
 
 if os.name == 'nt':
     import ctypes
@@ -40,7 +40,7 @@ if os.name == 'nt':
         top = _Position(0, _window()[1])
         _system.SetConsoleCursorPosition(_system.GetStdHandle(_STANDARD_OUTPUT), top)
         for line in (lines + height * [u''])[: height - 1]:
-            write(line.ljust(columns - 1) + u'\n', sys.stdout)
+            write(line + u' ' * (columns - 1 - columns_of(line)) + u'\n', sys.stdout)
 
 else:
     import fcntl

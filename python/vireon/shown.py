@@ -21,6 +21,12 @@ def shown(data, most=None):
     return u''.join(REPLACEMENT if _steers(each) else each for each in text)
 
 
+def columns_of(text):
+    """How many a terminal needs for it, at most: some scripts have characters of two columns, and so have
+    pictures, which Python's tables do not know yet."""
+    return sum(2 if ord(each) > 0xFFFF or unicodedata.east_asian_width(each) in 'FW' else 1 for each in text)
+
+
 def _steers(character):
     return unicodedata.category(character) in ('Cc', 'Zl', 'Zp') or character in _TURNING
 

@@ -10,7 +10,7 @@ from vireon.dropped import Dropped
 from vireon.events import CLOSED
 from vireon.listing import NAME_WIDTH, address_of, line_of
 from vireon.servers import Servers
-from vireon.shown import say, shown
+from vireon.shown import columns_of, say, shown
 
 LOOK = 0.2  # seconds
 REDRAW = 1.0  # seconds, where nothing happens
@@ -94,7 +94,15 @@ def table(servers, columns, height, dropped=None):
     if not servers:
         lines.append(u'No server has answered so far.')
     lines = _cut(lines, room - len(below)) + below + [u'Ctrl-C ends it.']
-    return [line[: columns - 1] for line in lines]
+    return [_fitting(line, max(columns - 1, 0)) for line in lines]
+
+
+def _fitting(line, columns):
+    """As much of it as takes so many columns at most."""
+    fitting = min(columns, len(line))
+    while columns_of(line[:fitting]) > columns:
+        fitting -= 1
+    return line[:fitting]
 
 
 def _cut(lines, room):

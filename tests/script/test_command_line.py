@@ -71,6 +71,11 @@ class Table(unittest.TestCase):
             self.assertTrue(all(len(line) < columns for line in lines), lines)
         self.assertIn(u'and 80 more', table([server() for _ in range(100)], 80, 24))
 
+    def test_it_is_no_wider_either_where_characters_take_two_columns(self):
+        for character, fitting in ((u'\u30c6', 29), (u'\U0001f4fa', 29), (u'\xe4', 30)):
+            line = table([server((character * 30).encode('utf-8'))], 60, 24)[1]
+            self.assertEqual(fitting, line.count(character), line)
+
     def test_below_it_stand_those_whose_answers_are_dropped(self):
         lines = table([server()], 80, 24, [Source('10.0.0.2', 12, None, 'no EXT header')])
         self.assertEqual(
