@@ -20,13 +20,18 @@ def let_go(holder):
     The line is written to `sys.stdout`, which is another one for that moment. All four steps are one call
     of C functions: the interpreter lets no other thread run between them, and so nobody's output is lost.
     """
-    names, before = vars(sys), {}
+    names, before, silent = vars(sys), {}, cStringIO.StringIO()
     steps = (
         functools.partial(before.update, names),
-        functools.partial(names.__setitem__, 'stdout', cStringIO.StringIO()),
+        functools.partial(names.__setitem__, 'stdout', silent),
         functools.partial(holder.__delslice__, 0, len(holder)),
         functools.partial(names.update, before),
     )
-    map(_call, steps)
-    if 'stdout' not in before:
-        names.pop('stdout', None)
+    try:
+        map(_call, steps)
+    finally:
+        # Memory may have ended in the middle, and there may have been no output before.
+        if names.get('stdout') is silent:
+            names.update(before)
+            if 'stdout' not in before:
+                del names['stdout']

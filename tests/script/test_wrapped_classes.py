@@ -231,6 +231,19 @@ class LettingGo(unittest.TestCase):
             self.assertIs(said, sys.stdout)
         self.assertEqual(('', []), (said.text, holder))
 
+    def test_the_output_is_back_though_memory_ends_in_the_middle(self):
+        class Full(list):
+            def __delslice__(self, begin, end):
+                raise MemoryError
+
+        output = sys.stdout
+        try:
+            with self.assertRaises(MemoryError):
+                quiet.let_go(Full())
+            self.assertIs(output, sys.stdout)
+        finally:
+            sys.stdout = output
+
     def test_without_an_output_there_is_none_afterwards(self):
         output = sys.stdout
         try:
