@@ -86,7 +86,8 @@ class Servers(object):
         """Ends the search. Waits for `on_event` if it is running, and else not longer than 0.1 s.
 
         Without the wait another thread does that: for a GUI's program, whose `on_event` may be waiting for
-        the thread that closes. CLOSED tells when it is done.
+        the thread that closes. CLOSED tells when it is done. A further close neither does nor waits for
+        anything.
         """
         with self._held():
             if self._closed:
