@@ -24,8 +24,8 @@ class _Place(object):
 class _Known(object):
     """A server and its places, in the order in which they were first seen.
 
-    Memory may end in the middle of an operation, and the next one has to find something whole: so each
-    changes what is kept by a single step.
+    Memory may end in the middle of an operation, and another thread look: both have to find something whole.
+    So each changes what is kept by a single step.
     """
 
     def __init__(self, number, entries, now):
@@ -53,15 +53,17 @@ class _Known(object):
         return [place for place in self.places if place.heard >= before]
 
     def server(self, now):
-        age = now - max(place.heard for place in self.places)
-        locations = [place.location for place in reversed(self.places)]
-        return Server(self.places[-1].entries, locations, self.answers, age)
+        places = list(self.places)
+        age = now - max(place.heard for place in places)
+        locations = [place.location for place in reversed(places)]
+        return Server(places[-1].entries, locations, self.answers, age)
 
 
 class Roll(object):
     """The servers that answered within the last `patience` seconds, merged by their `usn`.
 
-    Times are numbers that only grow. Operations give the events that they come to.
+    Times are numbers that only grow. Operations give the events that they come to. One thread at a time; any
+    may look meanwhile.
     """
 
     def __init__(self, patience):

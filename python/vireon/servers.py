@@ -46,7 +46,7 @@ class Servers(object):
         self._roll = Roll((lost_after + 1) * interval)
         self._events = Events(on_event)
         self._surroundings = surroundings or Surroundings()
-        self._listened, self._looked = 0.0, steady()  # seconds till then, but for those in which nobody could
+        self._heard = 0.0, steady()  # the seconds till a moment, but for those in which nobody could listen
         self._refreshes = False
         self._closed = False
         self._lock = threading.Lock()
@@ -61,13 +61,13 @@ class Servers(object):
             self._engine.stop()
             raise
 
+    # Whoever looks takes no lock. An interrupt might leave it held, and the handler of a signal wait for it.
+
     def __iter__(self):
-        with self._held():
-            return iter(self._roll.servers(self._now()))
+        return iter(self._roll.servers(self._now()))
 
     def __len__(self):
-        with self._held():
-            return len(self._roll)
+        return len(self._roll)
 
     def events(self):
         """The events since the last call, as a list. Never waits."""
@@ -137,13 +137,14 @@ class Servers(object):
 
     def _now(self):
         """The seconds in which the list could listen."""
-        return self._listened + min(steady() - self._looked, 2 * PERIOD)
+        seconds, moment = self._heard
+        return seconds + min(steady() - moment, 2 * PERIOD)
 
     def _pass_time(self):
         with self._held():
             if not self._closed:
-                self._listened, self._looked = self._now(), steady()
-                self._events.add(self._roll.pass_time(self._listened))
+                self._heard = self._now(), steady()
+                self._events.add(self._roll.pass_time(self._heard[0]))
 
     def _start_anew(self):
         self._refreshes = False

@@ -498,6 +498,23 @@ servers.close()
 ''',
         )
 
+    def test_whoever_looks_at_it_waits_for_nobody(self):
+        self.expect(
+            '1 Den\nclosed\n',
+            '''
+limit = threading.Timer(20, os._exit, (1,))
+limit.daemon = True
+limit.start()
+servers = vireon.Servers()
+answer(servers)
+# As when another thread is within an operation just then, or an interrupt came as this one left it.
+with servers._lock:
+    print len(servers), ' '.join(server.name for server in servers)
+servers.close()
+print kinds(servers.events()[1:])
+''',
+        )
+
     def test_nothing_is_told_behind_the_close(self):
         self.expect(
             'closed []\n',
