@@ -26,10 +26,13 @@ def watch(seconds, interval, shows_dropped=False):
     servers = Servers(interval=interval)
     sources = None
     try:
-        while end is None or steady() < end:
+        while True:
             sources = dropped and dropped.look()
             tell(servers, sources)
-            time.sleep(LOOK)
+            left = LOOK if end is None else min(LOOK, end - steady())
+            if left <= 0:
+                break
+            time.sleep(left)
     except KeyboardInterrupt:
         pass
     finally:

@@ -3,9 +3,10 @@ import cStringIO
 import unittest
 
 import support
-from vireon import screen, watching
+from vireon import clock, screen, watching
 from vireon import shown as showing
 from vireon.answers import Source
+from vireon.events import FOUND, Event
 from vireon.server import Server
 from vireon.shown import shown
 from vireon.watching import table
@@ -106,6 +107,29 @@ class Table(unittest.TestCase):
         self.assertEqual(
             [u'Den', u'1', u'0', u's', u'1'], table([server(location='http://[/')], 80, 24)[1].split()
         )
+
+
+class Watch(unittest.TestCase):
+    def put(self, module, name, value):
+        self.addCleanup(setattr, module, name, getattr(module, name))
+        setattr(module, name, value)
+
+    def test_what_happens_up_to_its_end_is_told(self):
+        class Late(object):
+            def __init__(self, interval):
+                self.due = clock.steady() + watching.LOOK * 1.2
+
+            def events(self):
+                return [Event(FOUND, server('Late'))] if clock.steady() >= self.due else []
+
+            def close(self):
+                pass
+
+        self.put(watching, 'Servers', Late)
+        self.put(screen, 'size', lambda: None)
+        with support.Quiet() as said:
+            watching.watch(watching.LOOK * 1.5, 3)
+        self.assertIn('Late', said.text)
 
 
 class Words(unittest.TestCase):
