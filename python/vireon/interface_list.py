@@ -50,6 +50,7 @@ if os.name == 'nt':
         return []  # the system names none
 
 else:
+    LIST = '/proc/net/dev'
     _FLAGS = (
         addresses.UP,
         addresses.LOOPBACK,
@@ -62,8 +63,11 @@ else:
         return [_address(*(row + (_FLAGS,))) for row in addresses.in_order()]
 
     def without_address():
-        """The names of interfaces that have no IPv4 address."""
-        with open('/proc/net/dev') as file:
-            names = [line.partition(':')[0].strip() for line in file.readlines()[2:]]
+        """The names of interfaces that have no IPv4 address, where the system tells them."""
+        try:
+            with open(LIST) as file:
+                names = [line.partition(':')[0].strip() for line in file.readlines()[2:]]
+        except IOError:  # as in a sandbox
+            return []
         having = set(row[0].partition(':')[0] for row in addresses.in_order())
         return [name for name in names if name not in having]

@@ -3,7 +3,7 @@ takes the same answers, the network tests show."""
 import unittest
 
 import support
-from vireon import firewall, interfaces, verdict
+from vireon import firewall, interface_list, interfaces, verdict
 from vireon.advice import Findings, advice
 from vireon.answers import MOST, Answers
 from vireon.dropped import MOST_AT_ONCE, Dropped
@@ -43,6 +43,12 @@ class WhichAddressesAreSearched(unittest.TestCase):
     def test_loopback_as_systems_have_it_never(self):
         self.expect([interfaces.LOOPBACK], LOOPBACK)
         self.expect([interfaces.NO_BROADCAST], LOOPBACK._replace(can_multicast=True))
+
+    @unittest.skipIf(support.ON_WINDOWS, 'platform: the system names none')
+    def test_interfaces_without_one_are_left_out_where_the_system_does_not_tell_them(self):
+        self.addCleanup(setattr, interface_list, 'LIST', interface_list.LIST)
+        interface_list.LIST = '/no/such/file'
+        self.assertEqual([], interface_list.without_address())
 
     def test_the_first_thirty_two_are_looked_at_whether_up_or_not(self):
         found = [address(number + 1, is_up=number > 0) for number in range(33)]
