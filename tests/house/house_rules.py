@@ -146,6 +146,18 @@ def platforms_stay_in_their_folders(root):
     return complaints
 
 
+def windows_has_no_thread_local(root):
+    """It is emulated there: a thread's first use takes memory, and ends the process where there is none."""
+    complaints = []
+    for path in sources(root):
+        is_of_a_test = "testing" in path.parts or path.stem.endswith("_test")
+        if is_of_a_test or "posix" in path.parts:
+            continue
+        if re.search(r"\bthread_local\b", without_comments(read(root, path))):
+            complaints.append(f"{path}: has a thread_local, which may end a process on Windows")
+    return complaints
+
+
 def listed_exceptions(root, listing):
     """Path to reason."""
     listed = {}

@@ -32,6 +32,9 @@ class ThisTree(unittest.TestCase):
     def test_platforms_stay_in_their_folders(self):
         self.check(house_rules.platforms_stay_in_their_folders(ROOT))
 
+    def test_windows_has_no_thread_local(self):
+        self.check(house_rules.windows_has_no_thread_local(ROOT))
+
     def test_platform_sources_mirror_each_other(self):
         self.check(house_rules.platform_sources_mirror_each_other(ROOT))
 
@@ -190,6 +193,16 @@ class BadTree(unittest.TestCase):
         self.write("src/core/win32/time.cpp", "#include <windows.h>\n#ifdef _WIN64\n#endif\n")
         self.write("src/core/time.cpp", "// not for <windows.h>\n#include <cstdint>\n#ifdef NDEBUG\n")
         self.expect(house_rules.platforms_stay_in_their_folders)
+
+    def test_thread_local_outside_posix(self):
+        for path in ("src/core/time.cpp", "src/core/win32/time.cpp"):
+            with self.subTest(path):
+                self.write(path, "static thread_local int count = 0;\n")
+                self.expect(house_rules.windows_has_no_thread_local, path)
+                self.write(path, "// no thread_local\n")
+        for path in ("src/core/posix/time.cpp", "src/core/time_test.cpp", "src/core/testing/pace.cpp"):
+            self.write(path, "thread_local int count = 0;\n")
+        self.expect(house_rules.windows_has_no_thread_local)
 
     def test_platform_source_without_counterpart(self):
         self.write("src/core/posix/time.cpp")
