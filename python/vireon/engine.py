@@ -103,12 +103,14 @@ _vireon.Vireon_swigregister(Vireon)
 
 
 def search_begun(interval, callback):
-    """An engine that searches. An exception, of an interrupt say, ends what has begun of the search: its
-    traceback may keep the engine for long."""
+    """An engine that searches, and whether all of the search could begin.
+
+    An exception, of an interrupt say, ends what has begun of it: its traceback may keep the engine for long.
+    """
     engine = Vireon()
     try:
-        engine.search(interval, callback)
+        is_whole = engine.search(interval, callback) != 0
     except BaseException:
         engine.stop()
         raise
-    return engine
+    return engine, is_whole

@@ -42,7 +42,7 @@ class _Found(object):
         self._usns = set()
         self._waiting = collections.deque()
         self._end = steady() + seconds
-        self._engine = search_begun(interval, WeakMethod(self._on_answer))
+        self._engine, _ = search_begun(interval, WeakMethod(self._on_answer))
 
     def _on_answer(self, _, entries):
         usn = entries['usn']

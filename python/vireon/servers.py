@@ -15,6 +15,8 @@ from vireon.weak import WeakMethod
 
 ROUNDS = 3
 
+SECONDS_TO_TRY_AGAIN = 10.0  # a search that could not begin as a whole; seldom, since the reason may last
+
 
 class Servers(object):
     """The servers of the networks that this machine is in, kept up to date until it is closed.
@@ -48,6 +50,7 @@ class Servers(object):
         self._surroundings = surroundings or Surroundings()
         self._heard = 0.0, steady()  # the seconds till a moment, but for those in which nobody could listen
         self._refreshes = False
+        self._due = None  # when a search that began in part is tried again
         self._closed = False
         self._lock = threading.Lock()
         self._process = os.getpid()
@@ -113,7 +116,9 @@ class Servers(object):
         return self._lock
 
     def _new_engine(self):
-        return search_begun(self._interval, WeakMethod(self._on_answer))
+        engine, is_whole = search_begun(self._interval, WeakMethod(self._on_answer))
+        self._due = None if is_whole else steady() + SECONDS_TO_TRY_AGAIN
+        return engine
 
     def _finish(self, engine):
         engine.stop()
@@ -131,7 +136,7 @@ class Servers(object):
 
     def _tick(self):
         self._pass_time()
-        if self._refreshes or self._surroundings.have_changed():
+        if self._refreshes or self._is_due() or self._surroundings.have_changed():
             self._start_anew()
         self._events.hand_on()
 
@@ -145,6 +150,10 @@ class Servers(object):
             if not self._closed:
                 self._heard = self._now(), steady()
                 self._events.add(self._roll.pass_time(self._heard[0]))
+
+    def _is_due(self):
+        """Whether what had no port or no thread may have one now."""
+        return self._due is not None and steady() >= self._due
 
     def _start_anew(self):
         self._refreshes = False

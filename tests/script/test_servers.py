@@ -648,6 +648,27 @@ servers.close()
         )
         self.assertEqual((0, 'True 1\n', 1), (code, output, errors.count('MemoryError\n')), errors)
 
+    def test_one_whose_search_could_begin_in_part_only_tries_it_again(self):
+        self.expect(
+            'True 1\n',
+            '''
+from vireon import servers as module
+module.SECONDS_TO_TRY_AGAIN = 0.1
+search, outcomes = vireon.Vireon.search, [0]
+def noted(self, *arguments):
+    outcome = search(self, *arguments)
+    return outcomes.pop() if outcomes else outcome
+vireon.Vireon.search = noted
+servers = vireon.Servers()
+first = servers._engine
+is_new = becomes_true(lambda: servers._engine is not first and first.closed)
+second = servers._engine
+time.sleep(1.5)  # a look later
+print is_new, len(set([servers._engine, second]))
+servers.close()
+''',
+        )
+
     def test_one_that_is_dropped_ends(self):
         self.expect(
             'None None False []\n',
