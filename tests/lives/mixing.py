@@ -375,8 +375,6 @@ def main():
         current = Round(seed, number)
         current.run()
         current = Round(seed, number)
-        # The interpreter keeps what it printed last, with all that led there.
-        sys.last_type = sys.last_value = sys.last_traceback = None
         gc.collect()
         if number - first in (count // 4, count - 1):
             inventory.say('inventory', *settled())

@@ -7,8 +7,9 @@
 
 // Calls of script callables by the engine. Nothing that a script raises gets out.
 
-// Prints the script exception that is set, on the script's standard error, and clears it.
-// SystemExit is printed like any other: a callable must not end the host's process.
+// Prints the script exception that is set, by the script's sys.excepthook, and clears it; nothing
+// keeps it. SystemExit is printed like any other, that of the hook too: a callable must not end the
+// host's process.
 void PrintScriptError() REQUIRES(interpreter_lock);
 
 // Makes the argument object of a call from a format of the interpreter's Py_BuildValue; null with

@@ -82,17 +82,52 @@ TEST_F(ScriptCall, PrintsSystemExitInsteadOfEndingTheProcess) {
     EXPECT_TRUE(HasPrinted("Leave: bye"));
 }
 
-TEST_F(ScriptCall, KeepsNothingOfASystemExitThatItHasPrinted) {
+TEST_F(ScriptCall, KeepsNothingOfAnExceptionThatItHasPrinted) {
     script::Run(
         "import weakref\n"
         "class Local(object): pass\n"
-        "def leave(*arguments):\n"
+        "def fail(error):\n"
         "    local = Local()\n"
         "    locals_seen.append(weakref.ref(local))\n"
-        "    sys.exit(3)\n"
+        "    raise error\n"
+        "def fail_by_exit(*arguments): fail(SystemExit(3))\n"
+        "def fail_by_another(*arguments): fail(ValueError(3))\n"
         "locals_seen = []\n");
-    EXPECT_FALSE(Call("leave", "i"));
-    EXPECT_EQ(script::Evaluate("[seen() for seen in locals_seen]"), "[None]");
+    EXPECT_FALSE(Call("fail_by_exit", "i"));
+    EXPECT_FALSE(Call("fail_by_another", "i"));
+    EXPECT_EQ(script::Evaluate("[seen() for seen in locals_seen]"), "[None, None]");
+}
+
+TEST_F(ScriptCall, PrintsByTheScriptsOwnHook) {
+    script::Run(
+        "def fail(*arguments): raise ValueError('the reason')\n"
+        "def note(type, value, traceback): noted.append((type, value.args, traceback is None))\n"
+        "noted, hook_before, sys.excepthook = [], sys.excepthook, note\n");
+    EXPECT_FALSE(Call("fail", "i"));
+    script::Run("sys.excepthook = hook_before");
+    EXPECT_EQ(script::Evaluate("noted == [(ValueError, ('the reason',), False)]"), "True");
+    EXPECT_EQ(script::Evaluate("sys.stderr.text"), "''");
+}
+
+TEST_F(ScriptCall, PrintsWhatTheHookRaisesInsteadOfEndingTheProcess) {
+    script::Run(
+        "def fail(*arguments): raise ValueError('the reason')\n"
+        "def leave(*arguments): sys.exit('from the hook')\n"
+        "hook_before, sys.excepthook = sys.excepthook, leave\n");
+    EXPECT_FALSE(Call("fail", "i"));
+    script::Run("sys.excepthook = hook_before");
+    EXPECT_TRUE(HasPrinted("SystemExit: from the hook"));
+    EXPECT_TRUE(HasPrinted("ValueError: the reason"));
+}
+
+TEST_F(ScriptCall, PrintsWithoutAHook) {
+    script::Run(
+        "def fail(*arguments): raise ValueError('the reason')\n"
+        "hook_before = sys.excepthook\n"
+        "del sys.excepthook\n");
+    EXPECT_FALSE(Call("fail", "i"));
+    script::Run("sys.excepthook = hook_before");
+    EXPECT_TRUE(HasPrinted("ValueError: the reason"));
 }
 
 TEST_F(ScriptCall, SurvivesAMissingStandardError) {
