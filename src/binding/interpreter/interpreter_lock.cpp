@@ -119,7 +119,8 @@ PyMethodDef close_door = {"close_door", CloseDoor, METH_NOARGS, nullptr};
 
 void RegisterExitHandler() {
     PyObject* handler = PyCFunction_New(&close_door, nullptr);
-    PyObject* module = handler ? PyImport_ImportModule("atexit") : nullptr;
+    // Imported with this module already. Otherwise this might wait for an import that waits for us.
+    PyObject* module = handler ? PyImport_ImportModuleNoBlock("atexit") : nullptr;
     PyObject* result = module ? PyObject_CallMethod(module, const_cast<char*>("register"),
                                                     const_cast<char*>("O"), handler)
                               : nullptr;
