@@ -13,8 +13,13 @@ INTERVAL = 3.0  # seconds between two searches, as the module has them
 
 def _stop_and_delete(wrapped, stop=_vireon.Vireon_Stop, delete=_vireon.delete_Vireon):
     # Bound here, since the names of modules have gone when the interpreter ends.
-    stop(wrapped)
-    delete(wrapped)
+    try:
+        stop(wrapped)
+    finally:
+        try:
+            stop(wrapped)  # an interrupt may have come in front of the first one
+        finally:
+            delete(wrapped)
 
 
 class Vireon(object):
