@@ -1,4 +1,5 @@
 #include <errno.h>
+#include <poll.h>
 #include <stdlib.h>
 #include <string.h>
 #include <unistd.h>
@@ -49,9 +50,18 @@ void AppendUtf8(std::string& text, NPT_UInt32 character) {
     }
 }
 
-// In one piece where the system lets us, so that lines of several threads do not mix.
+// Milliseconds that a reader who is behind holds a line up, with whoever writes it and his locks.
+constexpr int kLongestWait = 10;
+
+bool HasRoomForMore() {
+    pollfd entry = {STDERR_FILENO, POLLOUT, 0};
+    return poll(&entry, 1, kLongestWait) != 0;
+}
+
+// In one piece where the system lets us, so that lines of several threads do not mix. What finds no
+// room is left out.
 void WriteToStandardError(const char* text, size_t length) {
-    while (length > 0) {
+    while (length > 0 && HasRoomForMore()) {
         const ssize_t written = write(STDERR_FILENO, text, length);
         if (written < 0 && errno == EINTR) continue;
         if (written <= 0) return;

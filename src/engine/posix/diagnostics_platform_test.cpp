@@ -1,8 +1,11 @@
 #include "engine/diagnostics_log.h"
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <stdlib.h>
+#include <unistd.h>
 
+#include <chrono>
 #include <cstdarg>
 #include <string>
 
@@ -72,6 +75,42 @@ TEST(DiagnosticsOutput, TakesNoMoreBytesForACharacterThanItNeeds) {
     DiagnosticsPlatform::Get().WriteWide(edges);
     EXPECT_EQ(testing::internal::GetCapturedStderr(),
               "\x7F\xC2\x80\xDF\xBF\xE0\xA0\x80\xEF\xBF\xBF\xF0\x90\x80\x80");
+}
+
+// The standard error as a pipe for a scope, which nobody reads.
+class FullStandardError {
+  public:
+    FullStandardError() : before_(dup(STDERR_FILENO)) {
+        if (pipe2(ends_, O_NONBLOCK) != 0) return;
+        while (write(ends_[1], "x", 1) == 1) {
+        }
+        fcntl(ends_[1], F_SETFL, 0);
+        dup2(ends_[1], STDERR_FILENO);
+    }
+    FullStandardError(const FullStandardError&) = delete;
+    FullStandardError& operator=(const FullStandardError&) = delete;
+    ~FullStandardError() {
+        dup2(before_, STDERR_FILENO);
+        for (const int descriptor : {before_, ends_[0], ends_[1]})
+            close(descriptor);
+    }
+
+  private:
+    const int before_;
+    int ends_[2] = {-1, -1};
+};
+
+TEST(DiagnosticsOutput, LeavesOutWhatAReaderWhoIsBehindHasNoRoomFor) {
+    using Clock = std::chrono::steady_clock;
+    alarm(60);
+    FullStandardError standard_error;
+    const Clock::time_point start = Clock::now();
+    DiagnosticsPlatform::Get().WriteWide(L"wide\n");
+    DiagnosticsPlatform::Get().WriteNarrow("narrow\n");
+    const Clock::duration taken = Clock::now() - start;
+    alarm(0);
+    EXPECT_LT(taken, std::chrono::seconds(10));
+    EXPECT_GE(taken, std::chrono::milliseconds(20));
 }
 
 std::wstring FormatWide(const wchar_t* format, ...) {
