@@ -24,6 +24,13 @@ namespace {
 
 constexpr NPT_Int32 kLifecycleLogLevel = 5;
 
+std::unique_ptr<NPT_UdpSocket> OpenBroadcastSocket(const NPT_IpAddress& destination) {
+    auto socket = std::make_unique<NPT_UdpSocket>();
+    // The one broadcast address that is of no network goes where the default route leads.
+    if (destination != NPT_IpAddress(255, 255, 255, 255)) socket->AvoidGateways();
+    return socket;
+}
+
 // Null when it finds no port.
 std::unique_ptr<NPT_UdpSocket> OpenMulticastSocket(const NPT_IpAddress& outgoing_interface) {
     auto socket = std::make_unique<NPT_UdpMulticastSocket>();
@@ -220,7 +227,7 @@ bool Vireon::ReplaceDispatch(const DispatchThread& old, const DispatchThread& di
 bool Vireon::StartSenders(const NPT_List<NPT_NetworkInterface*>& interfaces) {
     for (const SenderPlan& sender : PlanSenders(interfaces)) {
         std::unique_ptr<NPT_UdpSocket> socket = sender.kind == SenderPlan::Kind::kBroadcast
-                                                    ? std::make_unique<NPT_UdpSocket>()
+                                                    ? OpenBroadcastSocket(sender.address)
                                                     : OpenMulticastSocket(sender.address);
         if (!socket) return false;
         StartSearchThread(std::move(socket), MakeSearchRequest(sender));

@@ -31,6 +31,10 @@ void NPT_BsdUdpSocket::AskForReceiveBuffer(int bytes) {
     }
 }
 
+void NPT_BsdUdpSocket::AvoidGateways() {
+    socket_platform::AvoidGateways(descriptor_->GetHandle());
+}
+
 NPT_Result NPT_BsdUdpSocket::Connect(const NPT_SocketAddress& address, NPT_Timeout) {
     const NPT_Result result = socket_platform::Connect(descriptor_->GetHandle(), address);
     return NPT_Failed(result) ? result : RefreshInfo();

@@ -10,6 +10,8 @@ class NPT_BsdUdpSocket : public NPT_UdpSocketInterface, public NPT_BsdSocket {
 
     // See NPT_UdpSocket::AskForReceiveBuffer.
     void AskForReceiveBuffer(int bytes);
+    // See NPT_UdpSocket::AvoidGateways.
+    void AvoidGateways();
 
     // Fixes the peer; this does not block, so that the timeout has no meaning.
     NPT_Result Connect(const NPT_SocketAddress& address, NPT_Timeout timeout) override;

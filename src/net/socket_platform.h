@@ -33,6 +33,9 @@ NPT_Result SetNonBlocking(Handle socket);
 // Keeps what the network tells about datagrams that were sent (nobody listens there, they lived too
 // short) from failing the receives of this datagram socket, as far as it is not connected.
 NPT_Result IgnoreDeliveryReports(Handle socket);
+// Has this datagram socket send to networks that the machine itself is in, and by no gateway.
+// NPT_ERROR_NOT_SUPPORTED where the system cannot say that of a socket that has no address.
+NPT_Result AvoidGateways(Handle socket);
 
 NPT_Result Bind(Handle socket, const NPT_SocketAddress& address);
 NPT_Result Connect(Handle socket, const NPT_SocketAddress& address);

@@ -17,6 +17,10 @@ void NPT_UdpSocket::AskForReceiveBuffer(int bytes) {
     udp_delegate_.AskForReceiveBuffer(bytes);
 }
 
+void NPT_UdpSocket::AvoidGateways() {
+    udp_delegate_.AvoidGateways();
+}
+
 NPT_Result NPT_UdpSocket::Send(const NPT_DataBuffer& packet, const NPT_SocketAddress* address) {
     return udp_delegate_.Send(packet, address);
 }

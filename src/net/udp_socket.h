@@ -20,8 +20,12 @@ class NPT_UdpSocket : public NPT_Socket, public NPT_UdpSocketInterface {
     void SetWaker(std::shared_ptr<SocketWaker> waker);
 
     // Has the system keep so many bytes of what has arrived but was not received, or as many as it
-    // gives; never fewer than before. What arrives beyond that is lost.
+    // gives, where that is more than it keeps. What arrives beyond that is lost.
     void AskForReceiveBuffer(int bytes);
+
+    // Has it send to networks that the machine itself is in, and by no gateway, where the system
+    // can: a broadcast whose network has gone would be an ordinary datagram to some stranger.
+    void AvoidGateways();
 
     NPT_Result Send(const NPT_DataBuffer& packet,
                     const NPT_SocketAddress* address = nullptr) override;

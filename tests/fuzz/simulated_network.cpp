@@ -182,6 +182,10 @@ NPT_Result IgnoreDeliveryReports(Handle) {
     return NPT_SUCCESS;
 }
 
+NPT_Result AvoidGateways(Handle) {
+    return NPT_SUCCESS;
+}
+
 NPT_Result Bind(Handle socket, const NPT_SocketAddress&) {
     Find(socket)->local = LoopbackAddress(socket);
     return NPT_SUCCESS;

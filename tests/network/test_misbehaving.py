@@ -149,6 +149,27 @@ class LinkTest(MisbehavingCase):
         self.assert_all_answered()
         self.assertLessEqual(len(other.requests()), requests + 4)
 
+    def test_a_broadcast_whose_network_has_gone_goes_to_no_gateway(self):
+        self.answered_search()
+        self.on_posix_only(self.client, 'platform: Windows keeps no broadcast from its gateways')
+        beyond = self.namespace()
+        self.here.connect('eth1', beyond, 'eth0')
+        self.here.ip('addr add 10.77.2.1/24 broadcast + dev eth1')
+        beyond.ip('addr add 10.77.2.2/24 broadcast + dev eth0')
+        self.here.ip('route add default via 10.77.2.2')
+        self.here.ip('addr del %s/24 dev eth0' % SEARCHER)
+        time.sleep(4 * QUICK)
+        self.assertEqual(
+            [],
+            [
+                each
+                for each in self.wire.datagrams()
+                if (each.destination, each.interface) == (BROADCAST, 'eth1')
+            ],
+        )
+        self.here.ip('addr add %s/24 broadcast + dev eth0' % SEARCHER)
+        self.assert_all_answered()
+
 
 class AddressTest(MisbehavingCase):
     def test_an_address_that_was_removed_and_added_again_costs_only_the_time_between(self):

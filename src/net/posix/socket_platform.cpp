@@ -76,6 +76,11 @@ NPT_Result IgnoreDeliveryReports(Handle) {
     return NPT_SUCCESS;
 }
 
+NPT_Result AvoidGateways(Handle socket) {
+    const int on = 1;
+    return ResultOf(::setsockopt(ToNative(socket), SOL_SOCKET, SO_DONTROUTE, &on, sizeof on));
+}
+
 NPT_Result Bind(Handle socket, const NPT_SocketAddress& address) {
     const sockaddr_in system_address = ToSystemAddress(address);
     return ResultOf(::bind(ToNative(socket), AsGeneric(system_address), sizeof system_address));

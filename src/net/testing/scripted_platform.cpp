@@ -88,6 +88,10 @@ NPT_Result IgnoreDeliveryReports(Handle) {
     return ScriptedPlatform::Current().Enter("IgnoreDeliveryReports");
 }
 
+NPT_Result AvoidGateways(Handle) {
+    return ScriptedPlatform::Current().Enter("AvoidGateways");
+}
+
 NPT_Result Bind(Handle, const NPT_SocketAddress&) {
     return ScriptedPlatform::Current().Enter("Bind");
 }

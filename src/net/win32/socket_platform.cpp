@@ -121,6 +121,11 @@ NPT_Result IgnoreDeliveryReports(Handle socket) {
     return NPT_Failed(unreachable) ? unreachable : expired;
 }
 
+// Windows has an option of that name too, which is about the interface that a socket is bound to.
+NPT_Result AvoidGateways(Handle) {
+    return NPT_ERROR_NOT_SUPPORTED;
+}
+
 NPT_Result Bind(Handle socket, const NPT_SocketAddress& address) {
     // Otherwise Windows gives all addresses of a port also to whoever comes when another program
     // has one of them, which then gets what is sent there.
