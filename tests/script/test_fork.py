@@ -55,6 +55,43 @@ class ForkedChild(unittest.TestCase):
         with support.children_that_end():
             self.assert_ends('engine.disown()', 'sys.exit()')
 
+    def test_of_a_lists_callable_is_told_nothing_and_ends(self):
+        with support.children_that_end():
+            code, output, errors = support.run_isolated(
+                '''
+import os, time
+import vireon
+def becomes_true(condition):
+    limit = time.time() + 20
+    while not condition() and time.time() < limit:
+        time.sleep(0.01)
+    return condition()
+told, children = [], []
+def on_event(event):
+    if event.kind == vireon.LOST:
+        told.append(event)
+        if not children:
+            children.append(os.fork())
+        elif not children[0]:
+            os.write(1, 'told in the child ')
+servers = vireon.Servers(on_event, interval=0.2, lost_after=1)
+for number in range(2):
+    entries = dict(usn='uuid:%d' % number, friendlyName='Den', location='http://10.0.0.1/')
+    servers._engine.callback('Update Service', entries)
+becomes_true(lambda: len(told) == 2)
+ended = []
+def has_ended():
+    if not ended:
+        ended.extend(filter(None, os.waitpid(children[0], os.WNOHANG)))
+    return bool(ended)
+print becomes_true(has_ended), len(told)
+if not ended:
+    os.kill(children[0], 9)
+servers.close()
+'''
+            )
+        self.assertEqual((0, 'True 2\n', ''), (code, output, errors))
+
     def test_of_multiprocessing_stops_at_its_exit(self):
         code, output, errors = support.run_isolated(
             '''

@@ -503,7 +503,6 @@ servers.close()
             '1 Den\nclosed\n',
             '''
 limit = threading.Timer(20, os._exit, (1,))
-limit.daemon = True
 limit.start()
 servers = vireon.Servers()
 answer(servers)
@@ -511,6 +510,7 @@ answer(servers)
 with servers._lock:
     print len(servers), ' '.join(server.name for server in servers)
 servers.close()
+limit.cancel()
 print kinds(servers.events()[1:])
 ''',
         )
@@ -726,36 +726,6 @@ servers.close()
 print kinds(servers.events())
 ''',
         )
-
-    @unittest.skipIf(support.ON_WINDOWS, 'platform: no fork')
-    def test_a_child_that_was_forked_in_the_callable_is_told_nothing_and_ends(self):
-        with support.children_that_end():
-            self.expect(
-                'True lost lost\n',
-                '''
-told, children = [], []
-def on_event(event):
-    if event.kind == vireon.LOST:
-        told.append(event)
-        if not children:
-            children.append(os.fork())
-        elif not children[0]:
-            os.write(1, 'told in the child ')
-servers = vireon.Servers(on_event, interval=0.2, lost_after=1)
-for number in range(2):
-    answer(servers, usn='uuid:%d' % number)
-becomes_true(lambda: len(told) == 2)
-ended = []
-def has_ended():
-    if not ended:
-        ended.extend(filter(None, os.waitpid(children[0], os.WNOHANG)))
-    return bool(ended)
-print becomes_true(has_ended), kinds(told)
-if not ended:
-    os.kill(children[0], 9)
-servers.close()
-''',
-            )
 
     # The engines that searches make.
     NOTED = '''
