@@ -20,6 +20,7 @@ void NPT_BsdSocketFd::Cancel(bool shutdown) {
 }
 
 NPT_Result NPT_BsdSocketFd::WaitBefore(SocketCondition condition, NPT_Timeout timeout) {
+    if (IsCancelled()) return NPT_ERROR_CANCELLED;
     return timeout != 0 || may_block_ ? WaitFor(condition, timeout) : NPT_SUCCESS;
 }
 
