@@ -33,10 +33,12 @@ NPT_Result NPT_BsdSocketFd::WaitFor(SocketCondition condition, NPT_Timeout timeo
     request.socket = socket_.Get();
     request.for_read = condition != SocketCondition::kWritable;
     request.for_write = condition != SocketCondition::kReadable;
+    if (timeout != 0 && waker_) request.waker = waker_->GetHandle();
     socket_platform::Readiness readiness;
     const NPT_Result result = WaitUntilDeadline(request, timeout, readiness);
 
     if (IsCancelled()) return NPT_ERROR_CANCELLED;
+    if (readiness.awake) waker_->GiveUpPair();
     if (result == NPT_ERROR_TIMEOUT && timeout == 0) return NPT_ERROR_WOULD_BLOCK;
     if (NPT_Failed(result)) return result;
     if (readiness.readable || readiness.writable)
@@ -47,26 +49,21 @@ NPT_Result NPT_BsdSocketFd::WaitFor(SocketCondition condition, NPT_Timeout timeo
 }
 
 // Asks the platform until something is ready, the socket is cancelled or the whole time has passed:
-// a signal, a platform that comes back early, or a waker that is of no use, costs none of it and
-// adds none to it.
-NPT_Result NPT_BsdSocketFd::WaitUntilDeadline(socket_platform::WaitRequest request,
+// a signal, or a platform that comes back early, costs none of it and adds none to it.
+NPT_Result NPT_BsdSocketFd::WaitUntilDeadline(const socket_platform::WaitRequest& request,
                                               NPT_Timeout timeout,
                                               socket_platform::Readiness& readiness) const {
     const bool is_limited = timeout != 0 && timeout != NPT_TIMEOUT_INFINITE;
+    const NPT_Timeout longest = waker_ ? waker_->GetLongestWait() : NPT_TIMEOUT_INFINITE;
     const Deadline deadline = Deadline::AfterMillis(is_limited ? timeout : 0);
     NPT_Timeout remaining = timeout;
     for (;;) {
-        if (waker_ && timeout != 0) request.waker = waker_->GetHandle();
-        const NPT_Timeout longest = waker_ ? waker_->GetLongestWait() : NPT_TIMEOUT_INFINITE;
         const NPT_Timeout step = std::min(remaining, longest);
         const NPT_Result result = socket_platform::Wait(request, step, readiness);
         const bool is_cut_short = result == NPT_ERROR_TIMEOUT && step < remaining;
-        const bool is_by_waker = NPT_Succeeded(result) && !readiness.IsAny() &&
-                                 request.waker != socket_platform::kInvalidHandle;
-        const bool goes_on = result == NPT_ERROR_INTERRUPTED || is_cut_short || is_by_waker ||
+        const bool goes_on = result == NPT_ERROR_INTERRUPTED || is_cut_short ||
                              (is_limited && result == NPT_ERROR_TIMEOUT);
         if (!goes_on || IsCancelled()) return result;
-        if (is_by_waker) waker_->GiveUpPair();
         if (!is_limited) continue;
         remaining = std::min(deadline.GetMillisLeft(), timeout);
         if (remaining == 0) return NPT_ERROR_TIMEOUT;

@@ -61,11 +61,12 @@ class NPT_BsdSocketFd {
                        PendingErrors pending_errors = PendingErrors::kIgnored);
 
     // Waits as far as a call for which the condition is needed would not. With timeout 0 that is
-    // only where the platform refused to make the socket non-blocking. Results as WaitFor's.
+    // only where the platform refused to make the socket non-blocking. Results as WaitFor's, of
+    // which a cancelled socket has its own however long the time.
     NPT_Result WaitBefore(SocketCondition condition, NPT_Timeout timeout);
 
   private:
-    NPT_Result WaitUntilDeadline(socket_platform::WaitRequest request, NPT_Timeout timeout,
+    NPT_Result WaitUntilDeadline(const socket_platform::WaitRequest& request, NPT_Timeout timeout,
                                  socket_platform::Readiness& readiness) const;
     NPT_Result TakePendingError();
 

@@ -75,8 +75,7 @@ struct Readiness {
     bool writable = false;
     // An exceptional condition: out-of-band data, a failed connection attempt.
     bool exceptional = false;
-
-    bool IsAny() const { return readable || writable || exceptional; }
+    bool awake = false;  // the waker
 };
 
 // Waits until one of the wanted conditions, an exceptional one or the waker's holds. There is no

@@ -41,7 +41,7 @@ bool SocketWaker::WaitFor(NPT_Timeout timeout) const {
         const NPT_Result result = socket_platform::Wait(request, step, readiness);
         if (result == NPT_ERROR_TIMEOUT || IsAwake()) continue;
         // Without a pair that can be waited on the time must pass all the same.
-        if (NPT_Succeeded(result)) GiveUpPair();
+        if (readiness.readable) GiveUpPair();
         std::this_thread::sleep_for(std::chrono::milliseconds(std::min(step, kLookInterval)));
     }
     return true;

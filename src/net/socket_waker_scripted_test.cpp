@@ -67,9 +67,12 @@ TEST(SocketWakerScriptedTest, IsLookedAtNowAndThenWhenItsPairIsReadableWithoutIt
         const auto waker = std::make_shared<SocketWaker>();
         const auto descriptor = MakeDescriptor(waker);
         platform.waits.clear();
-        platform.wait_steps = {{NPT_SUCCESS, {}, {}},
+        socket_platform::Readiness readable_waker;
+        readable_waker.awake = true;
+        platform.wait_steps = {{NPT_SUCCESS, readable_waker, {}},
                                {NPT_ERROR_TIMEOUT, {}, {}},
                                {NPT_ERROR_TIMEOUT, {}, [&waker] { waker->Wake(); }}};
+        EXPECT_EQ(descriptor->WaitFor(SocketCondition::kReadable, timeout), NPT_ERROR_NO_PROGRESS);
         EXPECT_EQ(descriptor->WaitFor(SocketCondition::kReadable, timeout), NPT_ERROR_CANCELLED);
         ASSERT_EQ(platform.waits.size(), 3u);
         EXPECT_EQ(platform.waits[1].request.waker, socket_platform::kInvalidHandle);
@@ -81,7 +84,9 @@ TEST(SocketWakerScriptedTest, LetsTimePassWhenItsPairIsReadableWithoutIt) {
     ScriptedPlatform platform;
     const SocketWaker waker;
     platform.waits.clear();
-    platform.wait_steps.assign(100, {NPT_SUCCESS, {}, {}});
+    socket_platform::Readiness readable;
+    readable.readable = true;
+    platform.wait_steps.assign(100, {NPT_SUCCESS, readable, {}});
     EXPECT_FALSE(waker.WaitFor(60));
     EXPECT_LE(platform.waits.size(), 4u);
 }

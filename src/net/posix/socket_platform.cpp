@@ -183,6 +183,7 @@ NPT_Result Wait(const WaitRequest& request, NPT_Timeout timeout, Readiness& read
     readiness.readable = request.for_read && (events & (POLLIN | POLLERR | POLLHUP)) != 0;
     readiness.writable = request.for_write && (events & (POLLOUT | POLLERR | POLLHUP)) != 0;
     readiness.exceptional = (events & POLLPRI) != 0;
+    readiness.awake = entries[1].revents != 0;
     return NPT_SUCCESS;
 }
 

@@ -240,6 +240,8 @@ NPT_Result Wait(const WaitRequest& request, NPT_Timeout timeout, Readiness& read
     readiness.readable = request.for_read && FD_ISSET(socket, &readable);
     readiness.writable = request.for_write && FD_ISSET(socket, &writable);
     readiness.exceptional = FD_ISSET(socket, &exceptional);
+    readiness.awake =
+        request.waker != kInvalidHandle && FD_ISSET(ToNative(request.waker), &readable);
     return NPT_SUCCESS;
 }
 
