@@ -85,7 +85,8 @@ class CallbackTaskWorkerThread(object):
         del device.this
 
     def get_task(self):
-        """The oldest record, which is then the caller's. Waits for one; None once the engine is closed."""
+        """The oldest record, which is then the caller's. Waits for one, and until `close` or another engine
+        ends that: an engine that is closed does not. None where it is closed already."""
         device = _vireon.CallbackTaskWorkerThread_getTask(self)
         if device is not None:
             getattr(device, 'this', device).acquire()

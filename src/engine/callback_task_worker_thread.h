@@ -46,8 +46,8 @@ class CallbackTaskWorkerThread : public ZOWorkerThreadEX {
     void QueueTask(ZoSsdpDeviceInfo* device);
     void WakeTakers();
     // The oldest record, which then belongs to the caller; null also when null was queued. Waits
-    // without a time limit while there is none, with the interpreter lock released; null once
-    // IsStopped.
+    // without a time limit while there is none, with the interpreter lock released; null when it
+    // finds IsStopped. The engine's own end does not end the wait, Close and SetEngine do.
     ZoSsdpDeviceInfo* getTask() EXCLUDES(m_taskLock);
     bool IsStopped() const { return m_pVireon.IsStopped(); }
     // Lets the thread end and waits for it without a time limit, with the interpreter lock
