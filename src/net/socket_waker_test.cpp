@@ -7,6 +7,7 @@
 #include <thread>
 #include <vector>
 
+#include "net/socket_pair.h"
 #include "net/testing/loopback.h"
 #include "net/udp_socket.h"
 
@@ -53,27 +54,27 @@ TEST(SocketWaker, EndsTheWaitsOfAllItsSocketsAndItsOwn) {
     EXPECT_LT(stopwatch.Milliseconds(), 5000);
 }
 
-TEST(SocketWaker, EndsWaitsThoughItsPairIsCutOff) {
-    const auto waker = std::make_shared<SocketWaker>();
-    socket_platform::Shutdown(waker->GetHandle());
-    NPT_UdpSocket socket;
-    socket.SetWaker(waker);
-    const NPT_SocketAddress address = BindToLoopback(socket);
-    std::thread waiter([&socket] {
-        NPT_DataBuffer packet(100);
-        EXPECT_EQ(socket.Receive(packet), NPT_ERROR_NO_PROGRESS);
-        EXPECT_EQ(socket.Receive(packet), NPT_SUCCESS);
-        EXPECT_EQ(socket.Receive(packet), NPT_ERROR_CANCELLED);
-    });
-    std::this_thread::sleep_for(std::chrono::milliseconds(50));
-    NPT_DataBuffer packet;
-    packet.SetData(reinterpret_cast<const NPT_UInt8*>("answer"), 6);
-    EXPECT_EQ(NPT_UdpSocket().Send(packet, &address), NPT_SUCCESS);
-    std::this_thread::sleep_for(std::chrono::milliseconds(50));
-    const Stopwatch stopwatch;
-    waker->Wake();
-    waiter.join();
-    EXPECT_LT(stopwatch.Milliseconds(), 5000);
+TEST(SocketWaker, IsToldApartFromTheSocketThatWaits) {
+    UniqueSocket write_end;
+    UniqueSocket read_end;
+    ASSERT_EQ(ConnectSocketPair(write_end, read_end), NPT_SUCCESS);
+    socket_platform::Handle handle = socket_platform::kInvalidHandle;
+    ASSERT_EQ(socket_platform::Open(socket_platform::Transport::kDatagram, handle), NPT_SUCCESS);
+    const UniqueSocket waiting(handle);
+    socket_platform::WaitRequest request;
+    request.socket = handle;
+    request.for_write = true;
+    request.waker = read_end.Get();
+    socket_platform::Readiness readiness;
+    EXPECT_EQ(socket_platform::Wait(request, 5000, readiness), NPT_SUCCESS);
+    EXPECT_FALSE(readiness.awake);
+    request.for_write = false;
+    request.for_read = true;
+    NPT_UInt32 sent = 0;
+    EXPECT_EQ(socket_platform::Send(write_end.Get(), "x", 1, sent), NPT_SUCCESS);
+    EXPECT_EQ(socket_platform::Wait(request, 5000, readiness), NPT_SUCCESS);
+    EXPECT_TRUE(readiness.awake);
+    EXPECT_FALSE(readiness.readable);
 }
 
 TEST(SocketWaker, LeavesOtherSocketsAlone) {
