@@ -67,7 +67,8 @@ def main():
 
     sys.path.insert(0, HERE)
     # Processes, not threads: a thread that is held up would show as a late datagram.
-    arguments = ['-p', 'xdist', '-n', options.jobs, '-p', 'wire_files', '-p', 'no:cacheprovider']
+    arguments = ['-p', 'xdist', '-n', options.jobs, '-p', 'spread', '-p', 'wire_files']
+    arguments += ['-p', 'no:cacheprovider']
     # What failed in Wine itself is done once more, and told.
     arguments += ['-p', 'rerunfailures', '--reruns', '1', '--only-rerun', 'FailedInWine']
     arguments += ['-rfEsR', '--tb=short', '--durations=10'] + [

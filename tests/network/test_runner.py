@@ -1,7 +1,8 @@
-"""What the runner of these tests keeps of one that fails."""
+"""What the runner of these tests keeps of one that fails, and in which order it gives them out."""
 
 import os
 import pathlib
+import re
 import subprocess
 import sys
 import tempfile
@@ -38,6 +39,16 @@ class Failing(unittest.TestCase):
             raise wine_end.FailedInWine('its end')
 """
 
+PASSES_TWICE = """
+import unittest
+
+class Passing(unittest.TestCase):
+    def test_first(self):
+        pass
+
+    test_second = test_first
+"""
+
 
 class RunnerTest(unittest.TestCase):
     def setUp(self):
@@ -53,8 +64,11 @@ class RunnerTest(unittest.TestCase):
 
     def run_text(self, text):
         (self.folder / 'test_sending.py').write_text(text)
+        return self.run_folder()
+
+    def run_folder(self, *options):
         return subprocess.run(
-            [sys.executable, '-B', RUNNER, '-j', '1', '--folder', str(self.folder)],
+            [sys.executable, '-B', RUNNER, '-j', '1', '--folder', str(self.folder), *options],
             env=dict(os.environ, VIREON_MODULE_DIR=str(self.folder)),
             stdout=subprocess.PIPE,
             stderr=subprocess.STDOUT,
@@ -84,3 +98,18 @@ class RunnerTest(unittest.TestCase):
     def test_what_failed_elsewhere_is_not_done_once_more(self):
         done = self.run_text(FAILS_IN_WINE_AT_FIRST.replace('wine_end.FailedInWine', 'AssertionError') % 1)
         self.assertNotEqual(done.returncode, 0, done.stdout)
+
+    def test_neighbours_in_a_file_are_not_given_out_together(self):
+        for name in 'test_one.py', 'test_other.py':
+            (self.folder / name).write_text(PASSES_TWICE)
+        done = self.run_folder('--verbose')
+        self.assertEqual(
+            re.findall(r'PASSED .*(test_one|test_other)\.py::Passing::test_(\w+)', done.stdout),
+            [
+                ('test_one', 'first'),
+                ('test_other', 'first'),
+                ('test_one', 'second'),
+                ('test_other', 'second'),
+            ],
+            done.stdout,
+        )
