@@ -90,29 +90,39 @@ install() { # NAME INTERPRETER FILE [PIP_OPTION ...]
         die "not installed as it should be"
 }
 
-# Installs the wheel by an interpreter and runs the script tests there. What follows is the command for those,
-# which may search.
+# Runs a script test, of what is installed in the folder. The log keeps what it says; FAILED, its name if it fails.
+run_script_test() { # TEST LOG FAILED COMMAND...
+    local test=$1 log=$2 failed=$3
+    shift 3
+    timeout "$kLongestTest" "$@" -B "tests/script/$test" --verbose >"$log" 2>&1 </dev/null ||
+        echo "$test" >>"$failed"
+}
+
+# Installs the wheel by an interpreter and runs the script tests there, one on each processor. What follows is the
+# command for those, which may search.
 try() { # NAME PRESET INTERPRETER [TESTS_INTERPRETER ...]
-    local name=$1 preset=$2 interpreter=$3 test failed=() log
+    local name=$1 preset=$2 interpreter=$3 logs log
     shift 3
     [ $# -gt 0 ] || set -- "$interpreter"
     install "$name" "$interpreter" "$wheel" --no-index --no-deps
     cp -r "build/$preset/script_test_modules" "$folder"
-    log=$kWheels/try-$name.log
-    : >"$log"
-    while IFS= read -r test; do
+    logs=$kWheels/logs-$name
+    rm -rf "$logs"
+    mkdir "$logs"
+    # The longest first, so that the others run beside it.
+    sed 's,^,tests/script/,' "build/$preset/script_tests.txt" | xargs ls -S | xargs -n 1 basename |
         VIREON_MODULE_DIR=$folder VIREON_PYTHON=$interpreter with_path "$folder" \
-            timeout "$kLongestTest" "$@" -B "tests/script/$test" --verbose >>"$log" 2>&1 </dev/null ||
-            failed+=("$test")
-    done <"build/$preset/script_tests.txt"
+            xargs -P "$(nproc)" -I '{}' bash -c 'run_script_test "$@"' bash '{}' "$logs/{}" "$logs/failed" "$@"
+    log=$kWheels/try-$name.log
+    cat "$logs"/test_* >"$log"
     awk '/^Ran [0-9]+ tests? in/ { ran += $2 } /\.\.\. skipped / { skipped++ }
         END { printf "%d tests, %d of them skipped\n", ran, skipped }' "$log"
     grep -h '\.\.\. skipped ' "$log" || true
-    [ ${#failed[@]} -eq 0 ] || die "failed with $name: ${failed[*]}; see ${log#"$PWD"/}"
+    [ ! -f "$logs/failed" ] || die "failed with $name: $(paste -sd ' ' "$logs/failed"); see ${log#"$PWD"/}"
     if [ "${CI-}" = true ] && grep '\.\.\. skipped ' "$log" | grep -qv 'platform: '; then
         die 'nothing may be skipped where CI=true'
     fi
-    rm -rf "$folder"
+    rm -rf "$folder" "$logs"
 }
 
 # By the interpreter that this machine has; by Debian 11's with its libraries, so that nothing is asked of the
@@ -167,6 +177,8 @@ make_source() {
     rm -rf "$folder"
 }
 
+export -f run_script_test
+export kLongestTest
 mkdir -p "$kWheels"
 python=$(scripts/find-python2.sh | sed -n 's/^EXECUTABLE=//p')
 tools=$(scripts/wheels/packages.sh python27)
